@@ -1,0 +1,169 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include <random>
+#include <thread>
+
+#include "fst_test_util.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const char kExample[] = "0 1 3 4\n1 2 0 5\n2\n3 A\n4 a\n5 s\n";
+
+std::string gzip(const TempDir& dir, const std::string& bytes) {
+  const gzFile file = gzopen(dir.path("gzip").c_str(), "wb");
+  gzwrite(file, bytes.data(), static_cast<unsigned>(bytes.size()));
+  gzclose(file);
+  return dir.read("gzip");
+}
+
+// Loads and gives what went to standard error.
+Fst load(const std::string& path, std::string* message) {
+  testing::internal::CaptureStderr();
+  Fst fst(lk_fst_new_from_binary_file(path.c_str()));
+  *message = testing::internal::GetCapturedStderr();
+  return fst;
+}
+
+std::string header(NodeIndex data_size, NodeIndex node_size = 8, NodeIndex edge_size = 8,
+                   int32_t flags = 1) {
+  const NodeIndex fields[] = {data_size, 1, node_size, 0, edge_size, static_cast<NodeIndex>(flags)};
+  return std::string(reinterpret_cast<const char*>(fields), sizeof fields);
+}
+
+TEST(BinaryFile, SavesTheBlockAsAGzipStreamAndLoadsItBack) {
+  const TempDir dir;
+  // The last cell is spare, and the flags are not those of any sort.
+  const Fst fst = make_fst({cell(15, 1, 1, 'a', 200), cell(9, 0, 0, 0, 0), {}}, 2, 1, 5);
+  ASSERT_EQ(0, lk_fst_save_to_binary_file(fst.get(), dir.path("a").c_str()));
+  const std::string file = dir.read("a");
+  EXPECT_EQ(std::string("\x1f\x8b\x08\0\0\0\0\0\x02\x03", 10), file.substr(0, 10));
+  std::string message;
+  const Fst loaded = load(dir.path("a"), &message);
+  ASSERT_TRUE(loaded) << message;
+  EXPECT_EQ(image(fst), image(loaded));
+}
+
+TEST(BinaryFile, AcceptsEveryCompleteImage) {
+  const TempDir dir;
+  const std::string example = image(from_att(kExample));
+  const std::string images[] = {
+      example,
+      header(0),                                    // no cells at all
+      header(5) + "12345",                          // not a multiple of a cell
+      header(16, 8, 8, -1) + std::string(16, '~'),  // flags and cells without sense
+      header(33 << 20) + std::string(33 << 20, 'x'),
+  };
+  for (const std::string& bytes : images) {
+    for (const std::string& content :
+         {bytes, bytes + "trailing", gzip(dir, bytes), gzip(dir, bytes + "trailing")}) {
+      std::string message;
+      const Fst fst = load(dir.write("f", content), &message);
+      ASSERT_TRUE(fst) << message;
+      EXPECT_TRUE(bytes == image(fst)) << bytes.size();
+      EXPECT_EQ("", message);
+    }
+  }
+}
+
+TEST(BinaryFile, ReportsWhatItCannotLoad) {
+  const TempDir dir;
+  const std::string example = gzip(dir, image(from_att(kExample)));
+  std::string corrupt = example;
+  corrupt[12] = static_cast<char>(~corrupt[12]);
+  const std::string incompatible = "Incompatible binary format";
+  const struct {
+    const char* name;
+    std::string content, message;
+  } kCases[] = {
+      {"empty", "", "Cannot gzread: "},
+      {"3 bytes", "abc", "Cannot gzread: "},
+      {"header only", header(8), "Cannot gzread: "},
+      {"one byte short", gzip(dir, header(8) + "1234567"), "Cannot gzread: "},
+      {"cut gzip", example.substr(0, 30), "Cannot gzread: "},
+      {"corrupt gzip", corrupt, "Cannot gzread: "},
+      {"4 GB claimed", header(0xffffffe7), "Cannot gzread: "},
+      {"beyond 32 bits", header(0xffffffe8), incompatible},
+      {"node size", header(0, 16), incompatible},
+      {"edge size", header(0, 8, 16), incompatible},
+  };
+  std::string message;
+  for (const auto& c : kCases) {
+    EXPECT_FALSE(load(dir.write("f", c.content), &message)) << c.name;
+    EXPECT_THAT(message, StartsWith(c.message)) << c.name;
+    EXPECT_THAT(message, testing::Not(HasSubstr("Success"))) << c.name;
+    EXPECT_EQ(c.message == incompatible, message == incompatible) << c.name;
+  }
+  EXPECT_FALSE(load(dir.path("missing"), &message));
+  EXPECT_EQ("Cannot open file: No such file or directory\n", message);
+  EXPECT_FALSE(load("/tmp", &message));
+  EXPECT_EQ("Cannot gzread: Is a directory\n", message);
+
+  const std::string fifo = dir.path("fifo");
+  ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+  std::thread writer([&] { std::ofstream(fifo, std::ios::binary) << header(0); });
+  EXPECT_FALSE(load(fifo, &message));
+  writer.join();
+  EXPECT_EQ("Cannot rewind: Illegal seek\n", message);
+}
+
+TEST(BinaryFile, SavingFailsQuietly) {
+  std::vector<Edge> noise(1 << 16);
+  std::mt19937 random(1);
+  for (Edge& edge : noise) {
+    edge.bits = static_cast<NodeIndex>(random());
+  }
+  const Fst fst = make_fst(noise, 0, 0, 0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(1, lk_fst_save_to_binary_file(fst.get(), "/tmp"));
+  EXPECT_EQ(1, lk_fst_save_to_binary_file(fst.get(), "/dev/full"));
+  EXPECT_EQ("", testing::internal::GetCapturedStderr());
+}
+
+TEST(Cells, OperationsTouchOnlyTheirBits) {
+  Edge edge = cell(15, 7, 3, 'l', 'u');
+  EDGE_SET_NEXT(&edge, (1 << 26) - 1);
+  EXPECT_EQ(0xffffffcfU, edge.bits);
+  node_init(&edge);
+  EXPECT_EQ(0xffffffc1U, edge.bits);
+  edge = cell(15, 7, 3, 'l', 'u');
+  edge_init(&edge);
+  EXPECT_EQ(NodeIndex{EDGE_IS_EDGE | 7 << 6}, edge.bits);
+  EXPECT_EQ(0, edge.edge_count);
+  EXPECT_EQ('l', get_lower(&edge));
+  EXPECT_EQ('u', get_upper(&edge));
+  EXPECT_EQ(0U, NODE_GET_SELF(nullptr));
+  for (int symbol : {-1, 0, 1, 2, 3, 256}) {
+    EXPECT_EQ(symbol >= 0 && symbol <= 2 ? 1 : 0, is_special_symbol(symbol));
+  }
+  EXPECT_STREQ("@_IDENTITY_SYMBOL_@", special_symbol_to_string(IDENTITY_SYMBOL));
+  lk_fst_free(nullptr);
+}
+
+TEST(Dump, ListsArcsAndFinalCells) {
+  const Fst fst = make_fst({cell(11, 1, 1, 'a', 'A'), cell(7, 2, 1, 's', 0), cell(9, 0, 0, 0, 0),
+                            cell(2, 99, 0, 'x', 'x')},
+                           3, 2, 0);
+  const auto self = [&](int i) {
+    return std::to_string(static_cast<int>(NODE_GET_SELF(&fst->data[i])));
+  };
+  EXPECT_EQ(&fst->data[2], lk_fst_next_node(fst.get(), &fst->data[1]));
+  const auto dump = [&] {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(0, lk_fst_debug_write(fst.get()));
+    return testing::internal::GetCapturedStdout();
+  };
+  const std::string arcs = self(0) + " " + self(1) + " A a\n" + self(1) + " " + self(2) + " ";
+  EXPECT_EQ(arcs + '\0' + " s\n# end edges\n0\n", dump());
+  fst->edge_count = 1000;  // damaged: more than there are, and an arc that leads nowhere
+  EXPECT_EQ(arcs + '\0' + " s\n" + self(2) + " " + self(0) + " " + '\0' + " " + '\0' +
+                "\n# end edges\n0\n2\n",
+            dump());
+}
+
+}  // namespace

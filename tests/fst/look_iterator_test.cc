@@ -1,0 +1,317 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <random>
+
+#include "fst_test_util.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+// Arcs of the start state, all to one final state, with the results "0", "1", ... in
+// cell order: what is found says in which order the arcs were taken.
+Fst fan(const std::string& labels, int32_t flags) {
+  const NodeIndex n = static_cast<NodeIndex>(labels.size());
+  std::vector<Edge> cells;
+  for (NodeIndex i = 0; i < n; ++i) {
+    cells.push_back(cell(i == 0 ? 3 : 2, n, static_cast<EdgeCount>(i == 0 ? n : 0),
+                         static_cast<Char>(labels[i]), '0' + static_cast<int>(i)));
+  }
+  cells.push_back(cell(9, 0, 0, 0, 0));
+  return make_fst(cells, 2, n, flags);
+}
+
+TEST(LookIterator, PushersDecideTheOrder) {
+  const std::string eps(1, '\0');
+  const struct {
+    std::string labels, word;
+    Words sorted, linear;
+  } kCases[] = {
+      {"b", "b", {"0"}, {"0"}},
+      {"aabbcc", "b", {"2", "3"}, {"3", "2"}},  // found: 3
+      {"bbbbb", "b", {"0", "1", "4", "3", "2"}, {"4", "3", "2", "1", "0"}},
+      {"abbbbc", "b", {"1", "2", "4", "3"}, {"4", "3", "2", "1"}},
+      {"aaaabbb", "b", {"4", "6", "5"}, {"6", "5", "4"}},  // found: 5
+      {"bbbc", "b", {"0", "1", "2"}, {"2", "1", "0"}},     // found: 2
+      {"abbbbbbz", "b", {"1", "2", "3", "6", "5", "4"}, {"6", "5", "4", "3", "2", "1"}},
+      {eps + eps + "bbb", "b", {"2", "4", "3"}, {"4", "3", "2"}},
+      {eps + eps + "b", "", {"1", "0"}, {"1", "0"}},
+      {"\1\2z", "\2", {"1"}, {}},  // special labels
+      {"a\xe1\xf1", "\xe1", {"1"}, {"1"}},
+      {"acd", "b", {}, {}},
+      {"acd", "aa", {}, {}},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(c.sorted, look(fan(c.labels, LK_FST_SORTED_LOWER), c.word)) << c.labels;
+    EXPECT_EQ(c.linear, look(fan(c.labels, LK_FST_SORTED_UPPER), c.word)) << c.labels;
+  }
+}
+
+// ---- random transducers against a search of all paths ----
+
+struct Arc {
+  size_t target;
+  Char lower, upper;
+};
+struct Model {
+  std::vector<std::vector<Arc>> states;
+  std::vector<bool> finals;
+};
+
+// Arcs with an epsilon lead upwards, so that no cycle consumes nothing.
+Model random_model(std::mt19937& random) {
+  const Char labels[] = {0, 0, 1, 2, 'a', 'a', 'b', 'c', 200};
+  Model model;
+  model.states.resize(1 + random() % 7);
+  for (size_t s = 0; s < model.states.size(); ++s) {
+    model.finals.push_back(random() % 3 == 0);
+    for (size_t n = random() % 6; n > 0; --n) {
+      const Arc arc{random() % model.states.size(), labels[random() % std::size(labels)],
+                    labels[random() % std::size(labels)]};
+      if ((arc.lower != 0 && arc.upper != 0) || arc.target > s) {
+        model.states[s].push_back(arc);
+      }
+    }
+  }
+  return model;
+}
+
+Fst pack(const Model& model) {
+  std::vector<NodeIndex> heads(model.states.size());
+  NodeIndex next = 0;
+  for (const bool with_arcs : {true, false}) {
+    for (size_t s = 0; s < heads.size(); ++s) {
+      if ((!model.states[s].empty() || s == 0) == with_arcs) {
+        heads[s] = next;
+        next += std::max<NodeIndex>(1, static_cast<NodeIndex>(model.states[s].size()));
+      }
+    }
+  }
+  std::vector<Edge> cells(next);
+  NodeIndex edges = 0;
+  for (size_t s = 0; s < heads.size(); ++s) {
+    const std::vector<Arc>& arcs = model.states[s];
+    Edge* const head = &cells[heads[s]];
+    for (size_t i = 0; i < arcs.size(); ++i, ++edges) {
+      head[i] = cell(EDGE_IS_EDGE | (i + 1 == arcs.size() ? EDGE_IS_LAST : 0),
+                     heads[arcs[i].target], 0, arcs[i].lower, arcs[i].upper);
+    }
+    head->bits |= EDGE_IS_NODE | (model.finals[s] ? EDGE_IS_FINAL : 0);
+    head->edge_count = static_cast<EdgeCount>(arcs.size());
+  }
+  return make_fst(cells, static_cast<NodeIndex>(heads.size()), edges, 0);
+}
+
+using Label = Char Arc::*;
+
+// The arcs that can be taken, in the order in which a search explores them: from the
+// last to the first, or, when a bisection looks for the byte, the matches before the one
+// it meets, then the others from the last on, then the epsilons.
+std::vector<size_t> taken(const std::vector<Arc>& arcs, const std::string& word, Label in,
+                          bool sorted) {
+  const Char byte = word.empty() ? 0 : static_cast<Char>(word[0]);
+  std::vector<size_t> order, epsilons, matches;
+  for (size_t i = 0; i < arcs.size(); ++i) {
+    const Char label = arcs[i].*in;
+    if (label == 0 || (label > 2 && label == byte)) {
+      order.insert(order.begin(), i);
+      (label == 0 ? epsilons : matches).push_back(i);
+    }
+  }
+  if (!sorted || matches.empty()) {
+    return order;
+  }
+  const size_t base = epsilons.size();
+  size_t low = 0, high = arcs.size() - base, middle = high / 2;
+  for (; arcs[base + middle].*in != byte; middle = (low + high) / 2) {
+    if (arcs[base + middle].*in < byte) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  std::reverse(std::find(matches.begin(), matches.end(), base + middle), matches.end());
+  matches.insert(matches.end(), epsilons.rbegin(), epsilons.rend());
+  return matches;
+}
+
+// The results of every path from `state` that reads `word`.
+void paths(const Model& model, size_t state, const std::string& word, Label in, Label out,
+           bool sorted, const std::string& spelled, Words* results) {
+  if (model.finals[state] && word.empty()) {
+    results->push_back(spelled);
+  }
+  const std::vector<Arc>& arcs = model.states[state];
+  for (const size_t i : taken(arcs, word, in, sorted)) {
+    paths(model, arcs[i].target, arcs[i].*in == 0 ? word : word.substr(1), in, out, sorted,
+          arcs[i].*out == 0 ? spelled : spelled + static_cast<char>(arcs[i].*out), results);
+  }
+}
+
+TEST(LookIterator, FindsAllPathsOfRandomTransducers) {
+  std::mt19937 random(3);
+  const std::string alphabet = "abc\xc8";
+  size_t found = 0;
+  for (int i = 0; i < 1500; ++i) {
+    Model model = random_model(random);
+    const Fst fst = pack(model);
+    std::string word;
+    for (size_t n = random() % 5; n > 0; --n) {
+      word += alphabet[random() % alphabet.size()];
+    }
+    Words sets[2];  // per direction: the results in alphabetical order
+    // Unsorted, then sorted on the lower labels, the upper ones twice, the lower ones.
+    for (const int sort : {-1, 0, 1, 1, 0}) {
+      if (sort >= 0) {
+        lk_fst_sort(fst.get(), sort == 0 ? LK_LOOK_UP : LK_LOOK_DOWN);
+        ASSERT_EQ(sort == 0 ? LK_FST_SORTED_LOWER : LK_FST_SORTED_UPPER, fst->flags);
+        const Label label = sort == 0 ? &Arc::lower : &Arc::upper;
+        for (std::vector<Arc>& arcs : model.states) {
+          std::stable_sort(arcs.begin(), arcs.end(),
+                           [&](const Arc& a, const Arc& b) { return a.*label < b.*label; });
+        }
+        const Fst expected = pack(model);  // head cells, marks and counts in their places
+        expected->flags = fst->flags;
+        ASSERT_EQ(image(expected), image(fst));
+      }
+      for (const int direction : {0, 1}) {
+        Words expected;
+        paths(model, 0, word, direction == 0 ? &Arc::lower : &Arc::upper,
+              direction == 0 ? &Arc::upper : &Arc::lower, sort == direction, "", &expected);
+        ASSERT_EQ(expected, look(fst, word, static_cast<LkLookDirection>(direction)));
+        found += expected.size();
+        std::sort(expected.begin(), expected.end());
+        if (sort < 0) {
+          sets[direction] = expected;
+        }
+        ASSERT_EQ(sets[direction], expected);
+      }
+    }
+  }
+  EXPECT_GT(found, 1000U);
+}
+
+TEST(ArcSort, KeepsTheOrderOfEqualLabelsInLargeStates) {
+  std::string labels;
+  for (int i = 0; i < 200; ++i) {
+    labels += "cab"[i * i % 3];
+  }
+  const Fst fst = fan(labels, 0);
+  lk_fst_sort(fst.get(), LK_LOOK_UP);
+  for (int i = 1; i < 200; ++i) {
+    const Edge& a = fst->data[i - 1];
+    const Edge& b = fst->data[i];
+    // The upper labels count the arcs, modulo 256.
+    EXPECT_TRUE(a.lower < b.lower ||
+                (a.lower == b.lower && Char(a.upper - '0') < Char(b.upper - '0')))
+        << i;
+  }
+}
+
+TEST(LookIterator, StaysInsideDamagedBlocks) {
+  // The block ends where a page without access begins.
+  const size_t page = 4096;
+  char* const pages = static_cast<char*>(
+      mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(MAP_FAILED, static_cast<void*>(pages));
+  ASSERT_EQ(0, mprotect(pages + page, page, PROT_NONE));
+  std::mt19937 random(4);
+  for (int i = 0; i < 20000; ++i) {
+    const NodeIndex cells = random() % 8;
+    const NodeIndex data_size = cells * 8 + random() % 8;
+    LkFst* const fst = reinterpret_cast<LkFst*>(pages + page - (24 + data_size + 7) / 8 * 8);
+    set_header(fst, data_size, random() % 20, random() % 20, static_cast<int32_t>(random() % 8));
+    for (NodeIndex c = 0; c < cells; ++c) {
+      // Epsilon arcs lead upwards, so that the search ends before its stack is full.
+      const bool epsilon = random() % 3 == 0;
+      const NodeIndex any[] = {static_cast<NodeIndex>(random() % 10), cells, (1 << 26) - 1};
+      fst->data[c] = cell(random() % 16, epsilon ? c + 1 + random() % 8 : any[random() % 3],
+                          static_cast<EdgeCount>(random() % 12 == 0 ? 65535 : random() % 10),
+                          epsilon ? 0 : "ab"[random() % 2], epsilon ? 0 : "ab"[random() % 2]);
+    }
+    for (const int sort : {-1, 0, 1}) {
+      if (sort >= 0) {
+        lk_fst_sort(fst, static_cast<LkLookDirection>(sort));
+      }
+      for (const char* word : {"", "a", "ab"}) {
+        const size_t results = look(fst, word).size() + look(fst, word, LK_LOOK_DOWN).size();
+        ASSERT_TRUE(cells > 0 || results == 0);
+      }
+    }
+  }
+  munmap(pages, 2 * page);
+}
+
+TEST(LookIterator, EpsilonOutOfOrderDoesNotStepOverTheEndOfTheWord) {
+  const Fst fst = fan(std::string("a\0\0", 3), LK_FST_SORTED_LOWER);
+  EXPECT_EQ(Words{}, look(fst, ""));
+}
+
+TEST(LookIterator, ReportsAResultBeforeItsContinuationsAndStaysAtTheEnd) {
+  const Fst fst = from_att("0 1 3 4\n1 1 3 4\n1 2 5 0\n1\n2\n3 X\n4 a\n5 Y\n");
+  const Iterator it(lk_look_iterator_new());
+  char out[4];
+  for (const char* word : {"aaaaaa", "a"}) {
+    lk_look_iterator_init(it.get(), fst.get(), word, LK_LOOK_UP);
+    EXPECT_TRUE(it->search_cmp != nullptr &&
+                it->push_transitions == look_stack_push_transitions_sorted);
+    ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, sizeof out));
+    EXPECT_STREQ(word[1] == 0 ? "X" : "XXX", out);
+    ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, sizeof out));
+    EXPECT_STREQ(word[1] == 0 ? "XY" : "XXX", out);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(0, lk_look_iterator_next(it.get(), out, sizeof out));
+      EXPECT_EQ(1, look_stack_empty(it.get()));
+    }
+  }
+  lk_look_iterator_init(it.get(), fst.get(), "XY", LK_LOOK_DOWN);
+  EXPECT_TRUE(it->search_cmp == nullptr && it->push_transitions == look_stack_push_transitions);
+  ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, 1));
+  EXPECT_STREQ("", out);
+  // Labels are read through the fields, whoever set them.
+  lk_look_iterator_init(it.get(), fst.get(), "XY", LK_LOOK_UP);
+  it->input_label_getter = [](Edge* edge) -> Char { return edge->upper; };
+  it->output_label_getter = [](Edge*) -> Char { return '!'; };
+  it->push_transitions = look_stack_push_transitions;
+  ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, sizeof out));
+  EXPECT_STREQ("!!", out);
+}
+
+TEST(LookIteratorDeathTest, HoldsFiveHundredAndTwelveEntries) {
+  for (const int32_t flags : {0, +LK_FST_SORTED_LOWER}) {
+    EXPECT_EQ(511U, look(fan(std::string(511, 'a'), flags), "a").size());
+    EXPECT_EXIT(look(fan(std::string(512, 'a'), flags), "a"), testing::ExitedWithCode(1),
+                "^Stack overflow look_iterator\\.cc:[0-9]+\n$");
+  }
+  EXPECT_EXIT(look(from_att("0 0 0 0\n0\n"), ""), testing::ExitedWithCode(1), "Stack overflow");
+}
+
+TEST(LookStack, PushesPopsAndPrints) {
+  const Fst fst = fan("a", 0);
+  const Iterator it(lk_look_iterator_new());
+  lk_look_iterator_init(it.get(), fst.get(), "word", LK_LOOK_UP);
+  LookState* const root = look_stack_head(it.get());
+  root->out_word = 'r';
+  look_stack_push(it.get(), nullptr, "rd", 'x', root);
+  EXPECT_EQ(root, look_stack_head(it.get())->parent);
+  char* text = nullptr;
+  size_t length = 0;
+  FILE* const f = open_memstream(&text, &length);
+  look_stack_debug_print(f, it.get());
+  fclose(f);
+  EXPECT_EQ("\nSTACK\n0 \"rd\" 'x' 1\n" +
+                std::to_string(static_cast<int>(NODE_GET_SELF(fst->data))) + " \"word\" 'r' 0\n\n",
+            text);
+  free(text);
+  look_stack_pop(it.get());
+  EXPECT_EQ(root, look_stack_head(it.get()));
+  while (!look_stack_full(it.get())) {
+    look_stack_push(it.get(), nullptr, "", 0, nullptr);
+  }
+  EXPECT_EQ(LK_LOOK_STACK_SIZE, it->top);
+}
+
+}  // namespace
