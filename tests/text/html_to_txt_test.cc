@@ -1,0 +1,250 @@
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <functional>
+#include <optional>
+
+#include "tests/text/support.h"
+#include "text/utf8.h"
+
+namespace {
+
+using Text = std::optional<std::string>;
+const std::string kNul(1, '\0');
+
+// Nothing when the conversion fails. Nothing may be written behind a text, or at
+// all by a failure. The default capacity is the page's size.
+Text html_to_txt(const std::string& html, int capacity = -1) {
+  const int given = capacity < 0 ? static_cast<int>(html.size()) : capacity;
+  std::string output(static_cast<size_t>(given) + 1, '\x01');
+  int size = given;
+  const bool failed =
+      0 != articledb_html_to_txt(html.data(), static_cast<int>(html.size()), &output[0], &size);
+  EXPECT_TRUE(failed ? size == given : size < given);
+  const auto written = static_cast<size_t>(failed ? 0 : size);
+  EXPECT_EQ(output.find_first_not_of('\x01', written), std::string::npos);
+  return failed ? Text() : output.substr(0, written);
+}
+
+// A page with `body` behind its body start tag, and something to delete.
+std::string page(const std::string& body) { return "<title>T</title><body></p>" + body + "<"; }
+
+// ---- the conversion from its definition, with the patterns as defined ----
+
+struct Refused {};
+void require(bool condition) {
+  if (!condition) {
+    throw Refused();
+  }
+}
+
+using Replacement = std::function<std::string(const std::string& match, int start, size_t space)>;
+
+std::string replace(const char* pattern, const std::string& subject, size_t capacity,
+                    const Replacement& replacement) {
+  PlainSearch search(pattern);
+  std::string result;
+  int start = 0;
+  int found;
+  for (; (found = search.find(subject, start)) > 0; start = search.end(0)) {
+    result.append(subject, start, search.begin(0) - start);
+    require(result.size() < capacity);
+    result += replacement(search.text(subject, 0), search.begin(0), capacity - result.size());
+  }
+  result.append(subject, start);
+  require(found == PCRE_ERROR_NOMATCH && result.size() < capacity);
+  return result;
+}
+
+Replacement fixed(const std::string& by) {
+  return [by](const std::string&, int, size_t space) {
+    require(by.size() < space);
+    return by;
+  };
+}
+
+// Knows the numbers below 0x800 only.
+std::string character(const std::string& reference, int /*start*/, size_t space) {
+  require(space > 3);
+  if (reference[1] != '#') {
+    require(space >= reference.size());
+    return reference;
+  }
+  char* end = nullptr;
+  const long number = strtol(reference.c_str() + 2, &end, 0);
+  require(*end == ';' && number < 0x800);
+  if (number < 0x80) {
+    return {static_cast<char>(number)};
+  }
+  return {static_cast<char>(0xC0 + number / 64), static_cast<char>(0x80 + number % 64)};
+}
+
+Text reference_html_to_txt(const std::string& html) try {
+  const size_t capacity = html.size();
+  std::string text =
+      replace(R"(<\s*script[^<]*<\s*/\s*script\s*>|<!--.*?-->|<\s*/\s*p\s*>|<\s*/\s*br\s*>)", html,
+              capacity, fixed(""));
+  text = replace(R"(<\s*br\s*>)", text, capacity, fixed("\n"));
+  text = replace(R"(<\s*p\s*>)", text, capacity, fixed("\n\n"));
+  PlainSearch title_body(R"((?:<\s*title\s*>(.*?)<\s*/\s*title).*?(<\s*body.*))");
+  require(title_body.find(text, 0) == 3);
+  const std::string body = title_body.text(text, 2);
+  text = title_body.text(text, 1) + "\n\n";
+  PlainSearch run(">([^<]*)<");
+  for (int start = 0; run.find(body, start) > 0; start = run.end(1)) {
+    text += run.text(body, 1);
+    require(text.size() < capacity);
+  }
+  const auto collapsed = [&](const std::string& blanks, int start, size_t space) -> std::string {
+    if (start == 0) {
+      return "";
+    }
+    const bool last = start + blanks.size() == text.size();
+    require(last || space >= 2);
+    const auto has = [&](const char* feeds) { return blanks.find(feeds) != std::string::npos; };
+    return last || !has("\n\n") ? (last || has("\n") ? "\n" : " ") : "\n\n";
+  };
+  text = replace(R"(\s+)", std::string(text), capacity, collapsed);
+  return replace("&[0-9a-zA-Z#]*;", text, capacity, character);
+} catch (const Refused&) {
+  return std::nullopt;
+}
+
+// ---- tests ----
+
+TEST(HtmlToTxt, Converts) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"<html><head><title>Izenburua</title></head><body><p>Kaixo <b>mundua</b></p>"
+       "<!-- oharra --></body></html>",
+       "Izenburua\n\nKaixo mundua"},
+      {"<html><head><title> Izen  burua </title></head><body>\n<p>Lehen   lerroa<br>bigarren"
+       "</p>\r\n\r\n<script>var a=1;</script>azken\t</body>",
+       "Izen burua\n\nLehen lerroa\nbigarren\nazken\n"},
+      {page(">a<br/>b<br />c<p class=x>d"), "T\n\n>abcd"},
+      {page("<b>a</b><i>b</i>"), "T\n\nab"},
+      {page("a\r\n\r\nb\n \nc\n\n\nd \t e"), "T\n\na\nb\nc\n\nd e"},
+      {page("<!-- <b>x</b> -->a<script>1</script>b<script>2<3</script>c"), "T\n\nab2c"},
+      {"<title></title><body></p>", ""},
+      {page("&#233;&#0x41;&#065;&amp;&;&\u017F;"), "T\n\n\u00E9A5&amp;&;&\u017F;"},
+      {page("a&#0;b&#;c" + kNul), "T\n\na" + kNul + "b" + kNul + "c" + kNul},
+      {page("&#4294967361;&#0X1F600;"), "T\n\nA\xF0\x9F\x98\x80"},
+      {page("&#0x110000;"), "T\n\n\xF4\x90\x80\x80"},  // the text is not UTF-8
+  };
+  for (const auto& [html, text] : cases) {
+    EXPECT_EQ(html_to_txt(html), Text(text)) << html;
+    for (int capacity = 0; capacity < static_cast<int>(text.size()) + 2; ++capacity) {
+      EXPECT_EQ(html_to_txt(html, capacity).has_value(), capacity > static_cast<int>(text.size()));
+    }
+  }
+}
+
+TEST(HtmlToTxt, Refuses) {
+  for (const char* html : {"", "</p>", "<body></p><title>x</title>", "<title>x</title></p>",
+                           "<title>x</title><body>nothing to delete</body>"}) {
+    EXPECT_EQ(html_to_txt(html, 99), Text()) << html;
+  }
+  for (const char* reference :
+       {"&#x41;", "&#65a;", "&##;", "&#0x;", "&#0b1;", "&#08;", "&#0xD800;", "&#0xDFFF;",
+        "&#2147483648;", "&#4294967295;", "&#99999999999999999999;", "&#\u017F;"}) {
+    EXPECT_EQ(html_to_txt(page(reference), 99), Text()) << reference;
+  }
+  for (const std::string& invalid : kInvalidUtf8) {
+    EXPECT_EQ(html_to_txt(page(kNul + invalid + "a"), 99), Text());
+    EXPECT_EQ(html_to_txt(page("a") + invalid, 99), Text());
+  }
+  int capacity = 0;
+  EXPECT_NE(articledb_html_to_txt(nullptr, 0, nullptr, &capacity), 0);
+  EXPECT_NE(articledb_html_to_txt("", -1, nullptr, &capacity), 0);
+}
+
+TEST(HtmlToTxt, FailsWhenAnySearchDoes) {
+  const std::string html = page("a<br>b<p>c</p>d &amp; e<!-- f -->g");
+  const int before = pcre_seam::searches;
+  ASSERT_TRUE(html_to_txt(html));
+  const int searches = pcre_seam::searches - before;
+  ASSERT_GT(searches, 14);
+  pcre_seam::failure = PCRE_ERROR_JIT_STACKLIMIT;
+  for (int nth = 0; nth < searches; ++nth) {
+    pcre_seam::failing_search = pcre_seam::searches + nth;
+    EXPECT_EQ(html_to_txt(html), Text()) << nth;
+  }
+  pcre_seam::failing_search = -1;
+}
+
+TEST(HtmlToTxt, AgreesWithThePlainPatterns) {
+  RandomText markup(
+      "<|>|/|<!--|-->|--|<script|</script>|script>|<\u017Fcript>|</\u017Fcript >|<p>|</p>|"
+      "< / p\v>|<br>|< br\t>|</br>|<title>|</title|title|<body|body|\u212A|\u00F1|\u00A0| |  |\n|"
+      "\r\n|\n\n|&|;|&#|#|x|A|0|65;|&#233;|&#0x41;|&#;|&amp;|&k\u212A;");
+  int converted = 0;
+  for (int i = 0; i < 20000; ++i) {
+    std::string html = markup.next(24);
+    if (i % 8 != 0) {  // else a random page hardly ever converts
+      html = "</p>" + markup.next(3) + "<title>" + markup.next(5) + "</title>" + markup.next(5) +
+             "<body>" + html;
+    }
+    const Text expected = reference_html_to_txt(html);
+    converted += expected ? 1 : 0;
+    pcre_seam::interpreter_only = i % 2 != 0;
+    ASSERT_EQ(html_to_txt(html), expected) << html;
+  }
+  pcre_seam::interpreter_only = false;
+  EXPECT_GT(converted, 4000);
+}
+
+// Quadratic time, or steps beyond PCRE's limit, with the plain patterns.
+TEST(HtmlToTxt, TakesHostilePagesOnASmallStack) {
+  const std::string head = "<title>T</title><body></p>";
+  const std::string million(1000000, 'x');
+  const std::pair<std::string, Text> cases[] = {
+      {head + repeat("<!--", 300000), "T\n"},
+      {head + repeat("<!--", 300000) + "-->a<", "T\n\na"},
+      {head + repeat(">", 1000000), "T\n"},
+      {repeat("<title>x</title", 80000) + "</p>", std::nullopt},
+      {repeat("<title>", 150000) + "</p>", std::nullopt},
+      {"<title>T</title>" + repeat("< body", 200000) + "</p>", "T\n"},
+      {head + repeat("< <  <" + std::string(1000, ' '), 1000), "T\n"},
+      {head + repeat("<script", 150000), "T\n"},
+      {page(repeat("&#38;", 200000)), "T\n\n" + std::string(200000, '&')},
+      {page("&" + million), "T\n\n&" + million},
+      {page("a" + std::string(1000000, ' ') + "b"), "T\n\na b"},
+      {page("<!--" + std::string(11000000, '-') + "-->a"), "T\n\na"},
+      {"<title>T</title>" + repeat(million, 11) + "<body></p>", "T\n"},
+  };
+  on_small_stack([&] {
+    for (const bool interpreter : {false, true}) {
+      pcre_seam::interpreter_only = interpreter;
+      for (const auto& [html, text] : cases) {
+        EXPECT_TRUE(html_to_txt(html) == text) << html.substr(0, 60);
+      }
+    }
+    pcre_seam::interpreter_only = false;
+  });
+}
+
+TEST(EncodeWideChar, WritesWhatIconvDoes) {
+  const iconv_t converter = iconv_open("utf-8", "WCHAR_T");
+  const auto check = [&](uint32_t code, int space) {
+    char expected[8] = {};
+    char actual[8] = {};
+    auto wide = static_cast<wchar_t>(code);
+    char* in = reinterpret_cast<char*>(&wide);
+    char* out = expected;
+    size_t in_left = sizeof(wide);
+    auto out_left = static_cast<size_t>(space);
+    const bool failed = iconv(converter, &in, &in_left, &out, &out_left) != 0 || in_left != 0;
+    const auto size = static_cast<int>(out - expected);
+    ASSERT_EQ(ostren::fenra::text::encode_wide_char(code, actual, space), failed ? -1 : size)
+        << code;
+    ASSERT_EQ(std::string(actual, 8), std::string(expected, 8));
+  };
+  for (uint32_t code = 0; code < 0x110400; ++code) {
+    check(code, 4);
+  }
+  for (int i = 0; i < 32 * 5 * 6; ++i) {  // around every power of two, in every space
+    check((1u << i % 32) + static_cast<uint32_t>(i / 32 % 5) - 2, i / 32 / 5 + 1);
+  }
+  iconv_close(converter);
+}
+
+}  // namespace

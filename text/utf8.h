@@ -1,0 +1,29 @@
+// UTF-8 validation and encoding.
+#ifndef FENRA_TEXT_UTF8_H
+#define FENRA_TEXT_UTF8_H
+
+#include <cstdint>
+#include <string_view>
+
+namespace ostren {
+namespace fenra {
+namespace text {
+
+// Whether `text` is valid UTF-8. Zero bytes are characters like others.
+bool is_valid_utf8(std::string_view text);
+
+// Whether a pointer and a length handed in from outside make up valid UTF-8.
+// Null is the empty text when `length` is 0; no negative length is valid.
+bool is_valid_utf8(const char* text, int length);
+
+// Writes `code` to `output` just as glibc's iconv converts one WCHAR_T to utf-8:
+// in up to 6 bytes for numbers to 0x7FFFFFFF, far above those of Unicode, and not
+// at all (-1) for surrogates, larger numbers and what needs more than `space`
+// bytes. Returns the number of bytes written.
+int encode_wide_char(uint32_t code, char* output, int space);
+
+}  // namespace text
+}  // namespace fenra
+}  // namespace ostren
+
+#endif  // FENRA_TEXT_UTF8_H
