@@ -1,0 +1,94 @@
+#include "lexicon/ostren_ffst.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "lexicon/first_result.h"
+
+namespace Pelko {
+
+namespace {
+
+struct FstDeleter {
+  void operator()(LkFst* fst) const { lk_fst_free(fst); }
+};
+using FstPtr = std::unique_ptr<LkFst, FstDeleter>;
+
+FstPtr load(const char* filename) {
+  return FstPtr(is_att_file(filename) != 0 ? lk_fst_new_from_att_file(filename)
+                                           : lk_fst_new_from_binary_file(filename));
+}
+
+// Appends every result of `word` in the given direction to `output`.
+int look(QorLexicon* lex, TransducerOutput& output, const char* word, LkLookDirection direction) {
+  if (lex != nullptr && word != nullptr) {
+    LkLookIterator iterator;
+    char result[RESULT_BUFFER_SIZE];
+    lk_look_iterator_init(&iterator, lex->fst, word, direction);
+    while (lk_look_iterator_next(&iterator, result, RESULT_BUFFER_SIZE) != 0) {
+      output.emplace_back(result);
+    }
+  }
+  return static_cast<int>(output.size());
+}
+
+}  // namespace
+
+bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]) {
+  LkLookIterator iterator;
+  lk_look_iterator_init(&iterator, lex.fst, word, LK_LOOK_UP);
+  return lk_look_iterator_next(&iterator, result, RESULT_BUFFER_SIZE) != 0;
+}
+
+ErrorCode xfst_init() { return VERIFIER_NO_ERROR; }
+
+ErrorCode xfst_destroy() { return VERIFIER_NO_ERROR; }
+
+bool not_used_verify_file_format(FILE* /*lexicon_file*/) { return false; }
+
+int is_att_file(const char* filename) {
+  return filename != nullptr && std::strstr(filename, ".att") != nullptr ? 1 : 0;
+}
+
+ErrorCode open_lexicon(QorLexicon** lex, const char* filename) {
+  FstPtr fst = load(filename);
+  if (fst == nullptr) {
+    return VERIFIER_CANNOT_OPEN_FILE;
+  }
+  auto* opened = new (std::nothrow) QorLexicon;
+  if (opened == nullptr) {
+    return VERIFIER_CANNOT_OPEN_FILE;
+  }
+  opened->fst = fst.release();
+  *lex = opened;
+  return VERIFIER_NO_ERROR;
+}
+
+ErrorCode close_lexicon(QorLexicon* lex) {
+  if (lex != nullptr) {
+    lk_fst_free(lex->fst);
+    delete lex;
+  }
+  return VERIFIER_NO_ERROR;
+}
+
+int lookup(QorLexicon* lex, TransducerOutput& output, const char* word) {
+  return look(lex, output, word, LK_LOOK_UP);
+}
+
+int lookdown(QorLexicon* lex, TransducerOutput& output, const char* word) {
+  return look(lex, output, word, LK_LOOK_DOWN);
+}
+
+int lookdown(QorLexicon* /*lex*/, TransducerOutput& /*output*/, const char* /*word*/,
+             int /*completion_mode*/) {
+  return -1;
+}
+
+int lookup_only_the_first(QorLexicon* lex, const char* word) {
+  char result[RESULT_BUFFER_SIZE];
+  return lex != nullptr && word != nullptr && first_result(*lex, word, result) ? 1 : 0;
+}
+
+}  // namespace Pelko

@@ -1,0 +1,112 @@
+#include "lexicon/articledb_lemmatizer.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <memory>
+
+#include "tests/lexicon/lexicon_file.h"
+
+namespace {
+
+using fenra_test::AttText;
+using fenra_test::TemporaryDirectory;
+using Strings = std::vector<std::string>;
+
+// The strings of `list`, which is released.
+Strings Take(GList* list) {
+  Strings strings;
+  for (GList* cell = list; cell != nullptr; cell = cell->next) {
+    strings.emplace_back(static_cast<char*>(cell->data));
+  }
+  articledb_string_list_free(list);
+  return strings;
+}
+
+using Lemmatizer = std::unique_ptr<void, int (*)(void*)>;
+
+// A lemmatizer whose file no longer exists when it is used.
+Lemmatizer NewLemmatizer(const std::string& att_text) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.Write("lexicon.att", att_text);
+  return {articledb_simple_fst_lemmatizer_new(path.c_str()), articledb_simple_fst_lemmatizer_free};
+}
+
+Strings FirstLemma(const Lemmatizer& lemmatizer, const char* form, int length) {
+  return Take(articledb_simple_fst_lemmatizer_first_lemma(lemmatizer.get(), form, length));
+}
+Strings FirstLemma(const Lemmatizer& lemmatizer, const std::string& form) {
+  return FirstLemma(lemmatizer, form.data(), static_cast<int>(form.size()));
+}
+
+TEST(StringList, PrependCopiesIntoANewHead) {
+  char text[] = "b";
+  GList* list = articledb_string_list_prepend(articledb_string_list_new(), text);
+  text[0] = 'a';
+  list = articledb_string_list_prepend(list, text);
+  text[0] = 'x';
+  EXPECT_EQ(Take(list), (Strings{"a", "b"}));
+  EXPECT_EQ(Take(articledb_string_list_new()), Strings{});
+}
+
+// Forms of which nothing but the given bytes counts, for both lemmatizers.
+TEST(Lemmatizers, CopyTheGivenBytesOfAnUnknownForm) {
+  const Lemmatizer lemmatizer = NewLemmatizer(AttText({{"etxea", "IZE/house+"}}));
+  const char unterminated[] = {'e', 't', 'x', 'e'};
+  const std::string long_form(5000, 'x');
+  const struct {
+    const char* form;
+    int length;
+    std::string lemma;
+  } cases[] = {
+      {"etxea", 3, "etx"},       {"etxea", 0, ""},
+      {"etxea", -1, ""},         {"etxea", INT_MIN, ""},
+      {nullptr, 0, ""},          {"et\0xea", 6, "et"},
+      {unterminated, 4, "etxe"}, {"\xc3\xb1", 2, "\xc3\xb1"},
+      {"Etxea", 5, "Etxea"},     {long_form.data(), 5000, long_form},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Take(articledb_lemmatizer_identity(nullptr, c.form, c.length)), Strings{c.lemma});
+    EXPECT_EQ(FirstLemma(lemmatizer, c.form, c.length), Strings{c.lemma});
+  }
+}
+
+TEST(FirstLemma, IsCutOutOfTheAnalysis) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"IZE/etxe+", "etxe"}, {"IZE/etxe+a+b", "etxe"}, {"IZE/a/b+", "a/b"},
+      {"ADT/izan", "form"},  {"IZE+etxe", "form"},     {"etxe", "form"},
+      {"+ADL/edun", "form"}, {"+ADL/edun+", "form"},   {"IZE+/etxe+", "form"},
+      {"IZE/+", ""},         {"/etxe+", "etxe"},
+  };
+  for (const auto& [analysis, lemma] : cases) {
+    EXPECT_EQ(FirstLemma(NewLemmatizer(AttText({{"form", analysis}})), "form"), Strings{lemma})
+        << analysis;
+  }
+}
+
+TEST(FirstLemma, OnlyTheFirstAnalysisCounts) {
+  for (const auto& [first, lemma] : {std::pair("ADL/edun", "zuen"), {"ADL/ukan+", "ukan"}}) {
+    const Lemmatizer lemmatizer = NewLemmatizer(AttText({{"zuen", first}, {"zuen", "IOR/zuek+"}}));
+    EXPECT_EQ(FirstLemma(lemmatizer, "zuen"), Strings{lemma});
+  }
+}
+
+TEST(FirstLemma, TheFormIsCutBeforeItIsLookedUp) {
+  const Lemmatizer lemmatizer = NewLemmatizer(AttText({{"etxe", "IZE/house+"}}));
+  EXPECT_EQ(FirstLemma(lemmatizer, "etxea", 4), Strings{"house"});
+  EXPECT_EQ(FirstLemma(lemmatizer, "etxe\0a", 6), Strings{"house"});
+}
+
+TEST(FirstLemma, TheEmptyFormCanHaveAnAnalysis) {
+  EXPECT_EQ(FirstLemma(NewLemmatizer(AttText({{"", "X/y+"}})), ""), Strings{"y"});
+}
+
+TEST(FirstLemma, WithoutALexicon) {
+  const TemporaryDirectory directory;
+  EXPECT_EQ(articledb_simple_fst_lemmatizer_new(directory.Path("none.fst").c_str()), nullptr);
+  EXPECT_EQ(articledb_simple_fst_lemmatizer_new(nullptr), nullptr);
+  EXPECT_EQ(articledb_simple_fst_lemmatizer_first_lemma(nullptr, "etxea", 5), nullptr);
+  EXPECT_EQ(articledb_simple_fst_lemmatizer_free(nullptr), 0);
+}
+
+}  // namespace
