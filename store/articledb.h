@@ -1,0 +1,280 @@
+// The article store: a Berkeley DB environment in a store directory, with nine
+// named databases in the file "fenra.index". docs/store-format.md has the key
+// and data layout of each.
+//
+// Status of the operations: 0 for success, the values below, or a Berkeley DB,
+// system or zlib code passed through unchanged.
+//
+// Lengths are byte counts; strings given with a length need no terminator unless
+// a contract says so. Article ids are guint64, handed out from 1 upward and
+// never reused; 0 is never an article id.
+//
+// A store handle, and every transaction record, cursor and generator made from
+// it, is used by one thread at a time.
+#ifndef FENRA_ARTICLEDB_H
+#define FENRA_ARTICLEDB_H
+
+// Two names that db.h uses and strict C modes leave out of <sys/types.h>.
+typedef unsigned int u_int;
+typedef unsigned long u_long;
+#include <db.h>
+#include <fenra/articledb_lemmatizer.h>
+#include <fenra/articledb_util.h>
+#include <fenra/export.h>
+#include <glib.h>
+
+FENRA_BEGIN_DECLS
+
+enum {
+  // A required metadata value is missing.
+  STATUS_MISSING_METADATA = 4,
+  // The record is longer than the caller's buffer.
+  STATUS_BUFFER_SMALL = 5,
+  // The key has no record.
+  STATUS_NOT_FOUND = 6
+};
+
+// ---- store handle ----
+
+typedef struct ArticledbDb {
+  DB_ENV* env;
+  DB* urldb;      // article id -> URL record
+  DB* urlidx;     // URL -> article ids
+  DB* datedb;     // date -> article ids
+  DB* sourcedb;   // source -> article ids
+  DB* txtdb;      // article id -> compressed text
+  DB* formdb;     // word form -> article ids
+  DB* trigramdb;  // word trigram -> article ids
+  DB* lemmadb;    // lemma -> word forms
+  DB* iddb;       // the id counter
+  // Counters of articledb_db_index since the handle was made, modulo 2^32.
+  guint32 indexed_articles;    // stored successfully
+  guint32 submitted_articles;  // calls
+  guint32 indexed_tokens;      // tokens of the stored articles
+  guint32 processed_tokens;    // tokens read
+  guint32 indexed_text_bytes;  // text bytes of the stored articles
+  guint32 submitted_length;    // sum of the "_length" values
+  // Private: the handle's presence in the store directory; null until opening.
+  struct ArticledbDirectoryLock* lock;
+} ArticledbDb;
+
+// A new empty handle, or null when memory is short. Released by
+// articledb_db_close.
+FENRA_API ArticledbDb* articledb_db_new(void);
+
+// Makes the directory `path` (mode 0700, no parents) and a new store in it.
+// Returns 0; -1, with nothing reported and no handle made, when the directory
+// exists already or cannot be made; or the failing call's code, reported through
+// the environment's error method. After a failure the handles made so far stay
+// in `db` for articledb_db_close.
+FENRA_API int articledb_db_create(ArticledbDb* db, const char* path);
+
+// Opens the store in an existing directory. Status and failures as
+// articledb_db_create. A directory without a store becomes one without an id
+// counter, in which nothing can be indexed.
+//
+// Both may share the store with other handles, of this process or of others. The
+// first one in runs recovery, which repairs what a killed process left. One that
+// waits two minutes for another's opening or recovery fails with EBUSY.
+FENRA_API int articledb_db_open(ArticledbDb* db, const char* path);
+
+// Closes the databases and the environment and releases the handle. Null gives
+// 0. When a close fails, its code is returned, a message goes to standard error
+// and the handle stays: a later call carries on with the first handle that is
+// still open. While the environment answers DB_RUNRECOVERY nothing can be closed,
+// but another handle can recover and use the store.
+FENRA_API int articledb_db_close(ArticledbDb* db);
+
+// Copies the six counters.
+FENRA_API void articledb_db_get_stats(ArticledbDb* db, guint32* indexed_articles,
+                                      guint32* indexed_tokens, guint32* indexed_text_bytes,
+                                      guint32* submitted_articles, guint32* processed_tokens,
+                                      guint32* submitted_length);
+
+// Makes a checkpoint once 10,240 KiB of log have been written since the last
+// one, and deletes the log files that are no longer needed.
+FENRA_API int articledb_db_remove_logs(ArticledbDb* db);
+
+// The last id handed out, 0 on a new store.
+FENRA_API int articledb_db_max_id(ArticledbDb* db, guint64* id);
+
+// ---- transaction records and writers ----
+
+// Groups the writes of one article. Every write is in the store the moment its
+// call returns; commit and abort only release the record.
+typedef struct ArticledbTransaction {
+  ArticledbDb* store;  // borrowed
+  DB_TXN* txn;         // always null
+} ArticledbTransaction;
+
+// A new record, or null when memory is short. Ended by exactly one of
+// articledb_transaction_commit and articledb_transaction_abort.
+FENRA_API ArticledbTransaction* articledb_transaction_new(void);
+FENRA_API int articledb_transaction_begin(ArticledbTransaction* t, ArticledbDb* db);
+FENRA_API int articledb_transaction_commit(ArticledbTransaction* t);
+FENRA_API int articledb_transaction_abort(ArticledbTransaction* t);
+
+// Draws the next article id. *id is set on success only.
+FENRA_API int articledb_transaction_next_id(ArticledbTransaction* t, guint64* id);
+
+// The writers. A pair that is already stored is not stored twice and gives 0,
+// except that put_url replaces the record of the id, and put_txt gives
+// DB_KEYEXIST for the same record and adds a different one.
+FENRA_API int articledb_transaction_put_url(ArticledbTransaction* t, const char* url_record,
+                                            guint32 length, guint64 id);
+FENRA_API int articledb_transaction_put_urlidx(ArticledbTransaction* t, guint64 id, const char* url,
+                                               guint32 length);
+FENRA_API int articledb_transaction_put_form(ArticledbTransaction* t, const char* form,
+                                             guint32 length, guint64 id);
+FENRA_API int articledb_transaction_put_trigram(ArticledbTransaction* t, const char* trigram,
+                                                guint32 length, guint64 id);
+FENRA_API int articledb_transaction_put_source(ArticledbTransaction* t, const char* source,
+                                               guint32 length, guint64 id);
+FENRA_API int articledb_transaction_put_lemma(ArticledbTransaction* t, const char* lemma,
+                                              guint32 lemma_length, const char* form,
+                                              guint32 form_length);
+// `record` is a text record: the text's length, 4 bytes, and its zlib stream.
+FENRA_API int articledb_transaction_put_txt(ArticledbTransaction* t, guint64 id, const char* record,
+                                            guint32 length);
+FENRA_API int articledb_transaction_put_date(ArticledbTransaction* t, guint32 date, guint64 id);
+
+// Removes the URL record and then the text records of an id; its postings stay.
+// DB_NOTFOUND, and the text untouched, when the id has no URL record.
+FENRA_API int articledb_transaction_delete_id(ArticledbTransaction* t, const guint64* id);
+
+// The first id stored for the zero-terminated URL, in byte order of the ids.
+// STATUS_NOT_FOUND, and *id untouched, when there is none.
+FENRA_API int articledb_transaction_get_id_from_url(ArticledbTransaction* t, const char* url,
+                                                    guint32 length, guint64* id);
+
+// Packs a URL record: the URL and, if the table has a key that does not begin
+// with '_', a '|' and a pair key="value"; for each such key, in reverse of the
+// table's own order. Nothing is escaped. The caller releases the string with
+// g_free.
+FENRA_API char* articledb_pack_url_with_metadata(const char* url, GHashTable* metadata);
+
+// ---- indexing ----
+
+// A token source: 1 and a token that stays valid during the call, 2 at the end,
+// any other value for a failure, which articledb_db_index returns as it is.
+typedef int (*ArticledbNextTokenFunc)(void* tokenizer, const char** token, int* length);
+
+// Stores one article. `metadata` has string keys and is only read: "source",
+// "_url", "date" (decimal digits), "lang" and "_txt" (the text), strings, and
+// "_length" (the raw length, nonzero, held in the value slot itself). Draws a new
+// id, removes the records of earlier articles with the same URL, and posts every
+// token as a form, every trigram of tokens, and every lemma that `lemmatize`
+// gives for a token.
+//
+// Returns 0 when all of it is in the log on disk; STATUS_MISSING_METADATA, with
+// nothing written; -1 when memory is short; else the failing step's code: Berkeley
+// DB's, zlib's, or the token source's own value. A failure leaves what was
+// written before it.
+FENRA_API int articledb_db_index(ArticledbDb* db, GHashTable* metadata,
+                                 ArticledbNextTokenFunc next_token, void* tokenizer,
+                                 ArticledbLemmatizerFunc lemmatize, void* lemmatizer);
+
+// A tokenizer over an article's data, by the MIME type under "mime": "text/plain"
+// as it is, "text/html" converted. Adds "_txt", the zero-terminated plain text,
+// which the caller releases with g_free after the tokenizer, and "_length", the
+// data's length held in the value slot, to the table. Null, the table unchanged,
+// when the type is missing or another one (with a message on standard error), the
+// text is empty or not valid UTF-8, or the HTML cannot be converted.
+FENRA_API ArticledbUtf8Tokenizer* articledb_utf8_tokenizer_new_with_metadata_and_data(
+    GHashTable* metadata, const char* data, int length);
+
+// ---- cursors ----
+
+// Results of a cursor read besides Berkeley DB's codes.
+enum {
+  CURSOR_OK = 1,  // a record was read
+  CURSOR_END = 2  // no further record, or the searched key is absent; also the
+                  // result of every later read
+};
+
+typedef struct ArticledbCursor {
+  DBC* dbc;         // owned
+  DBT key;          // empty, or the cursor's own copy of a key
+  guint32 next_op;  // Berkeley DB get operation of the next read
+  // Private.
+  void* key_bytes;    // the cursor's own copy of a key, owned; may be null
+  guint32 repeat_op;  // operation of a read that answered DB_BUFFER_SMALL, or 0
+  gboolean ended;     // a read has given CURSOR_END
+} ArticledbCursor;
+
+// The caller's storage for one key or data item.
+typedef struct ArticledbBuffer {
+  void* data;
+  guint32 capacity;  // bytes at data
+  // Set by every read to the item's length, also when it does not fit. When
+  // articledb_cursor_next_key_and_data searches, its key buffer holds the search
+  // key, and `length` is also that key's length; EINVAL when it exceeds capacity.
+  guint32 length;
+} ArticledbBuffer;
+
+// Cursors over a whole database. On success *cursor is a new cursor, to be closed
+// before the store; on failure it is null. -1 when memory is short, else
+// Berkeley DB's code.
+FENRA_API int articledb_db_get_urls(ArticledbDb* db, ArticledbCursor** cursor);
+FENRA_API int articledb_db_get_forms(ArticledbDb* db, ArticledbCursor** cursor);
+FENRA_API int articledb_db_get_trigrams(ArticledbDb* db, ArticledbCursor** cursor);
+FENRA_API int articledb_db_get_lemmas(ArticledbDb* db, ArticledbCursor** cursor);
+FENRA_API int articledb_db_get_sources(ArticledbDb* db, ArticledbCursor** cursor);
+FENRA_API int articledb_db_get_txts(ArticledbDb* db, ArticledbCursor** cursor);
+FENRA_API int articledb_db_get_dates(ArticledbDb* db, ArticledbCursor** cursor);
+
+// The reads give CURSOR_OK, CURSOR_END or Berkeley DB's code. DB_BUFFER_SMALL
+// leaves the item's length in the buffer; the read can be repeated with a larger
+// one and then delivers that item. A cursor that has been read keeps a page locked
+// against writes, also those of its own thread, until it is closed.
+//
+// next_key: the next distinct key. next_data: the data item of the next pair.
+// next_data_dup: the next data item under the cursor's key. next_key_and_data:
+// the next pair.
+FENRA_API int articledb_cursor_next_key(ArticledbCursor* cursor, ArticledbBuffer* key);
+FENRA_API int articledb_cursor_next_data(ArticledbCursor* cursor, ArticledbBuffer* data);
+FENRA_API int articledb_cursor_next_data_dup(ArticledbCursor* cursor, ArticledbBuffer* data);
+FENRA_API int articledb_cursor_next_key_and_data(ArticledbCursor* cursor, ArticledbBuffer* key,
+                                                 ArticledbBuffer* data);
+
+// Releases the cursor whatever happens and returns the close status.
+FENRA_API int articledb_cursor_close(ArticledbCursor* cursor);
+
+// A second cursor on the same record, which its first read delivers, with a copy
+// of the cursor's key or of the given one. *out is set on success only.
+FENRA_API int articledb_cursor_dup(ArticledbCursor* cursor, ArticledbCursor** out);
+FENRA_API int articledb_cursor_dup_with_key_data(ArticledbCursor* cursor, ArticledbCursor** out,
+                                                 const char* key, guint32 length);
+
+// ---- key lookups and id resolution ----
+
+// A cursor on the data items of one key, read with
+// articledb_cursor_next_data_dup: ascending ids under a form, source or date;
+// forms in byte order under a lemma. An absent key shows at the first read.
+// Status and *cursor as the whole-database cursors.
+FENRA_API int articledb_db_lookup_form(ArticledbDb* db, ArticledbCursor** cursor, const char* form,
+                                       guint32 length);
+FENRA_API int articledb_db_lookup_lemma(ArticledbDb* db, ArticledbCursor** cursor,
+                                        const char* lemma, guint32 length);
+FENRA_API int articledb_db_lookup_source(ArticledbDb* db, ArticledbCursor** cursor,
+                                         const char* source, guint32 length);
+FENRA_API int articledb_db_lookup_date(ArticledbDb* db, ArticledbCursor** cursor, guint32 date);
+
+// A cursor on the first trigram key that is not less than the given bytes, in
+// byte order; its first read delivers that record. When every key is less, the
+// first read delivers the first key of the database. EINVAL, and no cursor, for
+// more than 192 bytes.
+FENRA_API int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor,
+                                          const char* trigram, guint32 length);
+
+// Copies the URL record, respectively the text record, of an id into `buffer`
+// (`*size` bytes, no terminator added). 0 and STATUS_BUFFER_SMALL set *size to
+// the record's length; STATUS_NOT_FOUND and Berkeley DB's codes leave it alone.
+FENRA_API int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer,
+                                            guint32* size);
+FENRA_API int articledb_db_lookup_id_to_txt(ArticledbDb* db, guint64 id, void* buffer,
+                                            guint32* size);
+
+FENRA_END_DECLS
+
+#endif  // FENRA_ARTICLEDB_H

@@ -1,0 +1,198 @@
+// Cursors, key lookups and id resolution.
+#include <cerrno>
+
+#include "store_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+class CursorTest : public StoreTest {
+ protected:
+  void putTrigram(const std::string& key, guint64 id) {
+    ASSERT_EQ(
+        articledb_transaction_put_trigram(t, key.data(), static_cast<guint32>(key.size()), id), 0);
+  }
+  void putLemma(const std::string& lemma, const std::string& form) {
+    ASSERT_EQ(articledb_transaction_put_lemma(t, lemma.data(), static_cast<guint32>(lemma.size()),
+                                              form.data(), static_cast<guint32>(form.size())),
+              0);
+  }
+
+  // One read of a key or data item with room for `capacity` bytes: the item, or the
+  // status, a colon and the length.
+  template <typename Read>
+  static std::string once(ArticledbCursor* cursor, Read read, guint32 capacity = 64) {
+    std::string bytes(capacity, '?');
+    ArticledbBuffer buffer = {bytes.data(), capacity, 0};
+    const int status = read(cursor, &buffer);
+    return status == CURSOR_OK ? bytes.substr(0, buffer.length)
+           : status == DB_BUFFER_SMALL
+               ? "small:" + std::to_string(buffer.length)
+               : std::to_string(status) + ":" + std::to_string(buffer.length);
+  }
+  static std::string pair(ArticledbCursor* cursor, const std::string& search, guint32 capacity) {
+    std::string key = search + std::string(64, '?');
+    std::string data(64, '?');
+    ArticledbBuffer k = {key.data(), capacity, static_cast<guint32>(search.size())};
+    ArticledbBuffer d = {data.data(), 64, 0};
+    const int status = articledb_cursor_next_key_and_data(cursor, &k, &d);
+    return status == CURSOR_OK ? key.substr(0, k.length) + "=" + data.substr(0, d.length)
+                               : std::to_string(status) + ":" + std::to_string(k.length);
+  }
+};
+
+TEST_F(CursorTest, WalksGiveKeysOnceAndPairsEach) {
+  for (const char* form : {"c", "a", "b"}) {
+    putLemma("bat", form);
+  }
+  putLemma("bi", "d");
+  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), UnorderedElementsAre("bat", "bi"));
+  EXPECT_THAT(drain(whole(articledb_db_get_lemmas), articledb_cursor_next_data),
+              UnorderedElementsAre("a", "b", "c", "d"));
+  EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "bat")), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "b")), IsEmpty());
+  // Over a whole database: the first key's items, and the key in the cursor.
+  ArticledbCursor* cursor = whole(articledb_db_get_lemmas);
+  const std::string first = once(cursor, articledb_cursor_next_data_dup);
+  const std::string key(static_cast<char*>(cursor->key.data), cursor->key.size);
+  EXPECT_EQ(key, first == "d" ? "bi" : "bat");
+  // Berkeley DB's own key memory is copied by a duplicate, and survives the source.
+  ArticledbCursor* copy = nullptr;
+  ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+  EXPECT_EQ(once(cursor, articledb_cursor_next_data).size(), 1U);
+  EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  EXPECT_EQ(once(copy, articledb_cursor_next_data_dup), first);
+  EXPECT_EQ(articledb_cursor_close(copy), 0);
+}
+
+TEST_F(CursorTest, TooSmallABufferTellsTheLengthAndTheReadCanBeRepeated) {
+  putLemma("l1", "aaaaaaaa");
+  putLemma("l1", "bbbbbbbb");
+  ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, "l1");
+  for (const char* wanted : {"aaaaaaaa", "bbbbbbbb"}) {
+    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 7), "small:8");
+    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 0), "small:8");
+    EXPECT_EQ(cursor->next_op, static_cast<guint32>(DB_NEXT_DUP));
+    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 8), wanted);
+    ArticledbCursor* copy = nullptr;
+    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+    EXPECT_EQ(once(copy, articledb_cursor_next_data_dup, 7), "small:8");
+    EXPECT_EQ(once(copy, articledb_cursor_next_data_dup), wanted);
+    EXPECT_EQ(articledb_cursor_close(copy), 0);
+  }
+  EXPECT_THAT(dups(cursor), IsEmpty());
+  for (auto* read : {articledb_cursor_next_key, articledb_cursor_next_data}) {
+    cursor = whole(articledb_db_get_lemmas);
+    EXPECT_EQ(once(cursor, read, 1).substr(0, 6), "small:");
+    EXPECT_EQ(once(cursor, read), read == articledb_cursor_next_key ? "l1" : "aaaaaaaa");
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  }
+}
+
+TEST_F(CursorTest, KeyAndDataReadsSearchByTheCallersKey) {
+  for (const char* key : {"bb", "dddd", "ff"}) {
+    putTrigram(key, 0x4141414141414141);
+  }
+  const auto ranged = [this] {
+    ArticledbCursor* cursor = whole(articledb_db_get_trigrams);
+    cursor->next_op = DB_SET_RANGE;
+    return cursor;
+  };
+  ArticledbCursor* cursor = ranged();
+  EXPECT_EQ(pair(cursor, "c", 3), std::to_string(DB_BUFFER_SMALL) + ":4");
+  EXPECT_EQ(pair(cursor, "zzzz", 64), "dddd=AAAAAAAA");
+  EXPECT_EQ(pair(cursor, "", 1), std::to_string(DB_BUFFER_SMALL) + ":2");
+  EXPECT_EQ(pair(cursor, "", 64), "ff=AAAAAAAA");
+  EXPECT_EQ(pair(cursor, "", 64), "2:0");
+  EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  cursor = ranged();
+  EXPECT_EQ(pair(cursor, "abcdef", 3), std::to_string(EINVAL) + ":6");
+  EXPECT_EQ(articledb_cursor_close(cursor), 0);
+}
+
+TEST_F(CursorTest, DuplicatesStandOnTheRecordOfTheirSource) {
+  putTrigram("k1", 1);
+  putTrigram("k2", 2);
+  putTrigram("k2", 3);
+  putTrigram("k3", 4);
+  ArticledbCursor* cursor = lookup(articledb_db_lookup_trigram, "k");
+  Strings split;
+  std::vector<Ids> found;
+  std::string key;
+  while ((key = once(cursor, articledb_cursor_next_key)) != "2:0") {
+    split.push_back(key);
+    ArticledbCursor* copy = nullptr;
+    ASSERT_EQ(articledb_cursor_dup_with_key_data(cursor, &copy, key.data(), 2), 0);
+    EXPECT_EQ(std::string(static_cast<char*>(copy->key.data), copy->key.size), key);
+    EXPECT_EQ(copy->key.flags, cursor->key.flags);
+    found.push_back(ids(copy));
+    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+    EXPECT_EQ(ids(copy), found.back());
+  }
+  EXPECT_EQ(split, (Strings{"k1", "k2", "k3"}));
+  EXPECT_EQ(found, (std::vector<Ids>{{1}, {2, 3}, {4}}));
+  EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  // From a whole-database cursor, whose reads fill the key item themselves.
+  cursor = whole(articledb_db_get_trigrams);
+  EXPECT_EQ(once(cursor, articledb_cursor_next_key), "k1");
+  ArticledbCursor* copy = nullptr;
+  ASSERT_EQ(articledb_cursor_dup_with_key_data(cursor, &copy, "other", 5), 0);
+  EXPECT_EQ(ids(copy), Ids{1});
+  // A cursor that never had a position cannot be duplicated into one that has.
+  ArticledbCursor* fresh = whole(articledb_db_get_trigrams);
+  ASSERT_EQ(articledb_cursor_close(cursor), 0);
+  copy = nullptr;
+  if (articledb_cursor_dup(fresh, &copy) == 0) {
+    EXPECT_EQ(once(copy, articledb_cursor_next_key).substr(0, 2), std::to_string(EINVAL));
+    EXPECT_EQ(articledb_cursor_close(copy), 0);
+  }
+  EXPECT_EQ(articledb_cursor_close(fresh), 0);
+}
+
+TEST_F(CursorTest, TrigramLookupStartsAtTheFirstKeyNotLess) {
+  EXPECT_THAT(keys(lookup(articledb_db_lookup_trigram, "x")), IsEmpty());
+  const std::string longest(192, 'q');
+  for (const std::string& key : {std::string("b"), std::string("d"), longest}) {
+    putTrigram(key, 1);
+  }
+  const std::pair<std::string, Strings> cases[] = {
+      {"", {"b", "d", longest}},  {"b", {"b", "d", longest}},
+      {"c", {"d", longest}},      {longest, {longest}},
+      {"z", {"b", "d", longest}}, {std::string(192, 'z'), {"b", "d", longest}}};
+  for (const auto& [start, wanted] : cases) {
+    EXPECT_EQ(keys(lookup(articledb_db_lookup_trigram, start)), wanted);
+  }
+  EXPECT_THAT(ids(lookup(articledb_db_lookup_trigram, "z")), ElementsAre(1));
+  auto* cursor = reinterpret_cast<ArticledbCursor*>(this);
+  EXPECT_EQ(articledb_db_lookup_trigram(db, &cursor, longest.data(), 193), EINVAL);
+  EXPECT_EQ(cursor, nullptr);
+}
+
+TEST_F(CursorTest, IdResolutionTellsTheLengthItNeeds) {
+  ASSERT_EQ(articledb_transaction_put_url(t, "http://a|x", 10, 3), 0);
+  const struct {
+    guint64 id;
+    guint32 size;
+    int status;
+    guint32 size_after;
+  } cases[] = {{3, 64, 0, 10},
+               {3, 10, 0, 10},
+               {3, 9, STATUS_BUFFER_SMALL, 10},
+               {3, 0, STATUS_BUFFER_SMALL, 10},
+               {4, 64, STATUS_NOT_FOUND, 64}};
+  for (const auto& c : cases) {
+    char buffer[64] = {};
+    guint32 size = c.size;
+    EXPECT_EQ(articledb_db_lookup_id_to_url(db, c.id, buffer, &size), c.status);
+    EXPECT_EQ(size, c.size_after);
+    if (c.status == 0) {
+      EXPECT_EQ(std::string(buffer, size), "http://a|x");
+    }
+    EXPECT_EQ(articledb_db_lookup_id_to_txt(db, c.id, buffer, &size), STATUS_NOT_FOUND);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+// Creating, opening and closing stores; statistics, logs and the id counter.
+#include <cerrno>
+
+#include "store_fixture.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class EnvironmentTest : public StoreTest {};
+
+TEST_F(EnvironmentTest, NewStoreIsEmptyAndSizedAndSurvivesReopening) {
+  EXPECT_EQ(maxId(), 0U);
+  guint32 gigabytes;
+  guint32 bytes;
+  int regions;
+  guint32 locks;
+  guint32 objects;
+  guint32 log_buffer;
+  db->env->get_cachesize(db->env, &gigabytes, &bytes, &regions);
+  db->env->get_lk_max_locks(db->env, &locks);
+  db->env->get_lk_max_objects(db->env, &objects);
+  db->env->get_lg_bsize(db->env, &log_buffer);
+  EXPECT_GE(bytes, 10485760U);
+  EXPECT_EQ(locks, 20000U);
+  EXPECT_EQ(objects, 20000U);
+  EXPECT_EQ(log_buffer, 2097152U);
+  for (Whole function : {articledb_db_get_urls, articledb_db_get_forms, articledb_db_get_trigrams,
+                         articledb_db_get_lemmas, articledb_db_get_sources, articledb_db_get_txts,
+                         articledb_db_get_dates}) {
+    EXPECT_THAT(keys(whole(function)), IsEmpty());
+    EXPECT_THAT(drain(whole(function), articledb_cursor_next_data), IsEmpty());
+    EXPECT_THAT(dups(whole(function)), IsEmpty());
+  }
+  for (DB* database : {db->urldb, db->lemmadb, db->trigramdb, db->iddb}) {
+    guint32 page = 0;
+    database->get_pagesize(database, &page);
+    EXPECT_EQ(page, 4096U);
+  }
+  guint64 id = 0;
+  ASSERT_EQ(articledb_transaction_next_id(t, &id), 0);
+  EXPECT_EQ(id, 1U);
+  ASSERT_EQ(articledb_transaction_next_id(t, &id), 0);
+  reopen();
+  EXPECT_EQ(maxId(), 2U);
+}
+
+TEST_F(EnvironmentTest, FailedCreationAndOpeningLeaveHandlesThatClose) {
+  // An existing directory, and one without a parent.
+  for (const std::string& bad : {path, root + "/a/b"}) {
+    ArticledbDb* handle = articledb_db_new();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(articledb_db_create(handle, bad.c_str()), -1);
+    EXPECT_EQ(handle->env, nullptr);
+    EXPECT_EQ(articledb_db_close(handle), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  }
+  std::filesystem::create_directory(root + "/full");
+  std::filesystem::create_directory(root + "/full/fenra.index");
+  const struct {
+    const char* name;
+    int code;
+    const char* message;
+  } cases[] = {{"/none", ENOENT, "articledb_create error articledb:98.: No such file"},
+               {"/full", EISDIR, "articledb_create error articledb:103.: "}};
+  for (const auto& c : cases) {
+    ArticledbDb* handle = articledb_db_new();
+    testing::internal::CaptureStderr();
+    const int status = articledb_db_open(handle, (root + c.name).c_str());
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(c.message));
+    EXPECT_NE(handle->env, nullptr);
+    EXPECT_EQ(handle->urlidx, nullptr);
+    EXPECT_NE(status, 0) << c.name;
+    if (c.code == ENOENT) {
+      EXPECT_EQ(status, c.code);
+    }
+    EXPECT_EQ(articledb_db_close(handle), 0);
+  }
+  EXPECT_EQ(articledb_db_close(nullptr), 0);
+}
+
+TEST_F(EnvironmentTest, OpeningAnEmptyDirectoryMakesAStoreWithoutCounter) {
+  close();
+  path = root + "/empty";
+  std::filesystem::create_directory(path);
+  reopen();
+  guint64 id = 77;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(articledb_transaction_next_id(t, &id), DB_NOTFOUND);
+  EXPECT_EQ(articledb_db_max_id(db, &id), DB_NOTFOUND);
+  EXPECT_EQ(index("u"), DB_NOTFOUND);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("DB_NOTFOUND"));
+  EXPECT_EQ(id, 77U);
+  EXPECT_THAT(keys(whole(articledb_db_get_urls)), IsEmpty());
+}
+
+TEST_F(EnvironmentTest, FailedCloseKeepsTheHandleAndLetsOthersRecover) {
+  EXPECT_EQ(index("u", {"hitz"}), 0);
+  ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 1), 0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(articledb_db_close(db), DB_RUNRECOVERY);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              HasSubstr("Errorea istean: articledb:204 (-309"));
+  ArticledbDb* other = articledb_db_new();
+  EXPECT_EQ(articledb_db_open(other, path.c_str()), 0);
+  std::swap(db, other);
+  EXPECT_EQ(url(1).substr(0, 2), "u|");
+  std::swap(db, other);
+  EXPECT_EQ(articledb_db_close(other), 0);
+  db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 0);
+}
+
+TEST_F(EnvironmentTest, TwoHandlesShareOneStore) {
+  ASSERT_EQ(index("bat", {"hitz"}), 0);
+  ArticledbDb* first = db;
+  ArticledbTransaction* first_transaction = t;
+  db = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
+  begin();
+  ASSERT_EQ(index("bi", {"hitz"}), 0);
+  close();
+  db = first;
+  t = first_transaction;
+  ASSERT_EQ(index("hiru", {"hitz"}), 0);
+  EXPECT_EQ(formIds("hitz"), (Ids{1, 2, 3}));
+}
+
+TEST_F(EnvironmentTest, RemoveLogsKeepsTheStoreWhole) {
+  const auto logs = [this] {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+      count += entry.path().filename().string().rfind("log.", 0) == 0 ? 1 : 0;
+    }
+    return count;
+  };
+  ASSERT_EQ(articledb_db_remove_logs(db), 0);
+  EXPECT_EQ(logs(), 1);
+  std::string noise(300000, '\0');
+  for (int i = 0; i < 120; ++i) {
+    noise[static_cast<size_t>(i)] = 'x';
+    ASSERT_EQ(articledb_transaction_put_url(t, noise.data(), static_cast<guint32>(noise.size()), 5),
+              0);
+  }
+  EXPECT_GT(logs(), 2);
+  ASSERT_EQ(articledb_db_remove_logs(db), 0);
+  EXPECT_LE(logs(), 2);
+  reopen();
+  EXPECT_EQ(url(5), noise);
+  close();
+  verify();
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// Indexing of articles.
+#include <optional>
+
+#include "store_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+class IndexTest : public StoreTest {
+ protected:
+  // indexed articles, tokens and text bytes; submitted articles, read tokens, lengths
+  std::vector<guint32> stats() {
+    std::vector<guint32> s(6);
+    articledb_db_get_stats(db, &s[0], &s[1], &s[2], &s[3], &s[4], &s[5]);
+    return s;
+  }
+};
+
+TEST_F(IndexTest, ArticleIsStoredWithAllItsPostings) {
+  const std::string long_word(64, 'w');
+  const std::string original = std::string(5000, 'a') + "\nbukaera";
+  ASSERT_EQ(index("http://a/1", {"gure", "etxe", "gure", "etxe", long_word, "x", "y"}, original),
+            0);
+  EXPECT_THAT(url(1), StartsWith("http://a/1|"));
+  EXPECT_EQ(url(1).size(), strlen("http://a/1|source=\"iturria\";date=\"20260102\";lang=\"eu\";"));
+  EXPECT_EQ(text(1), original);
+  EXPECT_EQ(formIds(long_word), Ids{1});
+  EXPECT_EQ(formIds("gure"), Ids{1});
+  EXPECT_EQ(ids(lookup(articledb_db_lookup_source, "iturria")), Ids{1});
+  ArticledbCursor* date = nullptr;
+  ASSERT_EQ(articledb_db_lookup_date(db, &date, 20260102), 0);
+  EXPECT_EQ(ids(date), Ids{1});
+  EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "gure")), ElementsAre("gure"));
+  EXPECT_THAT(
+      keys(whole(articledb_db_get_trigrams)),
+      ElementsAre(std::string("etxe\0gure\0etxe\0", 15), std::string("gure\0etxe\0gure\0", 15)));
+  EXPECT_EQ(stats(), (std::vector<guint32>{1, 7, 5008, 1, 7, 10}));
+}
+
+TEST_F(IndexTest, MissingMetadataIsRefusedBeforeAnythingIsWritten) {
+  for (const char* key : {"_url", "source", "date", "lang", "_txt", "_length"}) {
+    auto values = articleValues("u");
+    values.erase(key);
+    EXPECT_EQ(index(Metadata(values, strcmp(key, "_length") == 0 ? 0 : 10), {{"hitz"}}),
+              STATUS_MISSING_METADATA)
+        << key;
+  }
+  EXPECT_EQ(maxId(), 0U);
+  EXPECT_THAT(keys(whole(articledb_db_get_sources)), IsEmpty());
+  EXPECT_EQ(stats(), (std::vector<guint32>{0, 0, 0, 6, 0, 50}));
+}
+
+TEST_F(IndexTest, DatesAreDecimalAndReducedTo32Bits) {
+  const std::pair<const char*, guint32> cases[] = {
+      {"", 0}, {"010", 10}, {"-1", 0xFFFFFFFFU}, {"4294967297", 1}, {"99x", 99}, {"x", 0}};
+  guint64 id = 0;
+  for (const auto& [string, date] : cases) {
+    auto values = articleValues("u" + std::to_string(++id));
+    values["date"] = string;
+    ASSERT_EQ(index(Metadata(values), {}), 0);
+    ArticledbCursor* cursor = nullptr;
+    ASSERT_EQ(articledb_db_lookup_date(db, &cursor, date), 0);
+    EXPECT_EQ(ids(cursor).back(), id) << string;
+  }
+}
+
+TEST_F(IndexTest, UrlCanBeReplacedAnyNumberOfTimes) {
+  for (guint64 round = 1; round <= 300; ++round) {
+    const std::string text_now = "testua " + std::to_string(round);
+    ASSERT_EQ(index("http://a", {"hitz"}, text_now), 0);
+    ASSERT_EQ(text(round), text_now);
+    ASSERT_EQ(url(round - 1), "-6");
+    ASSERT_EQ(text(round - 1), "-6");
+  }
+  EXPECT_EQ(formIds("hitz").size(), 300U);
+  EXPECT_EQ(drain(whole(articledb_db_get_txts), articledb_cursor_next_data).size(), 1U);
+}
+
+TEST_F(IndexTest, HalfMissingEarlierArticlesAreReplacedToo) {
+  ASSERT_EQ(index("a"), 0);
+  DBT key{};
+  guint64 id = 1;
+  key.data = &id;
+  key.size = sizeof id;
+  ASSERT_EQ(db->urldb->del(db->urldb, nullptr, &key, 0), 0);
+  ASSERT_EQ(index("a"), 0);
+  EXPECT_EQ(text(1), "-6");
+  id = 2;
+  ASSERT_EQ(db->txtdb->del(db->txtdb, nullptr, &key, 0), 0);
+  ASSERT_EQ(index("a"), 0);
+  EXPECT_EQ(url(2), "-6");
+  EXPECT_THAT(url(3), StartsWith("a|"));
+  EXPECT_EQ(text(3), "testua");
+}
+
+TEST_F(IndexTest, FailingTokenSourceLeavesWhatWasWritten) {
+  EXPECT_EQ(index(Metadata(articleValues("a")), {{}, -1}), -1);
+  EXPECT_EQ(index(Metadata(articleValues("b")), {{"hitz"}, 77}), 77);
+  EXPECT_EQ(index(Metadata(articleValues("c")), {{"hitz"}, 0}), 0);
+  EXPECT_EQ(stats(), (std::vector<guint32>{0, 0, 0, 3, 2, 30}));
+  EXPECT_EQ(text(1), "testua");
+  EXPECT_EQ(formIds("hitz"), (Ids{2, 3}));
+  EXPECT_EQ(index("a", {"hitz"}), 0);
+  EXPECT_EQ(url(1), "-6");
+  EXPECT_EQ(stats(), (std::vector<guint32>{1, 1, 6, 4, 3, 40}));
+}
+
+TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {
+  const ArticledbLemmatizerFunc lemmatize = [](void*, const char* form, int length) -> GList* {
+    if (std::string(form, static_cast<size_t>(length)) == "ezezaguna") {
+      return nullptr;
+    }
+    return articledb_string_list_prepend(articledb_string_list_prepend(nullptr, "bi"), "bat");
+  };
+  ASSERT_EQ(index(Metadata(articleValues("a")), {{"ezezaguna", "hitza", "hitzak"}}, lemmatize), 0);
+  Strings lemmas = keys(whole(articledb_db_get_lemmas));
+  EXPECT_THAT(lemmas, testing::UnorderedElementsAre("bat", "bi"));
+  EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "bi")), ElementsAre("hitza", "hitzak"));
+  EXPECT_EQ(formIds("ezezaguna"), Ids{1});
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+// A store in a directory of its own, and short forms for writing to it and
+// reading from it.
+#ifndef FENRA_TESTS_STORE_FIXTURE_H
+#define FENRA_TESTS_STORE_FIXTURE_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "store/articledb.h"
+
+using Strings = std::vector<std::string>;
+using Ids = std::vector<guint64>;
+
+// A token source over given tokens that ends with a given status.
+struct TokenList {
+  Strings tokens;
+  int end = ARTICLEDB_TOKEN_END;
+  size_t next = 0;
+
+  static int pull(void* source, const char** token, int* length) {
+    auto* list = static_cast<TokenList*>(source);
+    if (list->next == list->tokens.size()) {
+      return list->end;
+    }
+    const std::string& string = list->tokens[list->next++];
+    *token = string.data();
+    *length = static_cast<int>(string.size());
+    return ARTICLEDB_TOKEN_OK;
+  }
+};
+
+// Article metadata whose string values the object keeps.
+class Metadata {
+ public:
+  explicit Metadata(std::map<std::string, std::string> values = {}, guint length = 10)
+      : values_(std::move(values)), table_(g_hash_table_new(g_str_hash, g_str_equal)) {
+    for (auto& [key, value] : values_) {
+      g_hash_table_insert(table_, const_cast<char*>(key.c_str()), value.data());
+    }
+    if (length != 0) {
+      g_hash_table_insert(table_, const_cast<char*>("_length"), GUINT_TO_POINTER(length));
+    }
+  }
+  ~Metadata() { g_hash_table_destroy(table_); }
+  Metadata(const Metadata&) = delete;
+  Metadata& operator=(const Metadata&) = delete;
+
+  operator GHashTable*() const { return table_; }
+
+ private:
+  std::map<std::string, std::string> values_;
+  GHashTable* table_;
+};
+
+inline std::map<std::string, std::string> articleValues(const std::string& url,
+                                                        const std::string& text = "testua") {
+  return {
+      {"_url", url}, {"source", "iturria"}, {"date", "20260102"}, {"lang", "eu"}, {"_txt", text}};
+}
+
+class StoreTest : public ::testing::Test {
+ protected:
+  using Lookup = int (*)(ArticledbDb*, ArticledbCursor**, const char*, guint32);
+  using Whole = int (*)(ArticledbDb*, ArticledbCursor**);
+
+  void SetUp() override {
+    char* made = g_dir_make_tmp("fenra_store_XXXXXX", nullptr);
+    ASSERT_NE(made, nullptr);
+    root = made;
+    g_free(made);
+    path = root + "/store";
+    db = articledb_db_new();
+    ASSERT_EQ(articledb_db_create(db, path.c_str()), 0);
+    begin();
+  }
+
+  void TearDown() override {
+    close();
+    std::filesystem::remove_all(root);
+  }
+
+  void begin() {
+    t = articledb_transaction_new();
+    ASSERT_EQ(articledb_transaction_begin(t, db), 0);
+  }
+
+  void close() {
+    if (db != nullptr) {
+      EXPECT_EQ(articledb_transaction_abort(t), 0);
+      EXPECT_EQ(articledb_db_close(db), 0);
+    }
+    db = nullptr;
+  }
+
+  void reopen() {
+    close();
+    db = articledb_db_new();
+    ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
+    begin();
+  }
+
+  int index(GHashTable* metadata, TokenList tokens,
+            ArticledbLemmatizerFunc lemmatize = articledb_lemmatizer_identity) {
+    return articledb_db_index(db, metadata, TokenList::pull, &tokens, lemmatize, nullptr);
+  }
+  int index(const std::string& url, Strings tokens = {}, const std::string& text = "testua") {
+    return index(Metadata(articleValues(url, text)), {std::move(tokens)});
+  }
+
+  ArticledbCursor* lookup(Lookup function, const std::string& key) {
+    ArticledbCursor* cursor = nullptr;
+    EXPECT_EQ(function(db, &cursor, key.data(), static_cast<guint32>(key.size())), 0);
+    return cursor;
+  }
+  ArticledbCursor* whole(Whole function) {
+    ArticledbCursor* cursor = nullptr;
+    EXPECT_EQ(function(db, &cursor), 0);
+    return cursor;
+  }
+
+  // The rest of what a read delivers; closes the cursor.
+  template <typename Read>
+  static Strings drain(ArticledbCursor* cursor, Read read) {
+    Strings items;
+    char bytes[4096];
+    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
+    int status;
+    while ((status = read(cursor, &buffer)) == CURSOR_OK) {
+      items.emplace_back(bytes, buffer.length);
+    }
+    EXPECT_EQ(status, CURSOR_END);
+    EXPECT_EQ(read(cursor, &buffer), CURSOR_END);
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+    return items;
+  }
+  static Strings keys(ArticledbCursor* cursor) { return drain(cursor, articledb_cursor_next_key); }
+  static Strings dups(ArticledbCursor* cursor) {
+    return drain(cursor, articledb_cursor_next_data_dup);
+  }
+  static Ids ids(ArticledbCursor* cursor) {
+    Ids result;
+    for (const std::string& item : dups(cursor)) {
+      guint64 id = 0;
+      EXPECT_EQ(item.size(), sizeof id);
+      memcpy(&id, item.data(), sizeof id);
+      result.push_back(id);
+    }
+    return result;
+  }
+  Ids formIds(const std::string& form) { return ids(lookup(articledb_db_lookup_form, form)); }
+
+  // The record of an id, or "-" and the status when there is none.
+  template <typename Resolve>
+  std::string record(Resolve resolve, guint64 id) {
+    std::string bytes(1 << 20, '\0');
+    auto size = static_cast<guint32>(bytes.size());
+    const int status = resolve(db, id, bytes.data(), &size);
+    return status == 0 ? bytes.substr(0, size) : "-" + std::to_string(status);
+  }
+  std::string url(guint64 id) { return record(articledb_db_lookup_id_to_url, id); }
+  // The inflated text of an id, checked against its stored length.
+  std::string text(guint64 id) {
+    const std::string stored = record(articledb_db_lookup_id_to_txt, id);
+    if (stored[0] == '-' && stored.size() < 4) {
+      return stored;
+    }
+    guint32 length = 0;
+    memcpy(&length, stored.data(), sizeof length);
+    std::string plain(length + 1, '\0');
+    uLongf inflated = plain.size();
+    EXPECT_EQ(uncompress(reinterpret_cast<Bytef*>(plain.data()), &inflated,
+                         reinterpret_cast<const Bytef*>(stored.data()) + 4, stored.size() - 4),
+              Z_OK);
+    EXPECT_EQ(inflated, length);
+    return plain.substr(0, inflated);
+  }
+
+  guint64 maxId() {
+    guint64 id = ~0ULL;
+    EXPECT_EQ(articledb_db_max_id(db, &id), 0);
+    return id;
+  }
+
+  // Structure check of the closed store's database file.
+  void verify() {
+    DB* file = nullptr;
+    ASSERT_EQ(db_create(&file, nullptr, 0), 0);
+    EXPECT_EQ(file->verify(file, (path + "/fenra.index").c_str(), nullptr, stderr, DB_NOORDERCHK),
+              0);
+  }
+
+  std::string root;
+  std::string path;
+  ArticledbDb* db = nullptr;
+  ArticledbTransaction* t = nullptr;
+};
+
+#endif  // FENRA_TESTS_STORE_FIXTURE_H

@@ -1,0 +1,171 @@
+// The record writers.
+#include <algorithm>
+#include <random>
+
+#include "store_fixture.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+guint32 size(const std::string& s) { return static_cast<guint32>(s.size()); }
+
+class TransactionTest : public StoreTest {
+ protected:
+  int putForm(const std::string& form, guint64 id) {
+    return articledb_transaction_put_form(t, form.data(), size(form), id);
+  }
+  int putLemma(const std::string& lemma, const std::string& form) {
+    return articledb_transaction_put_lemma(t, lemma.data(), size(lemma), form.data(), size(form));
+  }
+  int putTxt(guint64 id, const std::string& record) {
+    return articledb_transaction_put_txt(t, id, record.data(), size(record));
+  }
+};
+
+TEST_F(TransactionTest, IdWritersStoreAPairOnceInTheOrderOfTheirDatabase) {
+  using Writer = int (*)(ArticledbTransaction*, const char*, guint32, guint64);
+  const struct {
+    Writer put;
+    Lookup lookup;
+  } cases[] = {{articledb_transaction_put_form, articledb_db_lookup_form},
+               {articledb_transaction_put_source, articledb_db_lookup_source},
+               {articledb_transaction_put_trigram, articledb_db_lookup_trigram}};
+  const std::string big(9000, 'k');
+  for (const auto& c : cases) {
+    for (const std::string& key : {std::string("etxe"), std::string(), std::string("a\0b", 3)}) {
+      for (guint64 id : {256, 1, 256, 1, 70000}) {
+        EXPECT_EQ(c.put(t, key.data(), size(key), id), 0);
+      }
+      EXPECT_EQ(ids(lookup(c.lookup, key)), (Ids{1, 256, 70000}));
+    }
+    EXPECT_EQ(c.put(t, nullptr, 0, 2), 0);
+    EXPECT_EQ(ids(lookup(c.lookup, "")), (Ids{1, 2, 256, 70000}));
+    EXPECT_EQ(c.put(t, big.data(), size(big), 3), 0);
+  }
+  EXPECT_EQ(formIds(big), Ids{3});
+  for (guint64 id : {256, 1, 256}) {
+    EXPECT_EQ(articledb_transaction_put_date(t, 0xFFFFFFFFU, id), 0);
+  }
+  ArticledbCursor* dates = nullptr;
+  ASSERT_EQ(articledb_db_lookup_date(db, &dates, 0xFFFFFFFFU), 0);
+  EXPECT_EQ(ids(dates), (Ids{1, 256}));
+}
+
+TEST_F(TransactionTest, UrlSearchGivesTheFirstIdInByteOrder) {
+  guint64 id = 9;
+  EXPECT_EQ(articledb_transaction_get_id_from_url(t, "u", 1, &id), STATUS_NOT_FOUND);
+  EXPECT_EQ(id, 9U);
+  for (guint64 other : {1, 256, 3}) {
+    ASSERT_EQ(articledb_transaction_put_urlidx(t, other, "url", 3), 0);
+  }
+  EXPECT_EQ(articledb_transaction_get_id_from_url(t, "url/more", 3, &id), 0);
+  EXPECT_EQ(id, 256U);
+  EXPECT_EQ(articledb_transaction_get_id_from_url(t, "url", 10, &id), STATUS_NOT_FOUND);
+}
+
+TEST_F(TransactionTest, UrlRecordsAreReplacedAndTextRecordsAdded) {
+  EXPECT_EQ(articledb_transaction_put_url(t, "bat", 3, 7), 0);
+  EXPECT_EQ(articledb_transaction_put_url(t, "bi", 2, 7), 0);
+  EXPECT_EQ(url(7), "bi");
+  const std::string big(20000, 'b');
+  const std::string bigger(50000, 'a');
+  for (const std::string& txt : {big, std::string("zz"), bigger}) {
+    EXPECT_EQ(putTxt(7, txt), 0);
+    EXPECT_EQ(putTxt(7, txt), DB_KEYEXIST);
+  }
+  EXPECT_EQ(record(articledb_db_lookup_id_to_txt, 7), bigger);
+
+  const guint64 id = 7;
+  const guint64 text_only = 8;
+  ASSERT_EQ(putTxt(text_only, "zz"), 0);
+  EXPECT_EQ(articledb_transaction_delete_id(t, &text_only), DB_NOTFOUND);
+  EXPECT_EQ(record(articledb_db_lookup_id_to_txt, 8), "zz");
+  EXPECT_EQ(articledb_transaction_delete_id(t, &id), 0);
+  EXPECT_EQ(url(7), "-6");
+  EXPECT_EQ(record(articledb_db_lookup_id_to_txt, 7), "-6");
+  EXPECT_EQ(articledb_transaction_delete_id(t, &id), DB_NOTFOUND);
+}
+
+// A put of an existing pair with a short data item, on a page that has no room to
+// hold it twice, would leave a page that no later read or write survives.
+TEST_F(TransactionTest, RepeatedShortLemmaPairsLeaveAStoreThatVerifies) {
+  for (size_t length = 1; length <= 7; ++length) {
+    const std::string prefix = "lema" + std::string(length, '-');
+    std::minstd_rand random(1);
+    for (unsigned i = 0; i < 1000; ++i) {
+      for (unsigned n : {i, static_cast<unsigned>(random() % (i + 1))}) {
+        ASSERT_EQ(putLemma(prefix + std::to_string(n), std::string(length, 'f')), 0);
+      }
+    }
+  }
+  close();
+  verify();
+}
+
+TEST_F(TransactionTest, LemmaPairsAreStoredOnceInByteOrderWhateverTheirSize) {
+  const std::string huge(100000, 'h');
+  Strings wanted = {std::string(4000, 'a')};
+  for (int i = 0; i < 1200; ++i) {
+    wanted.push_back(std::to_string(i * 7919 % 100003));
+  }
+  for (int round = 0; round < 2; ++round) {
+    for (const std::string& form : wanted) {
+      ASSERT_EQ(putLemma("lema", form), 0);
+    }
+    ASSERT_EQ(putLemma(huge, huge), 0);
+  }
+  std::sort(wanted.begin(), wanted.end());
+  EXPECT_EQ(dups(lookup(articledb_db_lookup_lemma, "lema")), wanted);
+}
+
+TEST_F(TransactionTest, FailedStringKeyWritesAreReportedWithTheirKey) {
+  ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 1), 0);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(putForm("hitza", 1), DB_RUNRECOVERY);
+  EXPECT_EQ(putLemma("lema", "f"), DB_RUNRECOVERY);
+  const std::string reported = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(reported,
+              HasSubstr("Errorea articledb_transaction_put_with_string_guint64: hitza: "));
+  EXPECT_THAT(reported, HasSubstr("Errorea articledb_transaction_put_with_string_guint64: lema: "));
+  ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 0), 0);
+  EXPECT_EQ(putForm("hitza", 1), 0);
+}
+
+TEST_F(TransactionTest, PackingReversesTheTableAndSkipsPrivateKeys) {
+  const auto pack = [](GHashTable* table) {
+    char* packed = articledb_pack_url_with_metadata("http://a", table);
+    std::string result = packed;
+    g_free(packed);
+    return result;
+  };
+  EXPECT_EQ(pack(Metadata({{"_url", "x"}, {"_txt", "y"}})), "http://a");
+  EXPECT_EQ(pack(Metadata({{"source", "a\";|b"}, {"_x", "y"}})), "http://a|source=\"a\";|b\";");
+  const Metadata table({{"source", "s"}, {"date", ""}, {"lang", "eu"}, {"mime", "text/plain"}});
+  std::string pairs;
+  GHashTableIter entries;
+  gpointer key;
+  gpointer value;
+  g_hash_table_iter_init(&entries, table);
+  while (g_hash_table_iter_next(&entries, &key, &value)) {
+    if (*static_cast<char*>(key) != '_') {
+      pairs =
+          std::string(static_cast<char*>(key)) + "=\"" + static_cast<char*>(value) + "\";" + pairs;
+    }
+  }
+  EXPECT_EQ(pack(table), "http://a|" + pairs);
+}
+
+TEST_F(TransactionTest, CommitAndAbortKeepEveryWrite) {
+  for (auto* end : {articledb_transaction_commit, articledb_transaction_abort}) {
+    ASSERT_EQ(putForm("hitz", end == articledb_transaction_commit ? 1 : 2), 0);
+    EXPECT_EQ(end(t), 0);
+    begin();
+  }
+  EXPECT_THAT(formIds("hitz"), ElementsAre(1, 2));
+  EXPECT_THAT(formIds("hit"), IsEmpty());
+}
+
+}  // namespace
