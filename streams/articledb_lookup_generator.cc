@@ -1,0 +1,162 @@
+// The index lookups: from a form, lemma, source, date or trigram prefix to the
+// stream of the articles that have it.
+#include <cstring>
+#include <memory>
+
+#include "streams/articledb_generator.h"
+
+namespace {
+
+constexpr guint32 MAX_TRIGRAM_LENGTH = TRIGRAM_BUILDER_TRIGRAM_SIZE;
+constexpr guint32 MAX_FORM_LENGTH = 256;
+constexpr guint32 DATE_LENGTH = 8;
+
+struct CursorCloser {
+  void operator()(ArticledbCursor* cursor) const { articledb_cursor_close(cursor); }
+};
+using CursorPtr = std::unique_ptr<ArticledbCursor, CursorCloser>;
+
+// Streams on their way into a union; those that do not get there are freed.
+class StreamList {
+ public:
+  StreamList() = default;
+  StreamList(const StreamList&) = delete;
+  StreamList& operator=(const StreamList&) = delete;
+  ~StreamList() {
+    g_list_foreach(list_, free_a_generator, nullptr);
+    g_list_free(list_);
+  }
+
+  void prepend(OstrenGenerator* stream) { list_ = g_list_prepend(list_, stream); }
+
+  // The union of the streams, which empties the list.
+  OstrenGenerator* unite() {
+    OstrenGenerator* united = ostren_generator_union_from_glist(list_, guint64_cmp);
+    g_list_free(list_);
+    list_ = nullptr;
+    return united;
+  }
+
+ private:
+  GList* list_ = nullptr;
+};
+
+bool begins_with(const ArticledbBuffer& key, const char* prefix, guint32 length) {
+  return key.length >= length && std::memcmp(key.data, prefix, length) == 0;
+}
+
+OstrenGenerator* new_trigram_generator(OstrenGenerator* inner) {
+  auto* record = g_new0(ArticledbTrigramGenerator, 1);
+  ostren_generator_init(&record->head, articledb_generator_from_trigram_next,
+                        articledb_generator_from_trigram_free);
+  record->inner = inner;
+  return &record->head;
+}
+
+}  // namespace
+
+OstrenGenerator* articledb_db_form_lookup_generator_new(ArticledbDb* db, const char* form,
+                                                        guint32 length) {
+  ArticledbCursor* cursor;
+  if (articledb_db_lookup_form(db, &cursor, form, length) != 0) {
+    return nullptr;
+  }
+  return articledb_guint64_generator_new(cursor);
+}
+
+OstrenGenerator* articledb_db_source_lookup_generator_new(ArticledbDb* db, const char* source,
+                                                          guint32 length) {
+  ArticledbCursor* cursor;
+  if (articledb_db_lookup_source(db, &cursor, source, length) != 0) {
+    return nullptr;
+  }
+  return articledb_guint64_generator_new(cursor);
+}
+
+OstrenGenerator* articledb_db_date_lookup_generator_new(ArticledbDb* db, guint32 date) {
+  ArticledbCursor* cursor;
+  if (articledb_db_lookup_date(db, &cursor, date) != 0) {
+    return nullptr;
+  }
+  return articledb_guint64_generator_new(cursor);
+}
+
+OstrenGenerator* articledb_db_date_lookup_generator_new_from_string(ArticledbDb* db,
+                                                                    const char* date,
+                                                                    guint32 length) {
+  if (length != DATE_LENGTH || date == nullptr) {
+    return nullptr;
+  }
+  char digits[DATE_LENGTH + 1] = {};
+  for (guint32 i = 0; i < DATE_LENGTH; ++i) {
+    if (!g_ascii_isdigit(date[i])) {
+      return nullptr;
+    }
+    digits[i] = date[i];
+  }
+  const guint64 number = g_ascii_strtoull(digits, nullptr, 10);
+  return articledb_db_date_lookup_generator_new(db, static_cast<guint32>(number));
+}
+
+OstrenGenerator* articledb_db_lemma_lookup_generator_new(ArticledbDb* db, const char* lemma,
+                                                         guint32 length) {
+  ArticledbCursor* cursor;
+  if (articledb_db_lookup_lemma(db, &cursor, lemma, length) != 0) {
+    return nullptr;
+  }
+  const CursorPtr forms(cursor);
+
+  StreamList streams;
+  char form[MAX_FORM_LENGTH];
+  ArticledbBuffer buffer = {form, MAX_FORM_LENGTH, 0};
+  while (articledb_cursor_next_data_dup(forms.get(), &buffer) == CURSOR_OK) {
+    OstrenGenerator* stream = articledb_db_form_lookup_generator_new(db, form, buffer.length);
+    if (stream == nullptr) {
+      return nullptr;
+    }
+    streams.prepend(stream);
+  }
+  return streams.unite();
+}
+
+OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db, const char* trigram,
+                                                           guint32 length) {
+  if (length > MAX_TRIGRAM_LENGTH) {
+    return nullptr;
+  }
+  if (length == 0) {
+    return ostren_empty_generator_new();
+  }
+  ArticledbCursor* cursor;
+  if (articledb_db_lookup_trigram(db, &cursor, trigram, length) != 0) {
+    return nullptr;
+  }
+  CursorPtr scan(cursor);
+
+  // The keys that begin with the given bytes follow each other in key order.
+  StreamList streams;
+  char key[MAX_TRIGRAM_LENGTH];
+  ArticledbBuffer buffer = {key, MAX_TRIGRAM_LENGTH, 0};
+  while (articledb_cursor_next_key(scan.get(), &buffer) == CURSOR_OK &&
+         begins_with(buffer, trigram, length)) {
+    ArticledbCursor* ids;
+    if (articledb_cursor_dup_with_key_data(scan.get(), &ids, key, buffer.length) != 0) {
+      return nullptr;
+    }
+    streams.prepend(articledb_guint64_generator_new(ids));
+  }
+  scan.reset();
+  return new_trigram_generator(streams.unite());
+}
+
+int articledb_generator_from_trigram_next(OstrenGenerator* gener, void** item) {
+  auto* record = reinterpret_cast<ArticledbTrigramGenerator*>(gener);
+  return ostren_generator_next(record->inner, item);
+}
+
+int articledb_generator_from_trigram_free(OstrenGenerator* gener) {
+  auto* record = reinterpret_cast<ArticledbTrigramGenerator*>(gener);
+  const int status = ostren_generator_free(record->inner);
+  g_free(record);
+  return status;
+}

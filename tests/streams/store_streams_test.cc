@@ -1,0 +1,260 @@
+// Id streams over a real store in a temporary directory.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "streams/articledb_generator.h"
+#include "tests/store/store_fixture.h"
+#include "tests/streams/stub_generator.h"
+
+namespace fenra_test {
+namespace {
+
+using std::string_literals::operator""s;
+
+using Put = int (*)(ArticledbTransaction*, const char*, guint32, guint64);
+using Query = OstrenGenerator* (*)(ArticledbDb*, const char*, guint32);
+
+const Query kForm = articledb_db_form_lookup_generator_new;
+const Query kLemma = articledb_db_lemma_lookup_generator_new;
+const Query kSource = articledb_db_source_lookup_generator_new;
+const Query kTrigram = articledb_db_trigram_lookup_generator_new;
+const Query kDate = articledb_db_date_lookup_generator_new_from_string;
+
+guint32 sizeOf(const std::string& text) { return static_cast<guint32>(text.size()); }
+
+// Berkeley DB cursors that are open, and how many more can be made before making
+// one fails. Its methods are replaced by these for the length of a test.
+int open_cursors;
+int cursors_left;
+int (*real_cursor)(DB*, DB_TXN*, DBC**, guint32);
+int (*real_dup)(DBC*, DBC**, guint32);
+int (*real_close)(DBC*);
+
+int countedClose(DBC* cursor) {
+  --open_cursors;
+  return real_close(cursor);
+}
+
+int countedDup(DBC* cursor, DBC** copy, guint32 flags);
+
+int count(int ret, DBC** made) {
+  open_cursors += ret == 0 ? 1 : 0;
+  // A closed cursor is used again with the methods that it had.
+  if (ret == 0 && (*made)->close != countedClose) {
+    real_dup = std::exchange((*made)->dup, countedDup);
+    real_close = std::exchange((*made)->close, countedClose);
+  }
+  return ret;
+}
+
+int countedDup(DBC* cursor, DBC** copy, guint32 flags) {
+  return cursors_left-- > 0 ? count(real_dup(cursor, copy, flags), copy) : ENOMEM;
+}
+
+int countedCursor(DB* db, DB_TXN* txn, DBC** cursor, guint32 flags) {
+  return cursors_left-- > 0 ? count(real_cursor(db, txn, cursor, flags), cursor) : ENOMEM;
+}
+
+class StoreStreams : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    open_cursors = 0;
+    cursors_left = G_MAXINT;
+    for (DB* database : {db->formdb, db->lemmadb, db->sourcedb, db->datedb, db->trigramdb}) {
+      real_cursor = std::exchange(database->cursor, countedCursor);
+    }
+  }
+
+  void TearDown() override {
+    EXPECT_EQ(0, open_cursors);
+    StoreTest::TearDown();
+  }
+
+  void post(Put put, const std::string& key, const Script& ids) {
+    for (const guint64 id : ids) {
+      ASSERT_EQ(0, put(t, key.data(), sizeOf(key), id));
+    }
+  }
+
+  void postLemma(const std::string& lemma, const Strings& forms) {
+    for (const std::string& form : forms) {
+      ASSERT_EQ(0, articledb_transaction_put_lemma(t, lemma.data(), sizeOf(lemma), form.data(),
+                                                   sizeOf(form)));
+    }
+  }
+
+  // The whole stream, or nothing for a null one.
+  std::optional<Script> read(Query query, const std::string& key) {
+    OstrenGenerator* stream = query(db, key.data(), sizeOf(key));
+    if (stream == nullptr) {
+      return std::nullopt;
+    }
+    const Script ids = fenra_test::drain(stream);
+    EXPECT_EQ(0, ostren_generator_free(stream));
+    return ids;
+  }
+};
+
+TEST_F(StoreStreams, LookupsByKey) {
+  post(articledb_transaction_put_form, "etxe", {5, 2});
+  post(articledb_transaction_put_form, "etxea", {9, 5});
+  post(articledb_transaction_put_form, "zubi", {256, 12, 3, 7});
+  post(articledb_transaction_put_source, "berria", {4, 2, 1});
+  for (const guint64 id : {3, 1, 2}) {
+    ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, id));
+  }
+  const std::string longest_form(256, 'c'), too_long_form(257, 'd');
+  post(articledb_transaction_put_form, longest_form, {6});
+  post(articledb_transaction_put_form, too_long_form, {7});
+  post(articledb_transaction_put_form, "e", {8});
+  postLemma("etxe", {"etxea", "etxe"});
+  postLemma("galdu", {"never-indexed"});
+  postLemma("luze", {longest_form, too_long_form, "e"});
+
+  const struct {
+    Query query;
+    std::string key;
+    std::optional<Script> expected;
+  } cases[] = {
+      {kForm, "etxe", Script{2, 5}},
+      {kForm, "etx", Script{}},
+      {kForm, "zubi", Script{3, 7, 12, 256}},
+      {kSource, "berria", Script{1, 2, 4}},
+      {kSource, "argia", Script{}},
+      {kDate, "20090315", Script{1, 2, 3}},
+      {kDate, "20090316", Script{}},
+      {kDate, "2009-3-5", std::nullopt},
+      {kDate, "2009031", std::nullopt},
+      {kDate, "2009031x", std::nullopt},
+      {kDate, "+2009031", std::nullopt},
+      {kDate, "2009031\0"s, std::nullopt},
+      {kDate, "200903150", std::nullopt},
+      {kLemma, "etxe", Script{2, 5, 9}},
+      {kLemma, "galdu", Script{}},
+      {kLemma, "zubi", Script{}},
+      {kLemma, "luze", Script{6}},  // collecting stops at the form that is too long
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.expected, read(c.query, c.key)) << c.key;
+  }
+  EXPECT_EQ(nullptr, kDate(db, nullptr, 0));
+}
+
+TEST_F(StoreStreams, TrigramLookups) {
+  const std::string longest =
+      std::string(63, 'x') + '\0' + std::string(63, 'y') + '\0' + std::string(63, 'z') + '\0';
+  const std::string above_longest = longest.substr(0, 191) + '\1';
+  ASSERT_EQ(192u, longest.size());
+  EXPECT_EQ(Script{}, read(kTrigram, "a"));
+  const Put put = articledb_transaction_put_trigram;
+  post(put, "a\0b\0c\0"s, {4, 1});
+  post(put, "a\0b\0d\0"s, {2, 4});
+  post(put, "etxe\0handi\0bat\0"s, {6});
+  post(put, "etxea\0handi\0bat\0"s, {7, 6});
+  post(put, longest, {300, 9});
+
+  const struct {
+    std::string key;
+    std::optional<Script> expected;
+  } cases[] = {
+      {"a\0b\0c\0"s, Script{1, 4}},
+      {"a\0b\0"s, Script{1, 2, 4}},
+      {"a\0c"s, Script{}},
+      {"a", Script{1, 2, 4}},
+      {"a\0b\0c\0\0"s, Script{}},  // a key is not searched by more than it holds
+      {"etxe\0"s, Script{6}},
+      {"etxe", Script{6, 7}},
+      {"b", Script{}},
+      {"zz", Script{}},  // past every key, where the scan starts from the front
+      {"", Script{}},
+      {longest, Script{9, 300}},
+      {above_longest, Script{}},
+      {longest + "x", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.expected, read(kTrigram, c.key)) << c.key;
+  }
+}
+
+TEST_F(StoreStreams, FreedBeforeTheEnd) {
+  post(articledb_transaction_put_form, "etxe", {1, 2, 3});
+  post(articledb_transaction_put_trigram, "etxe\0eta\0hiri\0"s, {1, 2});
+  post(articledb_transaction_put_trigram, "etxe\0eta\0mendi\0"s, {1, 2});
+  for (const Query query : {kForm, kTrigram}) {
+    for (const guint64 pulls : {0, 1, 2}) {
+      OstrenGenerator* stream = query(db, "etxe", 4);
+      for (guint64 id = 1; id <= pulls; ++id) {
+        EXPECT_EQ(id, pull(stream));
+      }
+      EXPECT_EQ(0, ostren_generator_free(stream));
+    }
+  }
+}
+
+TEST_F(StoreStreams, RawItemsAndItemsThatDoNotFit) {
+  postLemma("etxe", {"etxe", "etxeetxea"});
+  char text[8];
+  GeneratorPtr raw(articledb_generator_from_cursor_new(lookup(articledb_db_lookup_lemma, "etxe"),
+                                                       text, sizeof(text)));
+  void* item = nullptr;
+  ASSERT_EQ(1, ostren_generator_next(raw.get(), &item));
+  const auto* buffer = static_cast<ArticledbBuffer*>(item);
+  EXPECT_EQ("etxe", std::string(static_cast<char*>(buffer->data), buffer->length));
+  item = nullptr;
+  EXPECT_EQ(2, ostren_generator_next(raw.get(), &item));
+  EXPECT_EQ(nullptr, item);
+  EXPECT_EQ(0, ostren_generator_free(raw.release()));
+
+  // Nine bytes are no id.
+  ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, "etxe");
+  ArticledbBuffer first = {text, sizeof(text), 0};
+  ASSERT_EQ(CURSOR_OK, articledb_cursor_next_data_dup(cursor, &first));
+  GeneratorPtr ids(articledb_guint64_generator_new(cursor));
+  EXPECT_EQ(kFail, pull(ids.get()));
+  EXPECT_EQ(0, ostren_generator_free(ids.release()));
+}
+
+TEST_F(StoreStreams, Universe) {
+  for (const Script& expected : {Script{}, Script{1}, Script{1, 2}}) {
+    GeneratorPtr universe(articledb_db_get_id_universe_new(db));
+    EXPECT_EQ(expected, fenra_test::drain(universe.get()));
+    guint64 id = 0;
+    ASSERT_EQ(0, articledb_transaction_next_id(t, &id));
+  }
+  // A directory that never was a store has no id counter.
+  close();
+  ASSERT_TRUE(std::filesystem::create_directory(root + "/empty"));
+  db = articledb_db_new();
+  ASSERT_EQ(0, articledb_db_open(db, (root + "/empty").c_str()));
+  begin();
+  EXPECT_EQ(nullptr, articledb_db_get_id_universe_new(db));
+}
+
+// A cursor that cannot be made gives null and leaves no other cursor behind.
+TEST_F(StoreStreams, FailuresOfCursorCreation) {
+  for (const char* form : {"etxe", "etxea", "etxeak"}) {
+    post(articledb_transaction_put_form, form, {1, 2});
+    post(articledb_transaction_put_trigram, form + "\0eta\0hiri\0"s, {1, 2});
+    postLemma("etxe", {form});
+  }
+  const struct {
+    Query query;
+    int cursors;
+  } cases[] = {{kForm, 1}, {kSource, 1}, {kDate, 1}, {kLemma, 1 + 3}, {kTrigram, 1 + 3}};
+  for (const auto& c : cases) {
+    for (int cursors = 0; cursors <= c.cursors; ++cursors) {
+      cursors_left = cursors;
+      const auto ids = read(c.query, c.query == kDate ? "20090315" : "etxe");
+      EXPECT_EQ(cursors == c.cursors, ids.has_value()) << cursors << " of " << c.cursors;
+      EXPECT_EQ(0, open_cursors);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace fenra_test
