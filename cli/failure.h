@@ -1,0 +1,32 @@
+// How a command ends early, and the exit statuses of the program.
+#ifndef FENRA_CLI_FAILURE_H
+#define FENRA_CLI_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace cli {
+
+enum ExitStatus : int {
+  kSuccess = 0,
+  kFailed = 1,         // a store, a file or standard output failed
+  kWrongCall = 2,      // the command line makes no sense
+  kSomeRefused = 3,    // `index` only: at least one input was not stored
+  kInterrupted = 130,  // `index` only: stopped by SIGINT or SIGTERM
+};
+
+// Thrown by a command and turned into a message and an exit status by main().
+class Failure : public std::runtime_error {
+ public:
+  explicit Failure(const std::string& message, ExitStatus status = kFailed)
+      : std::runtime_error(message), status_(status) {}
+
+  ExitStatus status() const { return status_; }
+
+ private:
+  ExitStatus status_;
+};
+
+}  // namespace cli
+
+#endif  // FENRA_CLI_FAILURE_H

@@ -1,0 +1,119 @@
+#include "cli/progress.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "cli/output.h"
+
+namespace cli {
+namespace {
+
+constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
+
+int terminal_width() {
+  winsize size = {};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+// "1:02:03" or "2:03".
+std::string duration_text(double seconds) {
+  const auto whole = static_cast<uint64_t>(seconds + 0.5);
+  char text[32];
+  if (whole >= 3600) {
+    std::snprintf(text, sizeof(text), "%llu:%02u:%02u",
+                  static_cast<unsigned long long>(whole / 3600),
+                  static_cast<unsigned>(whole / 60 % 60), static_cast<unsigned>(whole % 60));
+  } else {
+    std::snprintf(text, sizeof(text), "%u:%02u", static_cast<unsigned>(whole / 60),
+                  static_cast<unsigned>(whole % 60));
+  }
+  return text;
+}
+
+std::string figures(uint64_t done, uint64_t total, double seconds) {
+  const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
+  const std::string left =
+      rate > 0 ? duration_text(static_cast<double>(total - done) / rate) : "-:--";
+  char text[128];
+  std::snprintf(text, sizeof(text), "%llu/%llu articles, %.0f/s, %s left",
+                static_cast<unsigned long long>(done), static_cast<unsigned long long>(total), rate,
+                left.c_str());
+  return text;
+}
+
+}  // namespace
+
+std::string progress_line(uint64_t done, uint64_t total, double seconds, int width) {
+  constexpr int kLeastBar = 10;
+  const std::string text = figures(done, total, seconds);
+  const int cells = width - static_cast<int>(text.size()) - 3;
+  if (cells < kLeastBar || total == 0) {
+    return text.substr(0, static_cast<size_t>(std::max(width, 0)));
+  }
+  const auto full = static_cast<size_t>(static_cast<double>(cells) * static_cast<double>(done) /
+                                        static_cast<double>(total));
+  return "[" + std::string(full, '#') + std::string(static_cast<size_t>(cells) - full, '.') + "] " +
+         text;
+}
+
+Progress::Progress() : terminal_(isatty(STDERR_FILENO) != 0) {}
+
+void Progress::indexed(uint64_t bytes) {
+  ++counts_.indexed;
+  counts_.bytes += bytes;
+  advance();
+}
+
+void Progress::refused(const std::string& name, const std::string& reason) {
+  ++counts_.refused;
+  note("refused: " + name + ": " + reason);
+  advance();
+}
+
+void Progress::note(const std::string& text) {
+  clear();
+  complain(text);
+}
+
+void Progress::clear() {
+  if (drawn_) {
+    std::fputs("\r\033[K", stderr);
+    drawn_ = false;
+  }
+}
+
+std::string Progress::summary() const {
+  char text[160];
+  std::snprintf(text, sizeof(text),
+                "indexed %llu, refused %llu, skipped %llu, bytes %llu, seconds %.2f",
+                static_cast<unsigned long long>(counts_.indexed),
+                static_cast<unsigned long long>(counts_.refused),
+                static_cast<unsigned long long>(counts_.skipped),
+                static_cast<unsigned long long>(counts_.bytes), seconds());
+  return text;
+}
+
+double Progress::seconds() const {
+  return std::chrono::duration<double>(Clock::now() - start_).count();
+}
+
+void Progress::advance() {
+  if (total_ == 0) {
+    return;
+  }
+  ++done_;
+  const Clock::time_point now = Clock::now();
+  if (!terminal_ || now - drawn_at_ < kRedrawInterval) {
+    return;
+  }
+  drawn_at_ = now;
+  drawn_ = true;
+  // The last column stays free, or some terminals would wrap the line.
+  const std::string line = progress_line(done_, total_, seconds(), terminal_width() - 1);
+  std::fprintf(stderr, "\r%s\033[K", line.c_str());
+}
+
+}  // namespace cli

@@ -1,0 +1,127 @@
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "cli/arguments.h"
+#include "cli/commands.h"
+#include "cli/output.h"
+#include "cli/store.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Size {
+  uint64_t entries = 0;
+  uint64_t bytes = 0;
+};
+
+// The pages of one database. The record's own page count is that of the whole
+// file, which all nine share.
+uint64_t pages(const DB_HASH_STAT& stat) {
+  constexpr uint64_t kMetaPages = 1;
+  // A growing hash database takes the pages of its buckets in doublings.
+  uint64_t bucket_pages = 1;
+  while (bucket_pages < stat.hash_buckets) {
+    bucket_pages *= 2;
+  }
+  return kMetaPages + bucket_pages + stat.hash_bigpages + stat.hash_overflows + stat.hash_dup;
+}
+
+uint64_t pages(const DB_BTREE_STAT& stat) {
+  constexpr uint64_t kMetaPages = 1;
+  return kMetaPages + stat.bt_int_pg + stat.bt_leaf_pg + stat.bt_dup_pg + stat.bt_over_pg;
+}
+
+Size size_of(const DB_HASH_STAT& stat) {
+  return {stat.hash_ndata, pages(stat) * stat.hash_pagesize};
+}
+
+Size size_of(const DB_BTREE_STAT& stat) { return {stat.bt_ndata, pages(stat) * stat.bt_pagesize}; }
+
+// Walks the whole database.
+template <typename Stat>
+Size measure(DB* database) {
+  void* record = nullptr;
+  const int status = database->stat(database, nullptr, &record, 0);
+  const std::unique_ptr<void, Releaser<std::free>> owner(record);
+  if (status != 0) {
+    throw Failure("cannot measure the store: " + status_text(status));
+  }
+  return size_of(*static_cast<const Stat*>(record));
+}
+
+Size measure(DB* database) {
+  DBTYPE type = DB_UNKNOWN;
+  database->get_type(database, &type);
+  return type == DB_BTREE ? measure<DB_BTREE_STAT>(database) : measure<DB_HASH_STAT>(database);
+}
+
+bool is_log(const std::string& name) {
+  return name.size() == 14 && name.compare(0, 4, "log.") == 0 &&
+         std::all_of(name.begin() + 4, name.end(), [](char byte) { return g_ascii_isdigit(byte); });
+}
+
+uint64_t log_bytes(const std::string& path) {
+  uint64_t bytes = 0;
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
+    const uint64_t size = is_log(entry.path().filename()) ? entry.file_size(error) : 0;
+    bytes += error ? 0 : size;
+  }
+  return bytes;
+}
+
+void print_row(const std::string& name, const std::string& entries, const std::string& bytes) {
+  char row[128];
+  std::snprintf(row, sizeof(row), "%-10s %14s %16s", name.c_str(), entries.c_str(), bytes.c_str());
+  print_line(row);
+}
+
+void stats(const std::string& path) {
+  const Store store = open_store(path);
+  guint64 last_id = 0;
+  const int status = articledb_db_max_id(store.get(), &last_id);
+  if (status != 0) {
+    throw Failure("cannot read the id counter: " + status_text(status));
+  }
+  const ArticledbDb& db = *store;
+  const struct {
+    const char* name;
+    DB* handle;
+  } databases[] = {{"urldb", db.urldb},         {"urlidx", db.urlidx},   {"datedb", db.datedb},
+                   {"sourcedb", db.sourcedb},   {"txtdb", db.txtdb},     {"formdb", db.formdb},
+                   {"trigramdb", db.trigramdb}, {"lemmadb", db.lemmadb}, {"iddb", db.iddb}};
+  print_line("articles " + std::to_string(measure(db.urldb).entries));
+  print_line("last id  " + std::to_string(last_id));
+  print_line("log      " + std::to_string(log_bytes(path)) + " bytes");
+  print_line("");
+  print_row("database", "entries", "bytes");
+  Size total;
+  for (const auto& database : databases) {
+    const Size size = measure(database.handle);
+    total.entries += size.entries;
+    total.bytes += size.bytes;
+    print_row(database.name, std::to_string(size.entries), std::to_string(size.bytes));
+  }
+  print_row("total", std::to_string(total.entries), std::to_string(total.bytes));
+}
+
+}  // namespace
+
+void add_stats_command(CLI::App& app) {
+  auto path = std::make_shared<std::string>();
+  CLI::App* command = app.add_subcommand("stats", "Print the size of a store and of its databases");
+  add_text(*command, "STORE", *path, "Store directory")->required();
+  command->footer(
+      "Reads the whole store: seconds for a large one.\n"
+      "Example:\n"
+      "  fenra stats articles.store");
+  command->callback([path] { stats(*path); });
+}
+
+}  // namespace cli

@@ -1,0 +1,222 @@
+#include "cli/store.h"
+
+#include <fenra/fenra.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "cli/failure.h"
+#include "cli/output.h"
+
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kDatabaseFile[] = "fenra.index";
+
+bool has_database(const std::string& path) {
+  std::error_code error;
+  return fs::is_regular_file(fs::path(path) / kDatabaseFile, error);
+}
+
+void require_store(const std::string& path) {
+  if (has_database(path)) {
+    return;
+  }
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  const std::string remedy = "; make a store with: fenra index STORE PATH...";
+  if (!fs::exists(status)) {
+    const std::string reason =
+        status.type() == fs::file_type::not_found ? "no such directory" : error.message();
+    throw Failure("there is no store at '" + path + "': " + reason + remedy);
+  }
+  if (!fs::is_directory(status)) {
+    throw Failure("'" + path + "' is not a store: it is not a directory" + remedy);
+  }
+  throw Failure("'" + path + "' is not a store: it has no file " + kDatabaseFile + remedy);
+}
+
+using Open = int (*)(ArticledbDb*, const char*);
+
+Store open_with(Open open, const std::string& path, const std::string& failure) {
+  Store store(articledb_db_new());
+  if (store == nullptr) {
+    throw std::bad_alloc();
+  }
+  errno = 0;
+  const int status = open(store.get(), path.c_str());
+  if (status != 0) {
+    // -1: the directory cannot be made, for the reason that the system gave.
+    throw Failure(failure + " '" + path + "': " + status_text(status == -1 ? errno : status));
+  }
+  return store;
+}
+
+Store open_existing(const std::string& path) {
+  return open_with(articledb_db_open, path, "cannot open the store");
+}
+
+// The embedded lexicon through a loader that wants a file.
+template <typename Load>
+auto load_embedded(Load load) {
+  const ostren::fenra::TmpFile file(fstContent, fstContentSize);
+  if (file.name() == nullptr) {
+    throw Failure(std::string("cannot write the lexicon to the temporary directory '") +
+                  g_get_tmp_dir() + "'; set TMPDIR to another one");
+  }
+  auto handle = load(file.name());
+  if (handle == nullptr) {
+    throw Failure("cannot load the lexicon");
+  }
+  return handle;
+}
+
+[[noreturn]] void fail_record(uint64_t id, const std::string& reason) {
+  throw Failure("the text of article " + std::to_string(id) + " " + reason);
+}
+
+}  // namespace
+
+Store open_store(const std::string& path) {
+  require_store(path);
+  return open_existing(path);
+}
+
+Store open_or_make_store(const std::string& path) {
+  if (has_database(path)) {
+    return open_existing(path);
+  }
+  std::error_code error;
+  if (fs::exists(path, error) && rmdir(path.c_str()) != 0) {
+    const std::string reason = errno == ENOTEMPTY || errno == EEXIST
+                                   ? std::string("it has files, but no ") + kDatabaseFile
+                                   : std::string(std::strerror(errno));
+    throw Failure("cannot make a store of '" + path + "': " + reason +
+                  "; name a new or an empty directory");
+  }
+  return open_with(articledb_db_create, path, "cannot make the store");
+}
+
+void close_store(Store store) {
+  ArticledbDb* db = store.release();
+  const int status = articledb_db_close(db);
+  if (status != 0) {
+    throw Failure("cannot close the store: " + status_text(status));
+  }
+}
+
+Lemmatizer load_lemmatizer() {
+  return load_embedded(
+      [](const char* path) { return Lemmatizer(articledb_simple_fst_lemmatizer_new(path)); });
+}
+
+Lexicon load_lexicon() {
+  return load_embedded([](const char* path) {
+    QorLexicon* lexicon = nullptr;
+    Pelko::open_lexicon(&lexicon, path);
+    return Lexicon(lexicon);
+  });
+}
+
+std::string status_text(int status) {
+  switch (status) {
+    case STATUS_MISSING_METADATA:
+      return "metadata missing";
+    case STATUS_NOT_FOUND:
+      return "no such record";
+    case -1:
+      return "out of memory";
+    default:
+      return db_strerror(status);
+  }
+}
+
+std::optional<std::string_view> ArticleReader::record(Lookup lookup, uint64_t id) {
+  for (;;) {
+    auto size = static_cast<guint32>(buffer_.size());
+    const int status = lookup(db_, id, buffer_.data(), &size);
+    if (status == 0) {
+      return std::string_view(buffer_.data(), size);
+    }
+    if (status == STATUS_NOT_FOUND) {
+      return std::nullopt;
+    }
+    if (status != STATUS_BUFFER_SMALL) {
+      throw Failure("cannot read article " + std::to_string(id) + ": " + status_text(status));
+    }
+    buffer_.resize(size);
+  }
+}
+
+std::optional<Article> ArticleReader::article(uint64_t id) {
+  const std::optional<std::string_view> found = record(articledb_db_lookup_id_to_url, id);
+  if (!found) {
+    return std::nullopt;
+  }
+  const size_t bar = found->find('|');
+  Article article;
+  article.url = found->substr(0, bar);
+  article.metadata = bar == std::string_view::npos ? "" : found->substr(bar + 1);
+  return article;
+}
+
+std::string ArticleReader::text(uint64_t id) {
+  const std::optional<std::string_view> found = record(articledb_db_lookup_id_to_txt, id);
+  // Deflate shrinks at most 1,032 times, so a damaged length is found before
+  // memory is asked for.
+  constexpr uint64_t kMostShrinking = 1032;
+  guint32 length = 0;
+  if (!found) {
+    fail_record(id, "is missing");
+  }
+  if (found->size() < sizeof(length)) {
+    fail_record(id, "is damaged: a record of " + std::to_string(found->size()) + " bytes");
+  }
+  std::memcpy(&length, found->data(), sizeof(length));
+  const std::string_view stream = found->substr(sizeof(length));
+  if (length > stream.size() * kMostShrinking) {
+    fail_record(id, "is damaged: a length of " + std::to_string(length) + " bytes");
+  }
+  std::string text(length, '\0');
+  uLongf inflated = length;
+  const int status =
+      uncompress(reinterpret_cast<Bytef*>(text.data()), &inflated,
+                 reinterpret_cast<const Bytef*>(stream.data()), static_cast<uLong>(stream.size()));
+  if (status != Z_OK || inflated != length) {
+    fail_record(id, std::string("is damaged: ") + zError(status));
+  }
+  return text;
+}
+
+void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit, bool count_only) {
+  if (stream == nullptr) {
+    throw Failure("the lookup in the store failed");
+  }
+  ArticleReader reader(db);
+  uint64_t count = 0;
+  int status = 1;
+  void* item = nullptr;
+  while (count < limit && (status = ostren_generator_next(stream.get(), &item)) == 1) {
+    const std::optional<Article> article = reader.article(*static_cast<const guint64*>(item));
+    if (!article) {
+      continue;
+    }
+    ++count;
+    if (!count_only) {
+      print_line(article->url);
+    }
+  }
+  if (status == 2) {
+    throw Failure("the store failed while the answer was read");
+  }
+  if (count_only) {
+    print_line(std::to_string(count));
+  }
+}
+
+}  // namespace cli

@@ -1,0 +1,73 @@
+// Opening a store for a command and reading articles out of it.
+#ifndef FENRA_CLI_STORE_H
+#define FENRA_CLI_STORE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/handles.h"
+
+namespace cli {
+
+// Opens the store in the directory `path`. Throws Failure, and leaves the file
+// system alone, when there is none.
+Store open_store(const std::string& path);
+
+// Opens the store in `path`, or makes one when `path` does not exist or is an
+// empty directory, which is replaced by a new one. Throws Failure for any other
+// directory.
+Store open_or_make_store(const std::string& path);
+
+// Closes the store; throws Failure when that fails.
+void close_store(Store store);
+
+// The embedded lexicon as a lemmatizer, respectively for analyses. They throw
+// Failure when it cannot be written to the temporary directory or loaded.
+Lemmatizer load_lemmatizer();
+Lexicon load_lexicon();
+
+// What a status of the store's means, for people.
+std::string status_text(int status);
+
+// The URL record of an article taken apart.
+struct Article {
+  std::string url;
+  // The pairs behind the URL, as they were packed: key="value"; and so on.
+  std::string metadata;
+};
+
+// Reads records by article id, whatever their length.
+class ArticleReader {
+ public:
+  explicit ArticleReader(ArticledbDb* db) : db_(db) {}
+
+  // Nothing when the article has been replaced. Throws Failure when the store
+  // fails.
+  std::optional<Article> article(uint64_t id);
+
+  // The article's plain text. Throws Failure when the record is missing or
+  // damaged, too.
+  std::string text(uint64_t id);
+
+ private:
+  using Lookup = int (*)(ArticledbDb*, guint64, void*, guint32*);
+
+  // The bytes of a record, valid until the next read, or nothing when the id has
+  // no such record.
+  std::optional<std::string_view> record(Lookup lookup, uint64_t id);
+
+  ArticledbDb* db_;
+  std::vector<char> buffer_ = std::vector<char>(4096);
+};
+
+// Prints the URLs of a stream's articles, one a line, replaced ones left out, at
+// most `limit`; or only their number. Throws Failure when the stream is null or
+// fails.
+void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit = UINT64_MAX,
+                    bool count_only = false);
+
+}  // namespace cli
+
+#endif  // FENRA_CLI_STORE_H
