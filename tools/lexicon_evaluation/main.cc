@@ -1,0 +1,165 @@
+// Prints how well a lexicon, and stemmers beside it, lemmatize the forms of a gold
+// file; or how well a lexicon knows the words of running text.
+#include <glib.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+#include "lexicon/articledb_lemmatizer.h"
+#include "lexicon/ostren_ffst.h"
+#include "tools/lexicon_evaluation/gold.h"
+#include "tools/lexicon_evaluation/score.h"
+#include "tools/lexicon_evaluation/stemmers.h"
+
+namespace lexicon_evaluation {
+namespace {
+
+struct FreeLemmatizer {
+  void operator()(void* lemmatizer) const { articledb_simple_fst_lemmatizer_free(lemmatizer); }
+};
+using LexiconHandle = std::unique_ptr<void, FreeLemmatizer>;
+
+LexiconHandle OpenLexicon(const std::string& path) {
+  LexiconHandle lexicon(articledb_simple_fst_lemmatizer_new(path.c_str()));
+  if (lexicon == nullptr) {
+    throw std::runtime_error("cannot open the lexicon " + path);
+  }
+  return lexicon;
+}
+
+Answer AskLexicon(void* lexicon, const std::string& form) {
+  GList* lemmas = articledb_simple_fst_lemmatizer_first_lemma(lexicon, form.data(),
+                                                              static_cast<int>(form.size()));
+  Answer answer = {
+      Pelko::lookup_only_the_first(static_cast<QorLexicon*>(lexicon), form.c_str()) == 1,
+      static_cast<const char*>(lemmas->data)};
+  articledb_string_list_free(lemmas);
+  return answer;
+}
+
+void PrintScore(const std::string& name, const Score& score) {
+  std::printf("%-10s %8.1f %8.1f %9.1f %8.1f %8.1f\n", name.c_str(), score.coverage, score.accuracy,
+              score.precision, score.recall, score.f1);
+}
+
+void PrintWrong(const Score& score) {
+  for (const Wrong& wrong : score.wrong) {
+    std::printf("%4d  %-20s %s/%-16s %s%s\n", wrong.gold.weight, wrong.gold.form.c_str(),
+                wrong.gold.category.c_str(), wrong.gold.lemma.c_str(), wrong.answer.lemma.c_str(),
+                wrong.answer.is_known ? "" : " (unknown)");
+  }
+}
+
+void JudgeByGold(const std::string& lexicon_path, const std::string& gold_path,
+                 const std::string& dictionary, bool prints_wrong) {
+  std::ifstream file(gold_path);
+  if (!file) {
+    throw std::runtime_error("cannot open " + gold_path);
+  }
+  const std::vector<GoldForm> gold = ReadGold(file);
+  const LexiconHandle lexicon = OpenLexicon(lexicon_path);
+  const Score score =
+      Evaluate(gold, [&](const std::string& form) { return AskLexicon(lexicon.get(), form); });
+  std::printf("%-10s %8s %8s %9s %8s %8s\n", "", "coverage", "accuracy", "precision", "recall",
+              "F1");
+  PrintScore("fenra", score);
+  for (const auto& [name, stemmer] : OtherStemmers(dictionary)) {
+    PrintScore(name, Evaluate(gold, stemmer));
+  }
+  PrintScore("none", Evaluate(gold, [](const std::string& form) { return Answer{true, form}; }));
+  if (prints_wrong) {
+    PrintWrong(score);
+  }
+}
+
+// Words are runs of small letters of ASCII and hyphens, which begin with a letter
+// and which no other letter or digit touches.
+std::vector<std::string> ReadWords(std::istream& text) {
+  const auto is_small = [](char c) { return c >= 'a' && c <= 'z'; };
+  const auto is_in_run = [&](char c) {
+    return is_small(c) || c == '-' || c == '_' || (c >= 'A' && c <= 'Z') ||
+           (c >= '0' && c <= '9') || (static_cast<unsigned char>(c) & 0x80) != 0;
+  };
+  const std::string content{std::istreambuf_iterator<char>(text), {}};
+  std::vector<std::string> words;
+  for (auto begin = content.begin(); begin != content.end();) {
+    begin = std::find_if(begin, content.end(), is_in_run);
+    const auto end = std::find_if_not(begin, content.end(), is_in_run);
+    if (begin != end && is_small(*begin) &&
+        std::all_of(begin, end, [&](char c) { return is_small(c) || c == '-'; })) {
+      words.emplace_back(begin, end);
+    }
+    begin = end;
+  }
+  return words;
+}
+
+void JudgeByText(const std::string& lexicon_path, std::istream& text, size_t shown) {
+  const LexiconHandle lexicon = OpenLexicon(lexicon_path);
+  const std::vector<std::string> words = ReadWords(text);
+  std::map<std::string, int> unknown;
+  size_t known = 0;
+  const auto start = std::chrono::steady_clock::now();
+  for (const std::string& word : words) {
+    articledb_string_list_free(articledb_simple_fst_lemmatizer_first_lemma(
+        lexicon.get(), word.data(), static_cast<int>(word.size())));
+  }
+  const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+  for (const std::string& word : words) {
+    if (AskLexicon(lexicon.get(), word).is_known) {
+      known++;
+    } else {
+      unknown[word]++;
+    }
+  }
+  const double count = words.empty() ? 1.0 : static_cast<double>(words.size());
+  std::printf("%zu words, %.2f %% known, %.2f microseconds a word\n", words.size(),
+              100 * static_cast<double>(known) / count, taken.count() / count);
+  std::vector<std::pair<std::string, int>> by_count(unknown.begin(), unknown.end());
+  std::stable_sort(by_count.begin(), by_count.end(),
+                   [](const auto& a, const auto& b) { return a.second > b.second; });
+  by_count.resize(std::min(by_count.size(), shown));
+  for (const auto& [word, times] : by_count) {
+    std::printf("%6d  %s\n", times, word.c_str());
+  }
+}
+
+}  // namespace
+}  // namespace lexicon_evaluation
+
+int main(int argc, char** argv) {
+  CLI::App app("Judges a lexicon by a gold file, or by running text on standard input.");
+  std::string lexicon, gold, dictionary = "/usr/share/hunspell/eu.dic";
+  bool prints_wrong = false;
+  bool reads_text = false;
+  size_t shown = 50;
+  app.add_option("lexicon", lexicon, "transducer file")->required();
+  app.add_option("--gold", gold, "gold file");
+  app.add_option("--hunspell", dictionary, "hunspell dictionary to compare with")
+      ->capture_default_str();
+  app.add_flag("--wrong", prints_wrong, "print the forms with a wrong lemma");
+  app.add_flag("--text", reads_text, "read text and print the most frequent unknown words");
+  app.add_option("--shown", shown, "unknown words to print")->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  try {
+    if (!gold.empty()) {
+      lexicon_evaluation::JudgeByGold(lexicon, gold, dictionary, prints_wrong);
+    }
+    if (reads_text) {
+      lexicon_evaluation::JudgeByText(lexicon, std::cin, shown);
+    }
+  } catch (const std::exception& error) {
+    std::cerr << argv[0] << ": " << error.what() << "\n";
+    return 1;
+  }
+  return 0;
+}
