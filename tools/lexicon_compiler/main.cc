@@ -4,27 +4,16 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <string>
 
-#include "fst/ostrenfst.h"
-#include "tools/lexicon_compiler/att_text.h"
 #include "tools/lexicon_compiler/build_error.h"
 #include "tools/lexicon_compiler/lexicon.h"
-#include "tools/lexicon_compiler/search_bound.h"
 #include "tools/lexicon_compiler/source_lexicon.h"
 #include "tools/lexicon_compiler/vocabulary.h"
+#include "tools/lexicon_compiler/write_lexicon.h"
 
 namespace lexicon_compiler {
 namespace {
-
-// Entries that a search may need at most. The look iterator has room for
-// LK_LOOK_STACK_SIZE; the difference is a margin.
-constexpr int kMaxSearchEntries = 400;
-
-struct FstFree {
-  void operator()(LkFst* fst) const { lk_fst_free(fst); }
-};
 
 Vocabulary ReadVocabulary(const char* path) {
   std::ifstream printed(path);
@@ -32,25 +21,6 @@ Vocabulary ReadVocabulary(const char* path) {
     throw BuildError(std::string("cannot open ") + path);
   }
   return ExtractVocabulary(ReadSections(printed));
-}
-
-void WriteFile(const std::string& text, const char* path) {
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-  if (!file.flush()) {
-    throw BuildError(std::string("cannot write ") + path);
-  }
-}
-
-// Has the engine read the text and write its binary form.
-void ConvertToBinary(const char* att_path, const char* binary_path) {
-  const std::unique_ptr<LkFst, FstFree> fst(lk_fst_new_from_att_file(att_path));
-  if (fst == nullptr) {
-    throw BuildError(std::string("the engine does not read ") + att_path);
-  }
-  if (lk_fst_save_to_binary_file(fst.get(), binary_path) != 0) {
-    throw BuildError(std::string("cannot write ") + binary_path);
-  }
 }
 
 void Compile(const char* printed_path, const char* att_path, const char* binary_path) {
@@ -62,17 +32,8 @@ void Compile(const char* printed_path, const char* att_path, const char* binary_
     throw BuildError(std::string("no words in ") + printed_path);
   }
   const Transducer lexicon = BuildLexicon(vocabulary);
-  const int entries = SearchBound(lexicon);
-  if (entries > kMaxSearchEntries) {
-    throw BuildError("a search can need " + std::to_string(entries) + " open entries; at most " +
-                     std::to_string(kMaxSearchEntries) + " are safe");
-  }
-  WriteFile(AttText(lexicon), att_path);
-  ConvertToBinary(att_path, binary_path);
-  const auto size = std::ifstream(binary_path, std::ios::ate | std::ios::binary).tellg();
-  std::cout << "lexicon: " << vocabulary.lemmas.size() << " lemmas, " << lexicon.states.size()
-            << " states, " << lexicon.CountArcs() << " arcs, at most " << entries
-            << " open search entries, " << size << " bytes\n";
+  const Written written = WriteLexicon(lexicon, att_path, binary_path);
+  std::cout << "lexicon: " << vocabulary.lemmas.size() << " lemmas, " << written.summary << "\n";
 }
 
 }  // namespace
