@@ -1,4 +1,4 @@
-// The lexicon as it was built for this build of the library.
+// The lexicon built from another project's dictionary.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -24,13 +24,13 @@ using Analyses = std::vector<std::string>;
 
 const FstPtr& BuiltLexicon() {
   static const FstPtr& fst =
-      *new FstPtr(lk_fst_new_from_binary_file(FENRA_LEXICON_DIRECTORY "/lexicon.fst"));
+      *new FstPtr(lk_fst_new_from_binary_file(FENRA_APERTIUM_DIRECTORY "/lexicon.fst"));
   return fst;
 }
 
 const Vocabulary& SourceVocabulary() {
   static const Vocabulary& vocabulary = *new Vocabulary([] {
-    std::ifstream printed(FENRA_LEXICON_DIRECTORY "/dictionary.txt");
+    std::ifstream printed(FENRA_APERTIUM_DIRECTORY "/dictionary.txt");
     return ExtractVocabulary(ReadSections(printed));
   }());
   return vocabulary;

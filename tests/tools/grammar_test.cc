@@ -1,0 +1,210 @@
+// The grammar's source format, from text to analyses.
+#include "tools/lexicon_compiler/grammar.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+
+#include "tests/tools/engine.h"
+#include "tools/lexicon_compiler/basque_lexicon.h"
+#include "tools/lexicon_compiler/build_error.h"
+
+namespace {
+
+using namespace lexicon_compiler;  // NOLINT
+using fenra_test::Load;
+using fenra_test::LookUp;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+Grammar Read(const std::string& text) {
+  Grammar grammar;
+  GrammarReader reader(&grammar);
+  std::istringstream source(text);
+  reader.Read(source, "test");
+  reader.Finish();
+  return grammar;
+}
+
+// A grammar with a little of everything.
+constexpr const char* kGrammar = R"(
+# comment
+class end        # another
+  0
+class again
+  0 a
+class noun
+  0 a ko>again ~ek
+class noun.r
+  0 &a tasun=tasun@IZE>again ki=ki@ADB
+class verb
+  0 ~~tzen ~~0@ADI.stem
+class keta
+  keta=keta@IZE>noun
+select nominal
+  r:noun.r *:noun
+prefix ba
+  *=ba
+prefix bait
+  d=bait g=baik *=bait
+words IZE nominal
+  etxe eskola dun
+words ADJ nominal
+  zahar
+words ADI verb
+  hartu
+words ADI keta
+  iker
+words ADL end lemma=edun prefixes=ba,bait
+  d{u,itu}{,t} genuen zuten
+words LOT end
+  zein=zer
+order
+  ADL LOT ADI ADJ IZE ADB ADI.stem IZE.compound
+compound IZE.compound
+  letters=4 joint=- heads=IZE
+compound IZE.compound
+  words=azpi heads=IZE
+exact zen
+  +ADL/izan ADL/izan
+)";
+
+TEST(Grammar, AnalysesOfTheLanguageItDescribes) {
+  const auto fst = Load(BuildBasqueLexicon(Read(kGrammar)));
+  ASSERT_NE(fst, nullptr);
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
+      {"etxe", {"IZE/etxe+"}},
+      {"etxea", {"IZE/etxe+"}},
+      {"etxekoa", {"IZE/etxe+"}},
+      {"etxekoka", {}},
+      {"eskolek", {"IZE/eskola+"}},
+      {"eskolaek", {}},
+      {"zaharra", {"ADJ/zahar+"}},
+      {"zahara", {}},
+      {"zahartasuna", {"IZE/zahartasun+"}},
+      {"zaharki", {"ADB/zaharki+"}},
+      {"hartzen", {"ADI/hartu+"}},
+      {"har", {"ADI/hartu+"}},
+      {"ikerketak", {}},
+      {"ikerketek", {"IZE/ikerketa+"}},
+      {"ditut", {"ADL/edun+"}},
+      {"baitut", {"ADL/edun+"}},
+      {"badu", {"ADL/edun+"}},
+      {"baikenuen", {"ADL/edun+"}},
+      {"baitgenuen", {}},
+      {"baitzuten", {"ADL/edun+"}},
+      {"zein", {"LOT/zer+"}},
+      {"zen", {"+ADL/izan", "ADL/izan"}},
+      {"ur-etxea", {"IZE/ur-etxe+"}},
+      {"urtegi-etxea", {}},
+      {"a-etxea", {}},
+      {"azpietxea", {"IZE/azpietxe+"}},
+  };
+  for (const auto& [word, results] : cases) {
+    EXPECT_EQ(LookUp(fst, word), results) << word;
+  }
+}
+
+TEST(Grammar, OrderOfResultsFollowsBranchesAndThenStems) {
+  const std::string words = R"(
+class noun
+  0 k ko
+words IZE noun
+  leku lekuko
+words ADI noun
+  leku
+)";
+  const auto nouns_first = Load(BuildBasqueLexicon(Read(words + "order\n IZE ADI\n")));
+  const auto verbs_first = Load(BuildBasqueLexicon(Read(words + "order\n ADI IZE\n")));
+  EXPECT_THAT(LookUp(nouns_first, "lekuko"), ElementsAre("IZE/lekuko+", "IZE/leku+", "ADI/leku+"));
+  EXPECT_THAT(LookUp(verbs_first, "lekuko"), ElementsAre("ADI/leku+", "IZE/lekuko+", "IZE/leku+"));
+}
+
+TEST(Grammar, MistakesAreNamedWithTheirPlace) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"class a\n  x!", "test:2: \"x!\" is no suffix"},
+      {"class a\n  0\nclass a\n", "test:3: class a has been defined at test:1"},
+      {"class a\n  >b\n", "test:2: class b must be defined before"},
+      {"  0\n", "test:1: an indented line"},
+      {"clas a\n", "test:1: \"clas\" is no kind of block"},
+      {"class\n", "test:1: \"class\" needs a name"},
+      {"words IZE\n", "needs a word class and a suffix class"},
+      {"words IZE c x=y\n", "\"x=y\" should be"},
+      {"class c\n 0\nwords IZE c\n Etxe\n", "test:4: \"Etxe\" is no word"},
+      {"class c\n 0\nwords IZE c\n e{t,x\n", "braces do not match"},
+      {"class c\n 0\nwords IZE c\n e}t\n", "braces do not match"},
+      {"words IZE c\n etxe\n", "class c, which \"etxe\" has, is not defined"},
+      {"class c\n a>d\n", "class d, which class c has, is not defined"},
+      {"select s\n a:c\nwords IZE s\n etxe\n", "choice s has no class for \"etxe\""},
+      {"select s\n a\n", "should have two parts"},
+      {"class c\n 0\nwords IZE c prefixes=ba\n du\n", "prefix ba has not been defined"},
+      {"compound X\n letters=x\n", "should be words="},
+      {"prefix p\n a=b\nclass c\n 0\nwords I c prefixes=p\n du\n", "no rule for \"du\""},
+  };
+  for (const auto& [text, message] : cases) {
+    try {
+      Read(text);
+      ADD_FAILURE() << text;
+    } catch (const BuildError& error) {
+      EXPECT_THAT(error.what(), HasSubstr(message)) << text;
+    }
+  }
+}
+
+TEST(Grammar, MistakesBetweenBlocksStopTheCompilation) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"class c\n a>c\nwords I c\n x\norder\n I\n", "class c follows itself"},
+      {"class c\n ~~~a\nwords I c\n xy\norder\n I\n", "too short"},
+      {"class c\n a\nwords I c\n xy\n", "words in I, which has no place in the order"},
+  };
+  for (const auto& [text, message] : cases) {
+    try {
+      BuildBasqueLexicon(Read(text));
+      ADD_FAILURE() << text;
+    } catch (const BuildError& error) {
+      EXPECT_THAT(error.what(), HasSubstr(message)) << text;
+    }
+  }
+}
+
+// Braces multiply; a slip must not fill the memory.
+TEST(Grammar, RefusesPatternsThatStandForTooMuch) {
+  std::string pattern;
+  for (int i = 0; i < 40; i++) {
+    pattern += "{a,b,c}";
+  }
+  EXPECT_THROW(Read("class c\n 0\nwords IZE c\n " + pattern + "\n"), BuildError);
+}
+
+// Whatever is done to a source, reading it ends, in a grammar or in a message.
+TEST(Grammar, SurvivesDamagedSources) {
+  std::mt19937 random(11);
+  constexpr char kLetters[] = "\n #~&>=@{},:*0aekz-";
+  for (int round = 0; round < 3000; round++) {
+    std::string text = kGrammar;
+    for (uint32_t damage = 1 + random() % 6; damage > 0; damage--) {
+      const size_t at = random() % text.size();
+      switch (random() % 3) {
+        case 0:
+          text[at] = kLetters[random() % (sizeof(kLetters) - 1)];
+          break;
+        case 1:
+          text.erase(at, random() % 20);
+          break;
+        default:
+          text.insert(at, text.substr(random() % text.size(), random() % 20));
+      }
+    }
+    try {
+      const auto lexicon = BuildBasqueLexicon(Read(text));
+      EXPECT_FALSE(lexicon.states.empty());
+    } catch (const BuildError& error) {
+      EXPECT_STRNE(error.what(), "");
+    }
+  }
+}
+
+}  // namespace
