@@ -1,7 +1,10 @@
+#include <fenra/fenra.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -76,6 +79,27 @@ uint64_t log_bytes(const std::string& path) {
   return bytes;
 }
 
+// The lexicons that the store's record names, with blanks between them.
+std::string lexicons_of(const std::string& path) {
+  std::ifstream record(fs::path(path) / ostren::fenra::LEXICON_RECORD);
+  std::string lexicons;
+  for (std::string line; std::getline(record, line);) {
+    lexicons += (lexicons.empty() ? "" : " ") + line;
+  }
+  return lexicons;
+}
+
+void print_lexicons(const std::string& path) {
+  const std::string used = lexicons_of(path);
+  const std::string own = ostren::fenra::lexiconVersion();
+  print_line("lexicon  " + (used.empty() ? "not recorded" : used) + "; of this library " + own);
+  if (!used.empty() && used != own) {
+    print_line(
+        "         the store has been used with another lexicon: what it was indexed with is");
+    print_line("         found reliably after indexing it anew, into a new store");
+  }
+}
+
 void print_row(const std::string& name, const std::string& entries, const std::string& bytes) {
   char row[128];
   std::snprintf(row, sizeof(row), "%-10s %14s %16s", name.c_str(), entries.c_str(), bytes.c_str());
@@ -99,6 +123,7 @@ void stats(const std::string& path) {
   print_line("articles " + std::to_string(measure(db.urldb).entries));
   print_line("last id  " + std::to_string(last_id));
   print_line("log      " + std::to_string(log_bytes(path)) + " bytes");
+  print_lexicons(path);
   print_line("");
   print_row("database", "entries", "bytes");
   Size total;

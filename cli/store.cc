@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 
 #include "cli/failure.h"
 #include "cli/output.h"
@@ -76,6 +77,27 @@ auto load_embedded(Load load) {
   return handle;
 }
 
+Store make_store(const std::string& path) {
+  std::error_code error;
+  if (fs::exists(path, error) && rmdir(path.c_str()) != 0) {
+    const std::string reason = errno == ENOTEMPTY || errno == EEXIST
+                                   ? std::string("it has files, but no ") + kDatabaseFile
+                                   : std::string(std::strerror(errno));
+    throw Failure("cannot make a store of '" + path + "': " + reason +
+                  "; name a new or an empty directory");
+  }
+  return open_with(articledb_db_create, path, "cannot make the store");
+}
+
+// An instance notes the lexicon that the index is made with.
+void note_lexicon(const std::string& path) {
+  const std::unique_ptr<ostren::fenra::Fenra> instance(
+      ostren::fenra::Fenra::createInstance(path.c_str()));
+  if (instance->error() != ostren::fenra::FENRA_NO_ERROR) {
+    throw Failure("cannot open the store '" + path + "' with the lexicon");
+  }
+}
+
 [[noreturn]] void fail_record(uint64_t id, const std::string& reason) {
   throw Failure("the text of article " + std::to_string(id) + " " + reason);
 }
@@ -88,18 +110,9 @@ Store open_store(const std::string& path) {
 }
 
 Store open_or_make_store(const std::string& path) {
-  if (has_database(path)) {
-    return open_existing(path);
-  }
-  std::error_code error;
-  if (fs::exists(path, error) && rmdir(path.c_str()) != 0) {
-    const std::string reason = errno == ENOTEMPTY || errno == EEXIST
-                                   ? std::string("it has files, but no ") + kDatabaseFile
-                                   : std::string(std::strerror(errno));
-    throw Failure("cannot make a store of '" + path + "': " + reason +
-                  "; name a new or an empty directory");
-  }
-  return open_with(articledb_db_create, path, "cannot make the store");
+  Store store = has_database(path) ? open_existing(path) : make_store(path);
+  note_lexicon(path);
+  return store;
 }
 
 void close_store(Store store) {

@@ -1,5 +1,7 @@
 #include "facade/fenra.h"
 
+#include "facade/lexicon_record.h"
+
 namespace ostren {
 namespace fenra {
 
@@ -11,7 +13,11 @@ Fenra* Fenra::createInstance(int kind, const char* path) {
   }
   // The lemmatizer loads the whole transducer; the file is not read again.
   const TmpFile lexicon(fstContent, fstContentSize);
-  return new FenraBasic(path, lexicon.name());
+  auto* instance = new FenraBasic(path, lexicon.name());
+  if (instance->error() == FENRA_NO_ERROR) {
+    record_lexicon(path);
+  }
+  return instance;
 }
 
 Fenra* Fenra::createInstance(const char* path) { return createInstance(0, path); }

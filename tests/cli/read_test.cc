@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <memory>
 
 #include "tests/cli/program.h"
@@ -14,6 +15,7 @@ using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::Not;
 using testing::SizeIs;
 
 constexpr size_t kLongUrl = 600;
@@ -139,6 +141,7 @@ TEST_F(ReadTest, StatsCountsTheEntriesOfEveryDatabase) {
       "articles 5",
       "last id  6",
       "log      [0-9]+ bytes",
+      "lexicon  [0-9a-f]+; of this library [0-9a-f]+",
       "",
       "database +entries +bytes",
       "urldb +5 +[0-9]+",
@@ -159,6 +162,13 @@ TEST_F(ReadTest, StatsCountsTheEntriesOfEveryDatabase) {
   // The file has two pages more: those of its list of databases.
   const uint64_t total = std::stoull(rows.back().substr(rows.back().rfind(' ')));
   EXPECT_EQ(std::filesystem::file_size(store() + "/fenra.index"), total + 2 * 4096);
+}
+
+TEST_F(ReadTest, StatsAdvisesToRebuildAfterAnotherLexicon) {
+  EXPECT_THAT(fenra({"stats", store()}).out, Not(HasSubstr("another lexicon")));
+  std::ofstream(store() + "/fenra.lexicon", std::ios::app) << "00000000\n";
+  EXPECT_THAT(fenra({"stats", store()}).out,
+              AllOf(HasSubstr(" 00000000; of this library "), HasSubstr("another lexicon")));
 }
 
 TEST_F(ReadTest, EndsQuietlyWithoutAReaderAndLoudlyOnAFullDevice) {

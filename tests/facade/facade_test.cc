@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -234,6 +236,21 @@ TEST_F(FacadeTest, RecordsThatDoNotFitOrHaveNoMetadataAreSkipped) {
   EXPECT_THAT(Search(fenra.get(), "etxe"), ElementsAre(fits, "u:a", "u:last"));
 }
 
+TEST_F(FacadeTest, NotesEachLexiconOnce) {
+  const std::string record = store_ + "/" + LEXICON_RECORD;
+  const auto lines = [&record] {
+    std::ifstream file(record);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  EXPECT_EQ(Open()->error(), FENRA_NO_ERROR);
+  const std::string own = lexiconVersion() + "\n";
+  EXPECT_EQ(lines(), own);
+  std::ofstream(record) << "00000000\n";
+  EXPECT_EQ(Open()->error(), FENRA_NO_ERROR);
+  EXPECT_EQ(Open()->error(), FENRA_NO_ERROR);
+  EXPECT_EQ(lines(), "00000000\n" + own);
+}
+
 class TemporaryFileTest : public testing::Test {
  protected:
   static size_t FilesIn(const std::string& path) {
@@ -283,6 +300,7 @@ TEST_F(TemporaryFileTest, TheTemporaryDirectoryDecides) {
 
 TEST(EmbeddedLexiconTest, IsAGzipFileAsTheSaverWritesIt) {
   ASSERT_GT(fstContentSize, 10U);
+  EXPECT_EQ(lexiconVersion().size(), 8U);
   const std::vector<int> header(fstContent, fstContent + 10);
   EXPECT_THAT(header, ElementsAre(0x1f, 0x8b, 8, 0, 0, 0, 0, 0, 2, 3));
 }
