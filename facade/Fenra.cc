@@ -1,6 +1,7 @@
 #include "facade/fenra.h"
 
 #include "facade/lexicon_record.h"
+#include "store/creation.h"
 
 namespace ostren {
 namespace fenra {
@@ -11,6 +12,7 @@ Fenra* Fenra::createInstance(int kind, const char* path) {
   if (kind != 0) {
     return nullptr;
   }
+  store::complete_store(path);
   // The lemmatizer loads the whole transducer; the file is not read again.
   const TmpFile lexicon(fstContent, fstContentSize);
   auto* instance = new FenraBasic(path, lexicon.name());

@@ -10,7 +10,10 @@
 // never reused; 0 is never an article id.
 //
 // A store handle, and every transaction record, cursor and generator made from
-// it, is used by one thread at a time.
+// it, is used by one thread at a time, and only by the process that opened it: a
+// forked child opens its own. Several handles, of one process or of many, can have a
+// store open. When a process dies in the middle of an operation, another one's next
+// operation recovers the store; docs/reliability.md has the details.
 #ifndef FENRA_ARTICLEDB_H
 #define FENRA_ARTICLEDB_H
 
@@ -36,6 +39,7 @@ enum {
 
 // ---- store handle ----
 
+// The Berkeley DB handles are replaced by others when the store had to be recovered.
 typedef struct ArticledbDb {
   DB_ENV* env;
   DB* urldb;      // article id -> URL record
@@ -54,8 +58,8 @@ typedef struct ArticledbDb {
   guint32 processed_tokens;    // tokens read
   guint32 indexed_text_bytes;  // text bytes of the stored articles
   guint32 submitted_length;    // sum of the "_length" values
-  // Private: the handle's presence in the store directory; null until opening.
-  struct ArticledbDirectoryLock* lock;
+  // Private: what the handle shares with the others on the store; null until opening.
+  struct ArticledbGate* gate;
 } ArticledbDb;
 
 // A new empty handle, or null when memory is short. Released by
@@ -74,15 +78,14 @@ FENRA_API int articledb_db_create(ArticledbDb* db, const char* path);
 // counter, in which nothing can be indexed.
 //
 // Both may share the store with other handles, of this process or of others. The
-// first one in runs recovery, which repairs what a killed process left. One that
-// waits two minutes for another's opening or recovery fails with EBUSY.
+// first one in runs recovery, unless the store was closed in order. One that waits two
+// minutes for another's opening or closing fails with EBUSY.
 FENRA_API int articledb_db_open(ArticledbDb* db, const char* path);
 
 // Closes the databases and the environment and releases the handle. Null gives
 // 0. When a close fails, its code is returned, a message goes to standard error
 // and the handle stays: a later call carries on with the first handle that is
-// still open. While the environment answers DB_RUNRECOVERY nothing can be closed,
-// but another handle can recover and use the store.
+// still open, or, after DB_RUNRECOVERY, recovers the store first.
 FENRA_API int articledb_db_close(ArticledbDb* db);
 
 // Copies the six counters.
@@ -92,7 +95,8 @@ FENRA_API void articledb_db_get_stats(ArticledbDb* db, guint32* indexed_articles
                                       guint32* submitted_length);
 
 // Makes a checkpoint once 10,240 KiB of log have been written since the last
-// one, and deletes the log files that are no longer needed.
+// one, and deletes the log files that are no longer needed. articledb_db_index does
+// the like by itself.
 FENRA_API int articledb_db_remove_logs(ArticledbDb* db);
 
 // The last id handed out, 0 on a new store.
@@ -101,7 +105,8 @@ FENRA_API int articledb_db_max_id(ArticledbDb* db, guint64* id);
 // ---- transaction records and writers ----
 
 // Groups the writes of one article. Every write is in the store the moment its
-// call returns; commit and abort only release the record.
+// call returns; commit and abort only release the record. A write survives a crash
+// once an article has been indexed after it, or the store has been closed.
 typedef struct ArticledbTransaction {
   ArticledbDb* store;  // borrowed
   DB_TXN* txn;         // always null
@@ -117,9 +122,10 @@ FENRA_API int articledb_transaction_abort(ArticledbTransaction* t);
 // Draws the next article id. *id is set on success only.
 FENRA_API int articledb_transaction_next_id(ArticledbTransaction* t, guint64* id);
 
-// The writers. A pair that is already stored is not stored twice and gives 0,
-// except that put_url replaces the record of the id, and put_txt gives
-// DB_KEYEXIST for the same record and adds a different one.
+// The writers. One that meets the page of a positioned cursor is tried again for half
+// a second and then gives DB_LOCK_DEADLOCK. A pair that is already stored is not stored twice and
+// gives 0, except that put_url replaces the record of the id, and put_txt gives DB_KEYEXIST for the
+// same record and adds a different one.
 FENRA_API int articledb_transaction_put_url(ArticledbTransaction* t, const char* url_record,
                                             guint32 length, guint64 id);
 FENRA_API int articledb_transaction_put_urlidx(ArticledbTransaction* t, guint64 id, const char* url,
@@ -193,13 +199,10 @@ enum {
 };
 
 typedef struct ArticledbCursor {
-  DBC* dbc;         // owned
+  DBC* dbc;         // owned; null while the cursor needs none
   DBT key;          // empty, or the cursor's own copy of a key
   guint32 next_op;  // Berkeley DB get operation of the next read
-  // Private.
-  void* key_bytes;    // the cursor's own copy of a key, owned; may be null
-  guint32 repeat_op;  // operation of a read that answered DB_BUFFER_SMALL, or 0
-  gboolean ended;     // a read has given CURSOR_END
+  // Private fields follow: cursors are only made by the functions below.
 } ArticledbCursor;
 
 // The caller's storage for one key or data item.
@@ -225,8 +228,13 @@ FENRA_API int articledb_db_get_dates(ArticledbDb* db, ArticledbCursor** cursor);
 
 // The reads give CURSOR_OK, CURSOR_END or Berkeley DB's code. DB_BUFFER_SMALL
 // leaves the item's length in the buffer; the read can be repeated with a larger
-// one and then delivers that item. A cursor that has been read keeps a page locked
-// against writes, also those of its own thread, until it is closed.
+// one and then delivers that item.
+//
+// A cursor that has been read keeps a page locked against writes, also those of its own
+// thread, until it is closed; and its reads give DB_RUNRECOVERY once the store has been
+// recovered. Not so a key lookup that is read with next_data_dup, nor a duplicate made
+// for a key: these read ahead in batches, hold nothing in between, go on after a
+// recovery and deliver what is stored behind their place meanwhile.
 //
 // next_key: the next distinct key. next_data: the data item of the next pair.
 // next_data_dup: the next data item under the cursor's key. next_key_and_data:

@@ -3,23 +3,36 @@
 #include <cstring>
 
 #include "store/articledb.h"
+#include "store/cursor.h"
 #include "store/database.h"
+#include "store/gate.h"
 
+using ostren::fenra::store::Cursor;
+using ostren::fenra::store::cursor_of;
+using ostren::fenra::store::DatabaseField;
+using ostren::fenra::store::gate_generation;
 using ostren::fenra::store::get_record;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::ignored_item;
+using ostren::fenra::store::ItemList;
 using ostren::fenra::store::output_item;
-using ostren::fenra::store::retry_deadlock;
+using ostren::fenra::store::run_in_gate;
 
 namespace {
 
 bool searches(guint32 operation) { return operation == DB_SET || operation == DB_SET_RANGE; }
 
+// Whether the data items under a key of the database are sorted, so that reading them
+// can go on behind any of them.
+bool has_lists(DatabaseField database) {
+  return database != &ArticledbDb::urldb && database != &ArticledbDb::txtdb;
+}
+
 // ---- making and releasing ----
 
 // Gives the cursor its own copy of a key, with the given item flags. Returns
 // whether there was memory for it.
-bool set_key(ArticledbCursor* cursor, const void* key, guint32 length, guint32 flags) {
+bool set_key(Cursor* cursor, const void* key, guint32 length, guint32 flags) {
   cursor->key_bytes = g_try_malloc(MAX(length, 1U));
   if (cursor->key_bytes == nullptr) {
     return false;
@@ -27,73 +40,95 @@ bool set_key(ArticledbCursor* cursor, const void* key, guint32 length, guint32 f
   if (length != 0) {
     memcpy(cursor->key_bytes, key, length);
   }
-  cursor->key = DBT{};
-  cursor->key.data = cursor->key_bytes;
-  cursor->key.size = length;
-  cursor->key.ulen = length;
-  cursor->key.flags = flags;
+  DBT* item = &cursor->head.key;
+  *item = DBT{};
+  item->data = cursor->key_bytes;
+  item->size = length;
+  item->ulen = length;
+  item->flags = flags;
   return true;
 }
 
-void release_record(ArticledbCursor* cursor) {
+void release_record(Cursor* cursor) {
+  cursor->list.release();
   g_free(cursor->key_bytes);
   g_free(cursor);
 }
 
-int articledb_get_cursor(DB* database, ArticledbCursor** out) {
-  ArticledbCursor* cursor = g_try_new0(ArticledbCursor, 1);
-  *out = cursor;
-  if (cursor == nullptr) {
-    return -1;
+Cursor* new_record(ArticledbDb* db, DatabaseField database, guint32 operation) {
+  Cursor* cursor = g_try_new0(Cursor, 1);
+  if (cursor != nullptr) {
+    cursor->db = db;
+    cursor->database = database;
+    cursor->head.next_op = operation;
   }
-  cursor->next_op = DB_FIRST;
-  const int ret = database->cursor(database, nullptr, &cursor->dbc, 0);
-  if (ret != 0) {
-    release_record(cursor);
-    *out = nullptr;
-  }
-  return ret;
+  return cursor;
 }
 
-int duplicate_cursor(ArticledbCursor* cursor, ArticledbCursor** out, const void* key,
-                     guint32 length) {
-  ArticledbCursor* copy = g_try_new0(ArticledbCursor, 1);
-  if (copy == nullptr) {
-    return -1;
+int articledb_get_cursor(ArticledbDb* db, DatabaseField database, ArticledbCursor** out) {
+  Cursor* cursor = new_record(db, database, DB_FIRST);
+  *out = cursor == nullptr ? nullptr : &cursor->head;
+  return cursor == nullptr ? -1 : 0;
+}
+
+// ---- the Berkeley DB cursor ----
+
+// Whether the cursor has lost its position, with the environment that it was in.
+bool is_lost(const Cursor* cursor) {
+  return cursor->positioned && cursor->generation != gate_generation(cursor->db);
+}
+
+// Opens the Berkeley DB cursor where there is none. Under the gate.
+int open_dbc(Cursor* cursor) {
+  const guint64 generation = gate_generation(cursor->db);
+  if (cursor->head.dbc != nullptr && cursor->generation == generation) {
+    return 0;
   }
-  copy->next_op = DB_CURRENT;
-  int ret = set_key(copy, key, length, cursor->key.flags) ? 0 : -1;
+  cursor->head.dbc = nullptr;
+  cursor->generation = generation;
+  DB* database = cursor->db->*cursor->database;
+  return database->cursor(database, nullptr, &cursor->head.dbc, 0);
+}
+
+// Gives up reading the list in batches: the Berkeley DB cursor takes its place.
+int leave_list(Cursor* cursor) {
+  if (!cursor->lists) {
+    return 0;
+  }
+  int ret = 0;
+  if (cursor->list.stands()) {
+    ret = run_in_gate(cursor->db, [&] {
+      int code = open_dbc(cursor);
+      if (code == 0) {
+        DBT key = cursor->list_key();
+        DBT data = cursor->list.standing();
+        code = cursor->head.dbc->get(cursor->head.dbc, &key, &data, DB_GET_BOTH);
+      }
+      return code;
+    });
+    cursor->positioned = ret == 0;
+  }
   if (ret == 0) {
-    ret = cursor->dbc->dup(cursor->dbc, &copy->dbc, DB_POSITION);
+    cursor->lists = FALSE;
+    cursor->list.release();
   }
-  if (ret != 0) {
-    release_record(copy);
-    return ret;
-  }
-  *out = copy;
-  return 0;
+  return ret;
 }
 
 // ---- reading ----
 
 // The operation of a read: the prepared one, or that of the failed read which
 // this one repeats. `following` is prepared for the next read.
-guint32 take_operation(ArticledbCursor* cursor, guint32 following) {
-  const guint32 operation = cursor->repeat_op != 0 ? cursor->repeat_op : cursor->next_op;
+guint32 take_operation(Cursor* cursor, guint32 following) {
+  const guint32 operation = cursor->repeat_op != 0 ? cursor->repeat_op : cursor->head.next_op;
   cursor->repeat_op = 0;
-  cursor->next_op = following;
+  cursor->head.next_op = following;
   return operation;
 }
 
-// One Berkeley DB read as a read result. After the end the store is not asked
-// again: it answers an error where the cursor never had a position.
-int read(ArticledbCursor* cursor, DBT* key, DBT* data, guint32 operation) {
-  if (cursor->ended != FALSE) {
-    return CURSOR_END;
-  }
-  DBC* dbc = cursor->dbc;
-  const int ret = retry_deadlock([&] { return dbc->get(dbc, key, data, operation); });
-  switch (ret) {
+// Takes the code of a read; returns the read's result.
+int read_result(Cursor* cursor, int code, guint32 operation) {
+  switch (code) {
     case 0:
       return CURSOR_OK;
     case DB_NOTFOUND:
@@ -102,17 +137,54 @@ int read(ArticledbCursor* cursor, DBT* key, DBT* data, guint32 operation) {
     case DB_BUFFER_SMALL:
       // The cursor has not moved, so the same operation finds the same record.
       cursor->repeat_op = operation;
-      return ret;
+      return code;
     default:
-      return ret;
+      return code;
   }
+}
+
+// One read of the Berkeley DB cursor. After the end the store is not asked again: it
+// answers an error where the cursor never had a position.
+int read(Cursor* cursor, DBT* key, DBT* data, guint32 operation) {
+  if (cursor->ended) {
+    return CURSOR_END;
+  }
+  int ret = leave_list(cursor);
+  if (ret != 0) {
+    return ret;
+  }
+  bool lost = false;
+  ret = run_in_gate(cursor->db, [&] {
+    lost = is_lost(cursor);
+    int code = lost ? 0 : open_dbc(cursor);
+    if (code == 0 && !lost) {
+      code = cursor->head.dbc->get(cursor->head.dbc, key, data, operation);
+      cursor->positioned = cursor->positioned || code == 0;
+    }
+    return code;
+  });
+  return lost ? DB_RUNRECOVERY : read_result(cursor, ret, operation);
+}
+
+// One read of a list, from the batch or with a new one.
+int read_list(Cursor* cursor, ArticledbBuffer* data, guint32 operation) {
+  data->length = 0;
+  if (cursor->ended) {
+    return CURSOR_END;
+  }
+  const int ret = read_result(cursor, cursor->list.read(cursor, operation, data), operation);
+  if (ret != CURSOR_OK && ret != CURSOR_END) {
+    // A list that has failed to read has not moved.
+    cursor->repeat_op = operation;
+  }
+  return ret;
 }
 
 // After a search by a key in the caller's buffer has answered DB_BUFFER_SMALL: the
 // key's length has been replaced by that of the record's key, so the search cannot
 // be repeated. It is done again now without receiving anything, and the
 // repetition reads where it ended.
-void stand_on_searched_record(ArticledbCursor* cursor, const DBT& search_key, guint32 operation) {
+void stand_on_searched_record(Cursor* cursor, const DBT& search_key, guint32 operation) {
   DBT key = search_key;
   key.flags = DB_DBT_PARTIAL;
   DBT data = ignored_item();
@@ -125,17 +197,90 @@ DBT buffer_item(const ArticledbBuffer* buffer) {
   return output_item(buffer->data, buffer->capacity);
 }
 
+// ---- duplicating ----
+
+// The copy of a list stands where the list does.
+int copy_list(const Cursor* cursor, Cursor* copy) {
+  copy->lists = TRUE;
+  const DBT key = cursor->list_key();
+  return copy->list.start_at(key, cursor->list.standing()) ? 0 : -1;
+}
+
+// Reads the record that the Berkeley DB cursor stands on, through a second one: the
+// first one's memory may be in the caller's hands.
+int read_standing(Cursor* cursor, Cursor* copy) {
+  DBC* dbc = nullptr;
+  int ret = cursor->head.dbc->dup(cursor->head.dbc, &dbc, DB_POSITION);
+  if (ret != 0) {
+    return ret;
+  }
+  DBT key{};
+  DBT data{};
+  ret = dbc->get(dbc, &key, &data, DB_CURRENT);
+  if (ret == 0 && !copy->list.start_at(key, data)) {
+    ret = -1;
+  }
+  dbc->close(dbc);
+  copy->lists = TRUE;
+  return ret;
+}
+
+int duplicate_dbc(Cursor* cursor, Cursor* copy) {
+  copy->generation = cursor->generation;
+  copy->positioned = TRUE;
+  return cursor->head.dbc->dup(cursor->head.dbc, &copy->head.dbc, DB_POSITION);
+}
+
+// Gives the copy the position of the cursor. One that only has to read on under its
+// key becomes a list, which holds nothing.
+int copy_position(Cursor* cursor, Cursor* copy, bool key_only) {
+  if (cursor->lists) {
+    return copy_list(cursor, copy);
+  }
+  if (!cursor->positioned) {
+    return 0;
+  }
+  bool lost = false;
+  const int ret = run_in_gate(cursor->db, [&] {
+    lost = is_lost(cursor);
+    if (lost) {
+      return 0;
+    }
+    return key_only && has_lists(cursor->database) ? read_standing(cursor, copy)
+                                                   : duplicate_dbc(cursor, copy);
+  });
+  return lost ? DB_RUNRECOVERY : ret;
+}
+
+int duplicate_cursor(Cursor* cursor, ArticledbCursor** out, const void* key, guint32 length,
+                     bool key_only) {
+  Cursor* copy = new_record(cursor->db, cursor->database, DB_CURRENT);
+  if (copy == nullptr) {
+    return -1;
+  }
+  int ret = set_key(copy, key, length, cursor->head.key.flags) ? 0 : -1;
+  if (ret == 0) {
+    ret = copy_position(cursor, copy, key_only);
+  }
+  if (ret != 0) {
+    release_record(copy);
+    return ret;
+  }
+  *out = &copy->head;
+  return 0;
+}
+
 // ---- lookups ----
 
-int articledb_db_lookup_buffer_in_db_with_flags(DB* database, ArticledbCursor** out,
-                                                const void* key, guint32 length,
-                                                guint32 operation) {
-  const int ret = articledb_get_cursor(database, out);
+int articledb_db_lookup_buffer_in_db_with_flags(ArticledbDb* db, DatabaseField database,
+                                                ArticledbCursor** out, const void* key,
+                                                guint32 length, guint32 operation) {
+  const int ret = articledb_get_cursor(db, database, out);
   if (ret != 0) {
     return ret;
   }
   (*out)->next_op = operation;
-  if (!set_key(*out, key, length, DB_DBT_USERMEM)) {
+  if (!set_key(cursor_of(*out), key, length, DB_DBT_USERMEM)) {
     articledb_cursor_close(*out);
     *out = nullptr;
     return -1;
@@ -143,14 +288,20 @@ int articledb_db_lookup_buffer_in_db_with_flags(DB* database, ArticledbCursor** 
   return 0;
 }
 
-int articledb_db_lookup_buffer_in_db(DB* database, ArticledbCursor** out, const void* key,
-                                     guint32 length) {
-  return articledb_db_lookup_buffer_in_db_with_flags(database, out, key, length, DB_SET);
+int articledb_db_lookup_buffer_in_db(ArticledbDb* db, DatabaseField database, ArticledbCursor** out,
+                                     const void* key, guint32 length) {
+  const int ret =
+      articledb_db_lookup_buffer_in_db_with_flags(db, database, out, key, length, DB_SET);
+  if (ret == 0) {
+    cursor_of(*out)->lists = TRUE;
+  }
+  return ret;
 }
 
-int article_db_lookup_id_to_buffer(DB* database, guint64 id, void* buffer, guint32* size) {
+int article_db_lookup_id_to_buffer(ArticledbDb* db, DatabaseField database, guint64 id,
+                                   void* buffer, guint32* size) {
   DBT data = output_item(buffer, *size);
-  const int ret = get_record(database, nullptr, id_item(&id), &data, 0);
+  const int ret = get_record(db, database, id_item(&id), &data, 0);
   if (ret == 0 || ret == DB_BUFFER_SMALL) {
     *size = data.size;
   }
@@ -169,67 +320,74 @@ int article_db_lookup_id_to_buffer(DB* database, guint64 id, void* buffer, guint
 // ---- whole databases ----
 
 int articledb_db_get_urls(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->urldb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::urldb, cursor);
 }
 
 int articledb_db_get_forms(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->formdb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::formdb, cursor);
 }
 
 int articledb_db_get_trigrams(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->trigramdb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::trigramdb, cursor);
 }
 
 int articledb_db_get_lemmas(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->lemmadb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::lemmadb, cursor);
 }
 
 int articledb_db_get_sources(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->sourcedb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::sourcedb, cursor);
 }
 
 int articledb_db_get_txts(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->txtdb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::txtdb, cursor);
 }
 
 int articledb_db_get_dates(ArticledbDb* db, ArticledbCursor** cursor) {
-  return articledb_get_cursor(db->datedb, cursor);
+  return articledb_get_cursor(db, &ArticledbDb::datedb, cursor);
 }
 
 // ---- reads ----
 
 int articledb_cursor_next_key(ArticledbCursor* cursor, ArticledbBuffer* key) {
+  Cursor* c = cursor_of(cursor);
   DBT key_item = buffer_item(key);
   DBT data_item = ignored_item();
-  const int ret = read(cursor, &key_item, &data_item, take_operation(cursor, DB_NEXT_NODUP));
+  const int ret = read(c, &key_item, &data_item, take_operation(c, DB_NEXT_NODUP));
   key->length = key_item.size;
   return ret;
 }
 
 int articledb_cursor_next_data(ArticledbCursor* cursor, ArticledbBuffer* data) {
+  Cursor* c = cursor_of(cursor);
   DBT key_item = ignored_item();
   DBT data_item = buffer_item(data);
-  take_operation(cursor, DB_NEXT);
-  const int ret = read(cursor, &key_item, &data_item, DB_NEXT);
+  take_operation(c, DB_NEXT);
+  const int ret = read(c, &key_item, &data_item, DB_NEXT);
   data->length = data_item.size;
   return ret;
 }
 
 int articledb_cursor_next_data_dup(ArticledbCursor* cursor, ArticledbBuffer* data) {
-  const guint32 operation = take_operation(cursor, DB_NEXT_DUP);
+  Cursor* c = cursor_of(cursor);
+  const guint32 operation = take_operation(c, DB_NEXT_DUP);
+  if (c->lists && ItemList::knows(operation)) {
+    return read_list(c, data, operation);
+  }
   // A looked-up key is only searched by, and never written to.
   DBT looked_up = searches(operation) ? cursor->key : ignored_item();
   looked_up.flags &= ~DB_DBT_USERMEM;
   DBT* key_item = (cursor->key.flags & DB_DBT_USERMEM) != 0 ? &looked_up : &cursor->key;
   DBT data_item = buffer_item(data);
-  const int ret = read(cursor, key_item, &data_item, operation);
+  const int ret = read(c, key_item, &data_item, operation);
   data->length = data_item.size;
   return ret;
 }
 
 int articledb_cursor_next_key_and_data(ArticledbCursor* cursor, ArticledbBuffer* key,
                                        ArticledbBuffer* data) {
-  const guint32 operation = take_operation(cursor, DB_NEXT);
+  Cursor* c = cursor_of(cursor);
+  const guint32 operation = take_operation(c, DB_NEXT);
   DBT key_item = buffer_item(key);
   key_item.size = key->length;
   DBT data_item = buffer_item(data);
@@ -237,9 +395,9 @@ int articledb_cursor_next_key_and_data(ArticledbCursor* cursor, ArticledbBuffer*
   if (searches(operation) && search_key.size > search_key.ulen) {
     return EINVAL;
   }
-  const int ret = read(cursor, &key_item, &data_item, operation);
+  const int ret = read(c, &key_item, &data_item, operation);
   if (ret == DB_BUFFER_SMALL && searches(operation)) {
-    stand_on_searched_record(cursor, search_key, operation);
+    stand_on_searched_record(c, search_key, operation);
   }
   key->length = key_item.size;
   data->length = data_item.size;
@@ -249,39 +407,48 @@ int articledb_cursor_next_key_and_data(ArticledbCursor* cursor, ArticledbBuffer*
 // ---- closing and duplicating ----
 
 int articledb_cursor_close(ArticledbCursor* cursor) {
-  const int ret = cursor->dbc->close(cursor->dbc);
-  release_record(cursor);
+  Cursor* c = cursor_of(cursor);
+  int ret = 0;
+  if (cursor->dbc != nullptr) {
+    // With its environment the Berkeley DB cursor is gone as well.
+    ret = run_in_gate(c->db, [c] {
+      DBC* dbc = c->head.dbc;
+      c->head.dbc = nullptr;
+      return dbc != nullptr && c->generation == gate_generation(c->db) ? dbc->close(dbc) : 0;
+    });
+  }
+  release_record(c);
   return ret;
 }
 
 int articledb_cursor_dup(ArticledbCursor* cursor, ArticledbCursor** out) {
-  return duplicate_cursor(cursor, out, cursor->key.data, cursor->key.size);
+  return duplicate_cursor(cursor_of(cursor), out, cursor->key.data, cursor->key.size, false);
 }
 
 int articledb_cursor_dup_with_key_data(ArticledbCursor* cursor, ArticledbCursor** out,
                                        const char* key, guint32 length) {
-  return duplicate_cursor(cursor, out, key, length);
+  return duplicate_cursor(cursor_of(cursor), out, key, length, true);
 }
 
 // ---- key lookups ----
 
 int articledb_db_lookup_form(ArticledbDb* db, ArticledbCursor** cursor, const char* form,
                              guint32 length) {
-  return articledb_db_lookup_buffer_in_db(db->formdb, cursor, form, length);
+  return articledb_db_lookup_buffer_in_db(db, &ArticledbDb::formdb, cursor, form, length);
 }
 
 int articledb_db_lookup_lemma(ArticledbDb* db, ArticledbCursor** cursor, const char* lemma,
                               guint32 length) {
-  return articledb_db_lookup_buffer_in_db(db->lemmadb, cursor, lemma, length);
+  return articledb_db_lookup_buffer_in_db(db, &ArticledbDb::lemmadb, cursor, lemma, length);
 }
 
 int articledb_db_lookup_source(ArticledbDb* db, ArticledbCursor** cursor, const char* source,
                                guint32 length) {
-  return articledb_db_lookup_buffer_in_db(db->sourcedb, cursor, source, length);
+  return articledb_db_lookup_buffer_in_db(db, &ArticledbDb::sourcedb, cursor, source, length);
 }
 
 int articledb_db_lookup_date(ArticledbDb* db, ArticledbCursor** cursor, guint32 date) {
-  return articledb_db_lookup_buffer_in_db(db->datedb, cursor, &date, sizeof date);
+  return articledb_db_lookup_buffer_in_db(db, &ArticledbDb::datedb, cursor, &date, sizeof date);
 }
 
 int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const char* trigram,
@@ -291,8 +458,8 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
   if (length > sizeof key_bytes) {
     return EINVAL;
   }
-  const int ret = articledb_db_lookup_buffer_in_db_with_flags(db->trigramdb, cursor, trigram,
-                                                              length, DB_SET_RANGE);
+  const int ret = articledb_db_lookup_buffer_in_db_with_flags(db, &ArticledbDb::trigramdb, cursor,
+                                                              trigram, length, DB_SET_RANGE);
   if (ret != 0) {
     return ret;
   }
@@ -309,7 +476,7 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
       return 0;
     case CURSOR_END:
       // The cursor has no position: its next read starts at the first key.
-      (*cursor)->ended = FALSE;
+      cursor_of(*cursor)->ended = FALSE;
       return 0;
     default:
       articledb_cursor_close(*cursor);
@@ -321,9 +488,9 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 // ---- id resolution ----
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
-  return article_db_lookup_id_to_buffer(db->urldb, id, buffer, size);
+  return article_db_lookup_id_to_buffer(db, &ArticledbDb::urldb, id, buffer, size);
 }
 
 int articledb_db_lookup_id_to_txt(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
-  return article_db_lookup_id_to_buffer(db->txtdb, id, buffer, size);
+  return article_db_lookup_id_to_buffer(db, &ArticledbDb::txtdb, id, buffer, size);
 }

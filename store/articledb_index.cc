@@ -6,16 +6,24 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "store/articledb.h"
 #include "store/database.h"
+#include "store/environment.h"
+#include "store/gate.h"
 
+using ostren::fenra::store::Binding;
+using ostren::fenra::store::DatabaseField;
 using ostren::fenra::store::delete_records;
+using ostren::fenra::store::environment_checkpoint;
+using ostren::fenra::store::gate_generation;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::input_item;
 using ostren::fenra::store::output_item;
-using ostren::fenra::store::retry_deadlock;
+using ostren::fenra::store::run_in_gate;
+using ostren::fenra::store::WRITES_LOST;
 
 namespace {
 
@@ -90,12 +98,11 @@ int build_text_record(const Text& text, TextRecord* record) {
 
 // ---- replacing earlier articles ----
 
-// All ids ever stored for a URL. The cursor is closed on return: a positioned one
-// would block this thread's own writes for ever.
-int read_ids_of_url(ArticledbTransaction* t, const Text& url, std::vector<guint64>* ids) {
-  DB* urlidx = t->store->urlidx;
+// All ids ever stored for a URL, added to `ids`. The cursor is closed on return: a
+// positioned one would stand in the way of writes.
+int read_ids_of_url(ArticledbDb* db, const Text& url, std::vector<guint64>* ids) {
   DBC* opened = nullptr;
-  const int ret = urlidx->cursor(urlidx, t->txn, &opened, 0);
+  const int ret = db->urlidx->cursor(db->urlidx, nullptr, &opened, 0);
   if (ret != 0) {
     return ret;
   }
@@ -108,33 +115,34 @@ int read_ids_of_url(ArticledbTransaction* t, const Text& url, std::vector<guint6
   DBT data = output_item(&id, sizeof id);
   guint32 operation = DB_SET;
   int read;
-  while ((read = retry_deadlock(
-              [&] { return cursor->get(cursor.get(), &key, &data, operation); })) == 0) {
-    ids->push_back(id);
+  while ((read = cursor->get(cursor.get(), &key, &data, operation)) == 0) {
+    try {
+      ids->push_back(id);
+    } catch (const std::bad_alloc&) {
+      return -1;
+    }
     operation = DB_NEXT_DUP;
   }
   return read == DB_NOTFOUND ? 0 : read;
 }
 
-int delete_if_present(DB* database, DB_TXN* txn, guint64 id) {
-  const int ret = delete_records(database, txn, id_item(&id));
+int delete_if_present(ArticledbDb* db, DatabaseField database, guint64 id) {
+  const int ret = delete_records(db, database, id_item(&id));
   return ret == DB_NOTFOUND ? 0 : ret;
 }
 
 // Removes the URL and text records of every earlier article of the URL. An
 // earlier removal, or an indexing that failed, may have left either one missing.
-int remove_earlier_articles(ArticledbTransaction* t, const Text& url) {
+int remove_earlier_articles(ArticledbDb* db, const Text& url) {
   std::vector<guint64> ids;
-  int ret;
-  try {
-    ret = read_ids_of_url(t, url, &ids);
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
+  int ret = run_in_gate(db, [&] {
+    ids.clear();
+    return read_ids_of_url(db, url, &ids);
+  });
   for (auto id = ids.begin(); ret == 0 && id != ids.end(); ++id) {
-    ret = delete_if_present(t->store->urldb, t->txn, *id);
+    ret = delete_if_present(db, &ArticledbDb::urldb, *id);
     if (ret == 0) {
-      ret = delete_if_present(t->store->txtdb, t->txn, *id);
+      ret = delete_if_present(db, &ArticledbDb::txtdb, *id);
     }
   }
   return ret;
@@ -170,61 +178,212 @@ struct Lemmatizer {
   void* state;
 };
 
-int post_token(ArticledbTransaction* t, guint64 id, const char* token, int length,
-               TrigramBuilder* trigrams, const Lemmatizer& lemmatizer) {
-  const auto token_length = static_cast<guint32>(length);
-  int ret = articledb_transaction_put_form(t, token, token_length, id);
+int post_form(ArticledbTransaction* t, guint64 id, const char* token, int length,
+              TrigramBuilder* trigrams) {
+  int ret = articledb_transaction_put_form(t, token, static_cast<guint32>(length), id);
   const char* trigram = nullptr;
   int trigram_length = 0;
   if (ret == 0 &&
       trigram_builder_next_trigram(trigrams, token, length, &trigram, &trigram_length) != 0) {
     ret = articledb_transaction_put_trigram(t, trigram, static_cast<guint32>(trigram_length), id);
   }
-  if (ret != 0) {
-    return ret;
-  }
-  const std::unique_ptr<GList, StringListFreer> lemmas(
-      lemmatizer.lemmatize(lemmatizer.state, token, length));
-  for (const GList* lemma = lemmas.get(); ret == 0 && lemma != nullptr; lemma = lemma->next) {
+  return ret;
+}
+
+int post_lemmas(ArticledbTransaction* t, const GList* lemmas, const char* token, int length) {
+  int ret = 0;
+  for (const GList* lemma = lemmas; ret == 0 && lemma != nullptr; lemma = lemma->next) {
     const auto* string = static_cast<const char*>(lemma->data);
     ret = articledb_transaction_put_lemma(t, string, static_cast<guint32>(strlen(string)), token,
-                                          token_length);
+                                          static_cast<guint32>(length));
   }
   return ret;
 }
 
-// What became of a token source.
-struct TokenRun {
-  guint32 tokens = 0;      // tokens read
-  bool exhausted = false;  // the source came to its end and all tokens are posted
+// A token source whose last tokens can be read again.
+class TokenTape {
+ public:
+  TokenTape(ArticledbNextTokenFunc next_token, void* tokenizer)
+      : next_token_(next_token), tokenizer_(tokenizer) {}
+
+  // ARTICLEDB_TOKEN_OK and the next token, valid until the next call; -1 when memory is
+  // short; else what the source has ended with.
+  int next(const char** token, int* length) {
+    if (position_ == lengths_.size()) {
+      const int status = record();
+      if (status != ARTICLEDB_TOKEN_OK) {
+        return status;
+      }
+    }
+    *token = bytes_.data() + offset_;
+    *length = lengths_[position_];
+    offset_ += static_cast<size_t>(lengths_[position_++]);
+    return ARTICLEDB_TOKEN_OK;
+  }
+
+  // Goes back to the first token on the tape.
+  void rewind() { position_ = offset_ = 0; }
+
+  // Clears the tape: what has been read will not be asked for again.
+  void clear() {
+    lengths_.clear();
+    bytes_.clear();
+    rewind();
+  }
+
+  guint32 tokens_read() const { return tokens_read_; }
+
+ private:
+  int record() {
+    const char* token = nullptr;
+    int length = 0;
+    if (status_ == ARTICLEDB_TOKEN_OK) {
+      status_ = next_token_(tokenizer_, &token, &length);
+    }
+    if (status_ != ARTICLEDB_TOKEN_OK) {
+      return status_;
+    }
+    ++tokens_read_;
+    try {
+      bytes_.append(token, static_cast<size_t>(length));
+      lengths_.push_back(length);
+    } catch (const std::exception&) {
+      return status_ = -1;
+    }
+    return status_;
+  }
+
+  const ArticledbNextTokenFunc next_token_;
+  void* const tokenizer_;
+  int status_ = ARTICLEDB_TOKEN_OK;
+  guint32 tokens_read_ = 0;
+  std::string bytes_;
+  std::vector<int> lengths_;
+  size_t position_ = 0;  // in lengths_
+  size_t offset_ = 0;    // in bytes_
 };
 
-// Posts every token of the source. Returns the code of a failed write, or the
-// source's own value when it failed, which may be 0 too.
-int post_tokens(ArticledbTransaction* t, guint64 id, ArticledbNextTokenFunc next_token,
-                void* tokenizer, const Lemmatizer& lemmatizer, TokenRun* run) {
-  TrigramBuilder trigrams;
-  trigram_builder_init(&trigrams);
-  const char* token = nullptr;
-  int length = 0;
-  int status;
-  while ((status = next_token(tokenizer, &token, &length)) == ARTICLEDB_TOKEN_OK) {
-    ++t->store->processed_tokens;
-    ++run->tokens;
-    const int ret = post_token(t, id, token, length, &trigrams, lemmatizer);
-    if (ret != 0) {
-      return ret;
-    }
+// Writes one article, in portions that each reach the disk before the next one
+// begins. When the environment is built anew meanwhile, because a process died in it,
+// whatever was not on disk is gone; the portion is then written again.
+class ArticleWriter {
+ public:
+  ArticleWriter(ArticledbTransaction* t, GHashTable* metadata, const Article& article,
+                const TextRecord& text_record, TokenTape* tokens, const Lemmatizer& lemmatizer)
+      : t_(t),
+        metadata_(metadata),
+        article_(article),
+        text_record_(text_record),
+        tokens_(tokens),
+        lemmatizer_(lemmatizer) {
+    trigram_builder_init(&trigrams_);
   }
-  run->exhausted = status == ARTICLEDB_TOKEN_END;
-  return run->exhausted ? 0 : status;
-}
 
-// Bounds what recovery has to replay. The article is safe in the log already, so
-// a checkpoint that fails is only made later.
-void checkpoint_now_and_then(DB_ENV* env) {
-  constexpr guint32 CHECKPOINT_KIB = 32768;
-  env->txn_checkpoint(env, CHECKPOINT_KIB, 0, 0);
+  // Returns 0 when all is on disk; the code of a failed write; or what the source has
+  // failed with, which may be 0 too. *exhausted tells that the source came to its end.
+  int write(bool* exhausted) {
+    int ret = 0;
+    *exhausted = false;
+    do {
+      ret = write_portion();
+      if (ret != 0) {
+        return ret;
+      }
+      tokens_->clear();
+      started_ = true;
+    } while (source_status_ == ARTICLEDB_TOKEN_OK);
+    *exhausted = source_status_ == ARTICLEDB_TOKEN_END;
+    return *exhausted ? 0 : source_status_;
+  }
+
+ private:
+  // About a megabyte of log.
+  static constexpr size_t PORTION_TOKENS = 4096;
+
+  int write_portion() {
+    const TrigramBuilder trigrams = trigrams_;
+    int ret;
+    do {
+      tokens_->rewind();
+      trigrams_ = trigrams;
+      ret = run_in_gate(t_->store, [this] {
+        generation_ = gate_generation(t_->store);
+        return 0;
+      });
+      if (ret == 0) {
+        ret = try_portion();
+      }
+    } while (ret == WRITES_LOST);
+    return ret;
+  }
+
+  int try_portion() {
+    int ret = started_ ? 0 : write_records();
+    if (ret == 0) {
+      ret = post_tokens();
+    }
+    return ret == 0 ? flush() : ret;
+  }
+
+  // Another try draws another id: the first one may be somebody else's by now.
+  int write_records() {
+    const Binding binding(t_->store, generation_);
+    int ret = articledb_transaction_next_id(t_, &id_);
+    if (ret == 0) {
+      ret = remove_earlier_articles(t_->store, article_.url);
+    }
+    return ret != 0 ? ret : put_article_records(t_, metadata_, article_, text_record_, id_);
+  }
+
+  int post_tokens() {
+    const char* token = nullptr;
+    int length = 0;
+    for (size_t i = 0; i < PORTION_TOKENS; ++i) {
+      source_status_ = tokens_->next(&token, &length);
+      if (source_status_ != ARTICLEDB_TOKEN_OK) {
+        return 0;
+      }
+      const int ret = post_token(token, length);
+      if (ret != 0) {
+        return ret;
+      }
+    }
+    return 0;
+  }
+
+  // The token source and the lemmatizer are the host's, and run unbound.
+  int post_token(const char* token, int length) {
+    const std::unique_ptr<GList, StringListFreer> lemmas(
+        lemmatizer_.lemmatize(lemmatizer_.state, token, length));
+    const Binding binding(t_->store, generation_);
+    const int ret = post_form(t_, id_, token, length, &trigrams_);
+    return ret != 0 ? ret : post_lemmas(t_, lemmas.get(), token, length);
+  }
+
+  int flush() {
+    const Binding binding(t_->store, generation_);
+    DB_ENV* const* env = &t_->store->env;
+    return run_in_gate(t_->store, [env] { return (*env)->log_flush(*env, nullptr); });
+  }
+
+  ArticledbTransaction* const t_;
+  GHashTable* const metadata_;
+  const Article& article_;
+  const TextRecord& text_record_;
+  TokenTape* const tokens_;
+  const Lemmatizer& lemmatizer_;
+  TrigramBuilder trigrams_;
+  guint64 generation_ = 0;  // of the environment that the portion is written to
+  guint64 id_ = 0;
+  bool started_ = false;
+  int source_status_ = ARTICLEDB_TOKEN_OK;
+};
+
+// Bounds what recovery has to replay, and the log. The article is safe in the log
+// already, so a checkpoint that fails is only made later.
+void checkpoint_now_and_then(ArticledbDb* db) {
+  constexpr guint32 CHECKPOINT_KIB = 8192;
+  run_in_gate(db, [db] { return environment_checkpoint(db->env, CHECKPOINT_KIB); });
 }
 
 }  // namespace
@@ -247,31 +406,22 @@ int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextToken
 
   TextRecord text_record;
   int ret = build_text_record(article.txt, &text_record);
-  guint64 id = 0;
-  if (ret == 0) {
-    ret = articledb_transaction_next_id(t, &id);
+  if (ret != 0) {
+    return ret;
   }
-  if (ret == 0) {
-    ret = remove_earlier_articles(t, article.url);
-  }
-  if (ret == 0) {
-    ret = put_article_records(t, metadata, article, text_record, id);
-  }
-  TokenRun run;
-  if (ret == 0) {
-    ret = post_tokens(t, id, next_token, tokenizer, {lemmatize, lemmatizer}, &run);
-  }
-  if (run.exhausted) {
-    ret = db->env->log_flush(db->env, nullptr);
-  }
-  if (ret != 0 || !run.exhausted) {
+  TokenTape tokens(next_token, tokenizer);
+  const Lemmatizer lemmas = {lemmatize, lemmatizer};
+  bool exhausted = false;
+  ret = ArticleWriter(t, metadata, article, text_record, &tokens, lemmas).write(&exhausted);
+  db->processed_tokens += tokens.tokens_read();
+  if (!exhausted) {
     return ret;
   }
 
   ++db->indexed_articles;
-  db->indexed_tokens += run.tokens;
+  db->indexed_tokens += tokens.tokens_read();
   db->indexed_text_bytes += article.txt.length;
   ret = articledb_transaction_commit(transaction.release());
-  checkpoint_now_and_then(db->env);
+  checkpoint_now_and_then(db);
   return ret;
 }

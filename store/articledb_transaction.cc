@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include "store/database.h"
+#include "store/gate.h"
 
+using ostren::fenra::store::DatabaseField;
 using ostren::fenra::store::delete_records;
 using ostren::fenra::store::get_record;
 using ostren::fenra::store::ID_COUNTER_KEY;
@@ -13,7 +15,9 @@ using ostren::fenra::store::id_item;
 using ostren::fenra::store::input_item;
 using ostren::fenra::store::output_item;
 using ostren::fenra::store::put_record;
-using ostren::fenra::store::retry_deadlock;
+using ostren::fenra::store::report;
+using ostren::fenra::store::run_in_gate;
+using ostren::fenra::store::WRITES_LOST;
 
 namespace {
 
@@ -21,51 +25,54 @@ namespace {
 // Asking first is not an optimisation: in a hash database with sorted duplicates
 // a put of an existing pair with a short data item may reorganise its page before
 // it notices, and what the abort of the put leaves behind is a corrupt page.
-int put_new_pair(DB* database, DB_TXN* txn, const DBT& key, const DBT& data) {
-  DBT wanted = data;
-  const int ret = get_record(database, txn, key, &wanted, DB_GET_BOTH);
-  if (ret != DB_NOTFOUND) {
-    return ret == 0 ? DB_KEYEXIST : ret;
-  }
-  return put_record(database, txn, key, data, DB_NODUPDATA);
+int put_new_pair(ArticledbDb* db, DatabaseField database, DBT key, DBT data) {
+  return run_in_gate(db, [&] {
+    DB* handle = db->*database;
+    DBT wanted = data;
+    const int ret = handle->get(handle, nullptr, &key, &wanted, DB_GET_BOTH);
+    if (ret != DB_NOTFOUND) {
+      return ret == 0 ? DB_KEYEXIST : ret;
+    }
+    return handle->put(handle, nullptr, &key, &data, DB_NODUPDATA);
+  });
 }
 
 // The end of a writer of a string key: an existing pair is as good as a new one,
 // any other failure is reported.
-int string_key_written(DB* database, const DBT& key, int code) {
+int string_key_written(DB* handle, const DBT& key, int code) {
   if (code == 0 || code == DB_KEYEXIST) {
     return 0;
   }
-  database->err(database, code, "Errorea articledb_transaction_put_with_string_guint64: %.*s",
+  if (handle != nullptr && code != WRITES_LOST) {
+    handle->err(handle, code, "Errorea articledb_transaction_put_with_string_guint64: %.*s",
                 static_cast<int>(MIN(key.size, static_cast<guint32>(INT_MAX))),
                 key.data == nullptr ? "" : static_cast<const char*>(key.data));
+  }
   return code;
 }
 
-int articledb_transaction_put_with_string_guint64(DB* database, DB_TXN* txn, const char* string,
-                                                  guint32 length, guint64 id) {
+int articledb_transaction_put_with_string_guint64(ArticledbTransaction* t, DatabaseField database,
+                                                  const char* string, guint32 length, guint64 id) {
   const DBT key = input_item(string, length);
-  return string_key_written(database, key,
-                            put_record(database, txn, key, id_item(&id), DB_NODUPDATA));
+  const int ret = put_record(t->store, database, key, id_item(&id), DB_NODUPDATA);
+  return string_key_written(t->store->*database, key, ret);
 }
 
-int articledb_transaction_put_with_string_string(DB* database, DB_TXN* txn, const char* string,
-                                                 guint32 length, const char* value,
-                                                 guint32 value_length) {
+int articledb_transaction_put_with_string_string(ArticledbTransaction* t, DatabaseField database,
+                                                 const char* string, guint32 length,
+                                                 const char* value, guint32 value_length) {
   const DBT key = input_item(string, length);
-  return string_key_written(database, key,
-                            put_new_pair(database, txn, key, input_item(value, value_length)));
+  const int ret = put_new_pair(t->store, database, key, input_item(value, value_length));
+  return string_key_written(t->store->*database, key, ret);
 }
 
-// Raises the counter in a Berkeley DB transaction of its own: a read for update
-// is refused outside of one, and two processes never draw the same id. Returns 0
-// or the code of the failed call, which *read_status repeats when the counter
-// could not be read.
-int draw_id(ArticledbTransaction* t, guint64* id, int* read_status) {
-  DB* iddb = t->store->iddb;
-  DB_ENV* env = t->store->env;
+// Raises the counter in a Berkeley DB transaction of its own, since a read for
+// update is refused outside of one. Returns 0 or the code of the failed call, which
+// *read_status repeats when the counter could not be read.
+int draw_id(ArticledbDb* db, guint64* id, int* read_status) {
+  DB* iddb = db->iddb;
   DB_TXN* txn = nullptr;
-  *read_status = env->txn_begin(env, t->txn, &txn, 0);
+  *read_status = db->env->txn_begin(db->env, nullptr, &txn, 0);
   if (*read_status != 0) {
     return *read_status;
   }
@@ -127,11 +134,10 @@ int articledb_transaction_abort(ArticledbTransaction* t) {
 // ---- ids ----
 
 int articledb_transaction_next_id(ArticledbTransaction* t, guint64* id) {
-  DB* iddb = t->store->iddb;
   int read_status = 0;
-  const int ret = retry_deadlock([&] { return draw_id(t, id, &read_status); });
+  const int ret = run_in_gate(t->store, [&] { return draw_id(t->store, id, &read_status); });
   if (read_status != 0) {
-    iddb->err(iddb, read_status, nullptr);
+    report(t->store->iddb, read_status);
   }
   return ret;
 }
@@ -142,7 +148,7 @@ int articledb_transaction_get_id_from_url(ArticledbTransaction* t, const char* u
   char* copy = g_strndup(url == nullptr ? "" : url, length);
   guint64 first = 0;
   DBT data = output_item(&first, sizeof first);
-  const int ret = get_record(t->store->urlidx, t->txn, input_item(copy, length), &data, 0);
+  const int ret = get_record(t->store, &ArticledbDb::urlidx, input_item(copy, length), &data, 0);
   g_free(copy);
   if (ret == 0) {
     *id = first;
@@ -154,51 +160,51 @@ int articledb_transaction_get_id_from_url(ArticledbTransaction* t, const char* u
 
 int articledb_transaction_put_url(ArticledbTransaction* t, const char* url_record, guint32 length,
                                   guint64 id) {
-  return put_record(t->store->urldb, t->txn, id_item(&id), input_item(url_record, length), 0);
+  return put_record(t->store, &ArticledbDb::urldb, id_item(&id), input_item(url_record, length), 0);
 }
 
 int articledb_transaction_put_urlidx(ArticledbTransaction* t, guint64 id, const char* url,
                                      guint32 length) {
-  return articledb_transaction_put_with_string_guint64(t->store->urlidx, t->txn, url, length, id);
+  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::urlidx, url, length, id);
 }
 
 int articledb_transaction_put_form(ArticledbTransaction* t, const char* form, guint32 length,
                                    guint64 id) {
-  return articledb_transaction_put_with_string_guint64(t->store->formdb, t->txn, form, length, id);
+  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::formdb, form, length, id);
 }
 
 int articledb_transaction_put_trigram(ArticledbTransaction* t, const char* trigram, guint32 length,
                                       guint64 id) {
-  return articledb_transaction_put_with_string_guint64(t->store->trigramdb, t->txn, trigram, length,
+  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::trigramdb, trigram, length,
                                                        id);
 }
 
 int articledb_transaction_put_source(ArticledbTransaction* t, const char* source, guint32 length,
                                      guint64 id) {
-  return articledb_transaction_put_with_string_guint64(t->store->sourcedb, t->txn, source, length,
+  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::sourcedb, source, length,
                                                        id);
 }
 
 int articledb_transaction_put_lemma(ArticledbTransaction* t, const char* lemma,
                                     guint32 lemma_length, const char* form, guint32 form_length) {
-  return articledb_transaction_put_with_string_string(t->store->lemmadb, t->txn, lemma,
-                                                      lemma_length, form, form_length);
+  return articledb_transaction_put_with_string_string(t, &ArticledbDb::lemmadb, lemma, lemma_length,
+                                                      form, form_length);
 }
 
 int articledb_transaction_put_txt(ArticledbTransaction* t, guint64 id, const char* record,
                                   guint32 length) {
-  return put_new_pair(t->store->txtdb, t->txn, id_item(&id), input_item(record, length));
+  return put_new_pair(t->store, &ArticledbDb::txtdb, id_item(&id), input_item(record, length));
 }
 
 int articledb_transaction_put_date(ArticledbTransaction* t, guint32 date, guint64 id) {
-  const int ret = put_record(t->store->datedb, t->txn, input_item(&date, sizeof date), id_item(&id),
-                             DB_NODUPDATA);
+  const int ret = put_record(t->store, &ArticledbDb::datedb, input_item(&date, sizeof date),
+                             id_item(&id), DB_NODUPDATA);
   return ret == DB_KEYEXIST ? 0 : ret;
 }
 
 int articledb_transaction_delete_id(ArticledbTransaction* t, const guint64* id) {
-  const int ret = delete_records(t->store->urldb, t->txn, id_item(id));
-  return ret != 0 ? ret : delete_records(t->store->txtdb, t->txn, id_item(id));
+  const int ret = delete_records(t->store, &ArticledbDb::urldb, id_item(id));
+  return ret != 0 ? ret : delete_records(t->store, &ArticledbDb::txtdb, id_item(id));
 }
 
 char* articledb_pack_url_with_metadata(const char* url, GHashTable* metadata) {

@@ -1,5 +1,4 @@
-// What the store's modules share: Berkeley DB items, the id counter's key and
-// the treatment of deadlocks.
+// What the store's modules share: Berkeley DB items and the id counter's key.
 #ifndef FENRA_STORE_DATABASE_H
 #define FENRA_STORE_DATABASE_H
 
@@ -43,32 +42,13 @@ inline DBT ignored_item() {
 
 inline DBT id_item(const guint64* id) { return input_item(id, sizeof *id); }
 
-// Runs a Berkeley DB call, and runs it again while it is the victim that the
-// deadlock detector chose among the processes that share the store. A call that
-// keeps losing, which takes more than two seconds, gives DB_LOCK_DEADLOCK.
-template <typename Call>
-int retry_deadlock(Call call) {
-  constexpr int ATTEMPTS = 64;
-  constexpr gulong BACKOFF_MICROSECONDS = 1000;
-  int ret = call();
-  for (int attempt = 1; ret == DB_LOCK_DEADLOCK && attempt < ATTEMPTS; ++attempt) {
-    g_usleep(attempt * BACKOFF_MICROSECONDS);
-    ret = call();
+// Reports a code through a database's error method, with no text of its own. A
+// handle that could not be opened again, after a recovery that failed, is null and
+// reports nothing: the recovery has.
+inline void report(DB* database, int code) {
+  if (database != nullptr) {
+    database->err(database, code, nullptr);
   }
-  return ret;
-}
-
-// A read, write or removal of one record outside any transaction of the caller's.
-inline int get_record(DB* database, DB_TXN* txn, DBT key, DBT* data, guint32 flags) {
-  return retry_deadlock([&] { return database->get(database, txn, &key, data, flags); });
-}
-
-inline int put_record(DB* database, DB_TXN* txn, DBT key, DBT data, guint32 flags) {
-  return retry_deadlock([&] { return database->put(database, txn, &key, &data, flags); });
-}
-
-inline int delete_records(DB* database, DB_TXN* txn, DBT key) {
-  return retry_deadlock([&] { return database->del(database, txn, &key, 0); });
 }
 
 }  // namespace store

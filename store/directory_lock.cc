@@ -9,9 +9,10 @@
 #include <memory>
 #include <new>
 
-// The gate is an exclusive flock, presence a shared record lock of the open file
-// description; the two kinds do not see each other. A directory can only be
-// opened for reading, which is enough for both and for asking who else is there.
+// The door is an exclusive flock, presence a shared record lock of the open file
+// description on byte 0, and on byte 1 + n for place n; the two kinds do not see
+// each other. A directory can only be opened for reading, which is enough for both
+// and for asking who else is there.
 struct ArticledbDirectoryLock {
   explicit ArticledbDirectoryLock(int fd_) : fd(fd_) {}
   ~ArticledbDirectoryLock() { close(fd); }
@@ -26,11 +27,11 @@ namespace fenra {
 namespace store {
 namespace {
 
-constexpr gint64 GATE_TIMEOUT_MICROSECONDS = gint64{120} * G_USEC_PER_SEC;
-constexpr gulong GATE_POLL_MICROSECONDS = 2000;
+constexpr gint64 DOOR_TIMEOUT_MICROSECONDS = gint64{120} * G_USEC_PER_SEC;
+constexpr gulong DOOR_POLL_MICROSECONDS = 2000;
 
-int shut_gate(int fd) {
-  const gint64 deadline = g_get_monotonic_time() + GATE_TIMEOUT_MICROSECONDS;
+int shut_door(int fd) {
+  const gint64 deadline = g_get_monotonic_time() + DOOR_TIMEOUT_MICROSECONDS;
   while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) {
       return errno;
@@ -38,23 +39,29 @@ int shut_gate(int fd) {
     if (g_get_monotonic_time() > deadline) {
       return EBUSY;
     }
-    g_usleep(GATE_POLL_MICROSECONDS);
+    g_usleep(DOOR_POLL_MICROSECONDS);
   }
   return 0;
 }
 
-// A record lock over the whole file, past any end.
-struct flock whole_file(short type) {
+// A record lock over `length` bytes; 0 means all from `start` on.
+struct flock byte_range(short type, off_t start, off_t length) {
   struct flock range {};
   range.l_type = type;
   range.l_whence = SEEK_SET;
+  range.l_start = start;
+  range.l_len = length;
   return range;
 }
 
-int become_present(int fd, bool* alone) {
-  struct flock presence = whole_file(F_RDLCK);
-  struct flock others = whole_file(F_WRLCK);
-  if (fcntl(fd, F_OFD_SETLK, &presence) != 0 || fcntl(fd, F_OFD_GETLK, &others) != 0) {
+int become_present(int fd, off_t byte) {
+  struct flock presence = byte_range(F_RDLCK, byte, 1);
+  return fcntl(fd, F_OFD_SETLK, &presence) == 0 ? 0 : errno;
+}
+
+int look_for_others(int fd, off_t byte, bool* alone) {
+  struct flock others = byte_range(F_WRLCK, byte, 1);
+  if (fcntl(fd, F_OFD_GETLK, &others) != 0) {
     return errno;
   }
   *alone = others.l_type == F_UNLCK;
@@ -73,9 +80,9 @@ int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* 
     close(fd);
     return ENOMEM;
   }
-  int ret = shut_gate(fd);
+  int ret = directory_lock_shut_door(entered.get(), alone);
   if (ret == 0) {
-    ret = become_present(fd, alone);
+    ret = become_present(fd, 0);
   }
   if (ret == 0) {
     *lock = entered.release();
@@ -83,14 +90,28 @@ int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* 
   return ret;
 }
 
-void directory_lock_open_gate(ArticledbDirectoryLock* lock) { flock(lock->fd, LOCK_UN); }
+int directory_lock_shut_door(ArticledbDirectoryLock* lock, bool* alone) {
+  const int ret = shut_door(lock->fd);
+  return ret != 0 ? ret : look_for_others(lock->fd, 0, alone);
+}
+
+void directory_lock_open_door(ArticledbDirectoryLock* lock) { flock(lock->fd, LOCK_UN); }
+
+int directory_lock_take_place(ArticledbDirectoryLock* lock, int place) {
+  return become_present(lock->fd, off_t{1} + place);
+}
+
+bool directory_lock_is_taken(ArticledbDirectoryLock* lock, int place) {
+  bool alone = false;
+  return look_for_others(lock->fd, off_t{1} + place, &alone) != 0 || !alone;
+}
 
 void directory_lock_release(ArticledbDirectoryLock* lock) {
   if (lock == nullptr) {
     return;
   }
   // Closing the descriptor would leave the locks to a forked child's copy of it.
-  struct flock absence = whole_file(F_UNLCK);
+  struct flock absence = byte_range(F_UNLCK, 0, 0);
   fcntl(lock->fd, F_OFD_SETLK, &absence);
   flock(lock->fd, LOCK_UN);
   delete lock;

@@ -195,4 +195,98 @@ TEST_F(CursorTest, IdResolutionTellsTheLengthItNeeds) {
   }
 }
 
+// Items that are stored between the reads are delivered behind the place of the list,
+// at every boundary of its batches.
+TEST_F(CursorTest, ListsGoOnWhileTheirKeyIsWritten) {
+  for (const guint64 stored : {0, 1, 15, 16, 17, 300, 3000}) {
+    for (const guint64 gap : {1, 2}) {
+      const std::string form = "k" + std::to_string(10000 + 2 * stored + gap);
+      Ids wanted;
+      for (guint64 i = 1; i <= stored; ++i) {
+        wanted.push_back(2 * i * gap);
+        ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, wanted.back()), 0);
+      }
+      ArticledbCursor* cursor = lookup(articledb_db_lookup_form, form);
+      guint64 last = 0;
+      guint64 id = 0;
+      ArticledbBuffer buffer = {&id, sizeof id, 0};
+      size_t next = 0;
+      int status;
+      while ((status = articledb_cursor_next_data_dup(cursor, &buffer)) == CURSOR_OK) {
+        ASSERT_GT(id, last);
+        if (next < wanted.size() && id == wanted[next]) {
+          ++next;
+        }
+        last = id;
+        // Before the place, which is not gone back to, and behind the end.
+        ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, 1), 0);
+        if (next <= stored && id <= 2 * stored * gap) {
+          ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, 1000000 + id), 0);
+        }
+      }
+      EXPECT_EQ(status, CURSOR_END);
+      EXPECT_EQ(next, stored);
+      if (stored != 0) {
+        EXPECT_EQ(last, 1000000 + wanted.back());
+      }
+      // The end stays the end.
+      ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, 9000000), 0);
+      EXPECT_EQ(articledb_cursor_next_data_dup(cursor, &buffer), CURSOR_END);
+      EXPECT_EQ(articledb_cursor_close(cursor), 0);
+    }
+  }
+}
+
+TEST_F(CursorTest, ListsTakeItemsOfAnySizeAndOtherReads) {
+  Strings wanted;
+  for (int i = 0; i < 200; ++i) {
+    wanted.push_back(std::to_string(1000 + i) + std::string(static_cast<size_t>(i * i), 'x'));
+  }
+  wanted.push_back(std::string(300000, 'z'));
+  wanted.push_back(std::string(300000, 'z') + std::string(1, '\0'));
+  for (const std::string& form : wanted) {
+    putLemma("etxe", form);
+  }
+  putLemma("etxea", "bestea");
+  std::string bytes(400000, '?');
+  ArticledbBuffer data = {bytes.data(), static_cast<guint32>(bytes.size()), 0};
+  ArticledbBuffer key = {new char[64], 64, 0};
+  const std::unique_ptr<char[]> owner(static_cast<char*>(key.data));
+  // Reads of the list, a copy of it, and then reads of another kind from its place.
+  for (size_t place = 0; place < wanted.size(); place += 29) {
+    ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, "etxe");
+    for (size_t i = 0; i <= place; ++i) {
+      ASSERT_EQ(articledb_cursor_next_data_dup(cursor, &data), CURSOR_OK);
+      ASSERT_EQ(bytes.compare(0, data.length, wanted[i]), 0) << i;
+    }
+    EXPECT_EQ(cursor->dbc, nullptr);
+    ArticledbCursor* copy = nullptr;
+    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+    for (size_t i = place; i < wanted.size(); ++i) {
+      ASSERT_EQ(articledb_cursor_next_data_dup(copy, &data), CURSOR_OK);
+      ASSERT_EQ(bytes.compare(0, data.length, wanted[i]), 0) << i;
+    }
+    EXPECT_EQ(articledb_cursor_next_data_dup(copy, &data), CURSOR_END);
+    EXPECT_EQ(articledb_cursor_close(copy), 0);
+    cursor->next_op = DB_CURRENT;
+    ASSERT_EQ(articledb_cursor_next_key_and_data(cursor, &key, &data), CURSOR_OK);
+    EXPECT_EQ(std::string(static_cast<char*>(key.data), key.length), "etxe");
+    EXPECT_EQ(bytes.compare(0, data.length, wanted[place]), 0);
+    cursor->next_op = DB_NEXT_DUP;
+    const bool more = place + 1 < wanted.size();
+    ASSERT_EQ(articledb_cursor_next_data_dup(cursor, &data), more ? CURSOR_OK : CURSOR_END);
+    EXPECT_TRUE(!more || bytes.compare(0, data.length, wanted[place + 1]) == 0);
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  }
+  // A list that nothing was read from stands nowhere.
+  for (const char* lemma : {"etxe", "etxerik"}) {
+    ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, lemma);
+    ArticledbCursor* copy = nullptr;
+    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+    EXPECT_EQ(articledb_cursor_next_data_dup(copy, &data), EINVAL);
+    EXPECT_EQ(articledb_cursor_close(copy), 0);
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  }
+}
+
 }  // namespace

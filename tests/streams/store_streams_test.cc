@@ -1,7 +1,9 @@
 // Id streams over a real store in a temporary directory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -235,25 +237,77 @@ TEST_F(StoreStreams, Universe) {
   EXPECT_EQ(nullptr, articledb_db_get_id_universe_new(db));
 }
 
-// A cursor that cannot be made gives null and leaves no other cursor behind.
+// While a stream is alive no Berkeley DB cursor is, so that its words can be written,
+// and what is written behind its place is delivered.
+TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
+  for (guint64 id = 1; id <= 40; ++id) {
+    post(articledb_transaction_put_form, id % 2 == 0 ? "etxe" : "etxea", {id});
+    post(articledb_transaction_put_source, "berria", {id});
+    post(articledb_transaction_put_trigram, "etxe\0" + std::to_string(id % 5) + "\0da\0"s, {id});
+    ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, id));
+  }
+  postLemma("etxe", {"etxe", "etxea"});
+  const std::pair<Query, std::string> cases[] = {{kForm, "etxe"},
+                                                 {kSource, "berria"},
+                                                 {kDate, "20090315"},
+                                                 {kLemma, "etxe"},
+                                                 {kTrigram, "etx"}};
+  guint64 next = 41;
+  for (const auto& [query, key] : cases) {
+    const auto before = read(query, key);
+    ASSERT_TRUE(before.has_value());
+    GeneratorPtr stream(query(db, key.data(), sizeOf(key)));
+    Script pulled;
+    for (guint64 id; (id = pull(stream.get())) != 0 && pulled.size() < 2000;) {
+      ASSERT_NE(kFail, id);
+      EXPECT_EQ(0, open_cursors);
+      pulled.push_back(id);
+      if (pulled.size() < 100) {
+        post(articledb_transaction_put_form, "etxe", {next});
+        post(articledb_transaction_put_form, "etxea", {next});
+        postLemma("etxe", {"etxe" + std::to_string(next)});
+        post(articledb_transaction_put_source, "berria", {next});
+        post(articledb_transaction_put_trigram, "etxe\0" + "1\0da\0"s, {next});
+        ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, next));
+        ++next;
+      }
+    }
+    EXPECT_TRUE(std::is_sorted(pulled.begin(), pulled.end(), std::less_equal<>())) << key;
+    ASSERT_LE(before->size(), pulled.size());
+    EXPECT_TRUE(std::equal(before->begin(), before->end(), pulled.begin())) << key;
+    EXPECT_EQ(next - 1, pulled.back()) << key;
+  }
+}
+
+// A Berkeley DB cursor that cannot be made gives null or a stream that fails, and
+// leaves no other one behind.
 TEST_F(StoreStreams, FailuresOfCursorCreation) {
   for (const char* form : {"etxe", "etxea", "etxeak"}) {
     post(articledb_transaction_put_form, form, {1, 2});
     post(articledb_transaction_put_trigram, form + "\0eta\0hiri\0"s, {1, 2});
     postLemma("etxe", {form});
   }
-  const struct {
-    Query query;
-    int cursors;
-  } cases[] = {{kForm, 1}, {kSource, 1}, {kDate, 1}, {kLemma, 1 + 3}, {kTrigram, 1 + 3}};
-  for (const auto& c : cases) {
-    for (int cursors = 0; cursors <= c.cursors; ++cursors) {
-      cursors_left = cursors;
-      const auto ids = read(c.query, c.query == kDate ? "20090315" : "etxe");
-      EXPECT_EQ(cursors == c.cursors, ids.has_value()) << cursors << " of " << c.cursors;
-      EXPECT_EQ(0, open_cursors);
+  // A scan needs one cursor, and one for the place of every key.
+  for (int cursors = 0; cursors <= 4; ++cursors) {
+    cursors_left = cursors;
+    OstrenGenerator* stream = kTrigram(db, "etxe", 4);
+    EXPECT_EQ(cursors == 4, stream != nullptr) << cursors;
+    EXPECT_EQ(0, open_cursors);
+    if (stream != nullptr) {
+      EXPECT_EQ(0, ostren_generator_free(stream));
     }
   }
+  for (const Query query : {kForm, kSource, kDate}) {
+    cursors_left = 0;
+    const GeneratorPtr stream(query(db, "20090315", 8));
+    ASSERT_NE(nullptr, stream);
+    EXPECT_EQ(kFail, pull(stream.get()));
+    cursors_left = G_MAXINT;
+    EXPECT_EQ(0u, pull(stream.get()));
+  }
+  // Without the forms of a lemma, quietly none.
+  cursors_left = 0;
+  EXPECT_EQ(Script{}, read(kLemma, "etxe"));
 }
 
 }  // namespace

@@ -1,0 +1,341 @@
+#include "store/gate.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+#include "store/directory_lock.h"
+#include "store/environment.h"
+#include "store/gate_file.h"
+
+using ostren::fenra::store::GateFile;
+
+struct ArticledbGate {
+  ~ArticledbGate() {
+    ostren::fenra::store::directory_lock_release(lock);
+    free(directory);
+    g_free(scratch);
+    g_array_free(regions, TRUE);
+  }
+
+  char* directory = nullptr;  // absolute: the host may change its own
+  ArticledbDirectoryLock* lock = nullptr;
+  std::unique_ptr<GateFile> file;
+  int place = -1;
+  guint64 generation = 0;  // of the environment in the handle; 0 for none
+  guint64 bound = 0;       // the generation that operations are bound to; 0 for any
+  ostren::fenra::store::Messages messages = {};  // of the handle's last environment
+  GArray* regions = g_array_new(FALSE, FALSE, sizeof(ostren::fenra::store::RegionMapping));
+  void* scratch = nullptr;
+  guint32 scratch_size = 0;
+};
+
+namespace ostren {
+namespace fenra {
+namespace store {
+namespace {
+
+// ---- traces of processes that have vanished ----
+
+bool is_abandoned(const ArticledbGate* gate, int place) {
+  return place != gate->place && gate->file->occupied(place) &&
+         !directory_lock_is_taken(gate->lock, place);
+}
+
+int count_abandoned(const ArticledbGate* gate) {
+  int count = 0;
+  for (int place = 0; place < GateFile::PLACES; ++place) {
+    count += is_abandoned(gate, place) ? 1 : 0;
+  }
+  return count;
+}
+
+// Recovery has dropped what they held.
+void clear_abandoned(const ArticledbGate* gate) {
+  for (int place = 0; place < GateFile::PLACES; ++place) {
+    if (is_abandoned(gate, place)) {
+      gate->file->set_occupied(place, false);
+    }
+  }
+}
+
+int move_in(ArticledbGate* gate) {
+  for (int place = 0; place < GateFile::PLACES; ++place) {
+    if (!gate->file->occupied(place)) {
+      const int ret = directory_lock_take_place(gate->lock, place);
+      if (ret == 0) {
+        gate->place = place;
+        gate->file->set_occupied(place, true);
+      }
+      return ret;
+    }
+  }
+  return EAGAIN;
+}
+
+// ---- the environment of the present generation ----
+
+// After a failure what has been made stays.
+int open_environment(ArticledbDb* db) {
+  ArticledbGate* gate = db->gate;
+  const bool condemned = gate->file->condemned();
+  bool opened = false;
+  const int ret = environment_open(db, gate->directory, condemned ? Recovery::YES : Recovery::NO,
+                                   gate->regions, &opened);
+  if (ret != 0) {
+    return ret;
+  }
+  gate->generation = gate->file->generation();
+  gate->messages = environment_messages(db->env);
+  if (condemned) {
+    gate->file->absolve();
+    clear_abandoned(gate);
+    environment_remove_logs(db->env);
+  }
+  return 0;
+}
+
+// Opens the environment once more, with recovery, after an opening has failed.
+int open_with_recovery(ArticledbDb* db) {
+  db->gate->file->condemn();
+  environment_discard(db);
+  g_array_set_size(db->gate->regions, 0);
+  int ret = environment_make(db);
+  if (ret == 0) {
+    environment_set_messages(db->env, db->gate->messages);
+    ret = open_environment(db);
+  }
+  return ret;
+}
+
+// Replaces the handle's environment, which is of an earlier generation or none, by
+// the present one. After a failure there is none.
+int renew_environment(ArticledbDb* db) {
+  ArticledbGate* gate = db->gate;
+  if (gate->generation != 0) {
+    gate->messages = environment_messages(db->env);
+    environment_abandon(db, gate->regions);
+    gate->generation = 0;
+  }
+  int ret = environment_make(db);
+  if (ret == 0) {
+    environment_set_messages(db->env, gate->messages);
+    ret = open_environment(db);
+  }
+  if (ret == DB_RUNRECOVERY) {
+    ret = open_with_recovery(db);
+  }
+  if (ret != 0) {
+    environment_discard(db);
+    g_array_set_size(gate->regions, 0);
+  }
+  return ret;
+}
+
+bool is_present(const ArticledbGate* gate) {
+  return gate->generation == gate->file->generation() && !gate->file->condemned();
+}
+
+// ---- opening and closing ----
+
+// Handles whose processes have vanished outside the gate cost some locks each, and
+// nobody waits for them; only many of them are worth a recovery.
+constexpr int MAX_ABANDONED = 32;
+
+int enter_directory(const char* path, ArticledbGate* gate) {
+  gate->directory = realpath(path, nullptr);
+  if (gate->directory == nullptr) {
+    return errno;
+  }
+  bool alone = false;
+  const int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
+  return ret != 0 ? ret : GateFile::open(gate->directory, alone, &gate->file);
+}
+
+int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
+  ArticledbGate* gate = db->gate;
+  if (count_abandoned(gate) > MAX_ABANDONED) {
+    gate->file->condemn();
+  }
+  const bool condemned = gate->file->condemned();
+  int ret = open_environment(db);
+  if (ret == DB_RUNRECOVERY || (ret != 0 && gate->file->was_clean() && !condemned)) {
+    ret = open_with_recovery(db);
+  }
+  return ret == 0 && prepare != nullptr ? prepare(db) : ret;
+}
+
+// The last one to leave, when nobody has left anything behind.
+bool leaves_in_order(const ArticledbGate* gate, bool alone) {
+  return alone && is_present(gate) && count_abandoned(gate) == 0;
+}
+
+}  // namespace
+
+int gate_enter(ArticledbDb* db) {
+  ArticledbGate* gate = db->gate;
+  if (gate == nullptr) {
+    return EINVAL;
+  }
+  int ret = gate->file->lock();
+  if (ret != 0) {
+    return ret;
+  }
+  if (!is_present(gate)) {
+    ret = renew_environment(db);
+  }
+  if (ret == 0 && gate->bound != 0 && gate->bound != gate->generation) {
+    ret = WRITES_LOST;
+  }
+  if (ret != 0) {
+    gate->file->unlock();
+  }
+  return ret;
+}
+
+void gate_leave(ArticledbDb* db, int code) {
+  GateFile* file = db->gate->file.get();
+  if (code == DB_RUNRECOVERY) {
+    file->condemn();
+  }
+  file->unlock();
+}
+
+bool Retries::again(ArticledbDb* db, int code) {
+  constexpr int MAX_REFUSALS = 32;
+  constexpr gulong WAIT_MICROSECONDS = 1000;
+  constexpr int MAX_RECOVERIES = 2;
+  if (code == DB_RUNRECOVERY) {
+    return recoveries_++ < MAX_RECOVERIES;
+  }
+  if ((code != DB_LOCK_DEADLOCK && code != DB_LOCK_NOTGRANTED) || refusals_ == MAX_REFUSALS) {
+    return false;
+  }
+  // The cursor in the way may be that of a process that is gone.
+  GateFile* file = db->gate->file.get();
+  if (++refusals_ == 1 && file->lock() == 0) {
+    if (count_abandoned(db->gate) > 0) {
+      file->condemn();
+    }
+    file->unlock();
+  }
+  g_usleep(static_cast<gulong>(refusals_) * WAIT_MICROSECONDS);
+  return true;
+}
+
+guint64 gate_generation(const ArticledbDb* db) {
+  return db->gate == nullptr ? 0 : db->gate->generation;
+}
+
+Binding::Binding(ArticledbDb* db, guint64 generation) : db_(db) { db->gate->bound = generation; }
+
+Binding::~Binding() { db_->gate->bound = 0; }
+
+void* gate_scratch(ArticledbDb* db, guint32 size) {
+  ArticledbGate* gate = db->gate;
+  if (gate->scratch_size < size) {
+    g_free(gate->scratch);
+    gate->scratch = g_try_malloc(size);
+    gate->scratch_size = gate->scratch == nullptr ? 0 : size;
+  }
+  return gate->scratch;
+}
+
+int get_record(ArticledbDb* db, DatabaseField database, DBT key, DBT* data, guint32 flags) {
+  return run_in_gate(db, [&] {
+    DB* handle = db->*database;
+    return handle->get(handle, nullptr, &key, data, flags);
+  });
+}
+
+int put_record(ArticledbDb* db, DatabaseField database, DBT key, DBT data, guint32 flags) {
+  return run_in_gate(db, [&] {
+    DB* handle = db->*database;
+    return handle->put(handle, nullptr, &key, &data, flags);
+  });
+}
+
+int delete_records(ArticledbDb* db, DatabaseField database, DBT key) {
+  return run_in_gate(db, [&] {
+    DB* handle = db->*database;
+    return handle->del(handle, nullptr, &key, 0);
+  });
+}
+
+int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db)) {
+  Steps steps(db->env);
+  std::unique_ptr<ArticledbGate> entered(new (std::nothrow) ArticledbGate);
+  if (steps.failed(entered == nullptr ? ENOMEM : enter_directory(path, entered.get()),
+                   OPEN_ENVIRONMENT_STEP)) {
+    return steps.code();
+  }
+  ArticledbGate* gate = db->gate = entered.release();
+  gate->messages = environment_messages(db->env);
+  int ret = gate->file->lock();
+  if (ret == 0) {
+    ret = move_in(gate);
+    if (ret == 0) {
+      ret = open_store(db, prepare);
+    } else {
+      steps.failed(ret, OPEN_ENVIRONMENT_STEP);
+    }
+    gate->file->unlock();
+  } else {
+    steps.failed(ret, OPEN_ENVIRONMENT_STEP);
+  }
+  directory_lock_open_door(gate->lock);
+  return ret;
+}
+
+int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
+               int (*close_environment)(ArticledbDb* db)) {
+  ArticledbGate* gate = db->gate;
+  bool alone = false;
+  bool in_order = false;
+  if (gate != nullptr) {
+    if (directory_lock_shut_door(gate->lock, &alone) != 0) {
+      alone = false;
+    }
+    const int ret = gate->file->lock();
+    if (ret != 0) {
+      directory_lock_open_door(gate->lock);
+      return ret;
+    }
+    if (gate->generation != 0 && !is_present(gate)) {
+      renew_environment(db);
+    }
+  }
+  int ret = close_databases(db);
+  if (ret == 0) {
+    in_order = gate != nullptr && leaves_in_order(gate, alone) &&
+               db->env->txn_checkpoint(db->env, 0, 0, 0) == 0;
+    ret = close_environment(db);
+  }
+  if (gate == nullptr) {
+    return ret;
+  }
+  if (ret == DB_RUNRECOVERY) {
+    gate->file->condemn();
+  }
+  if (ret == 0 && in_order) {
+    gate->file->set_clean();
+  }
+  if (ret == 0 && gate->place != -1) {
+    gate->file->set_occupied(gate->place, false);
+  }
+  gate->file->unlock();
+  if (ret == 0) {
+    db->gate = nullptr;
+    delete gate;
+  } else {
+    directory_lock_open_door(gate->lock);
+  }
+  return ret;
+}
+
+void gate_set_complete(ArticledbDb* db) { db->gate->file->set_complete(); }
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren

@@ -1,0 +1,77 @@
+// The file "fenra.gate" of a store directory, mapped into every process that has
+// the store open: the mutex under which Berkeley DB is used, and what the
+// processes have to know of each other. docs/store-format.md has its layout.
+#ifndef FENRA_STORE_GATE_FILE_H
+#define FENRA_STORE_GATE_FILE_H
+
+#include <glib.h>
+
+#include <memory>
+
+namespace ostren {
+namespace fenra {
+namespace store {
+
+class GateFile {
+ public:
+  // Handles that can have the store open at a time.
+  static constexpr int PLACES = 1000;
+
+  // Maps the file of the directory. `first` says that nobody else has the store
+  // open, which the caller has made sure of: the file is then made anew, whatever it
+  // held, since a mutex survives neither a reboot nor a copy. Returns 0; the code of
+  // the system call that failed; EPROTO for a file of another version that is in use.
+  static int open(const char* directory, bool first, std::unique_ptr<GateFile>* file);
+  ~GateFile();
+  GateFile(const GateFile&) = delete;
+  GateFile& operator=(const GateFile&) = delete;
+
+  // Whether the file of a directory says that its store is complete. Takes no lock.
+  static bool says_complete(const char* directory);
+
+  // Waits for the mutex. Whatever the death of its owner leaves behind is condemned.
+  // Returns 0 or the code of pthread_mutex_lock: EDEADLK in a thread that holds it.
+  int lock();
+  void unlock();
+
+  // Of the file as it was found: the last handle had closed the store in order, since
+  // the machine was started, and nothing has been done to it after that.
+  bool was_clean() const { return was_clean_; }
+
+  // The rest is used under the mutex.
+
+  // Number of the environment's present build, from 1; handles of an earlier one are
+  // of no use any more.
+  guint64 generation() const;
+
+  // The environment has to be recovered before it is used; its present handles
+  // lose it.
+  void condemn();
+  bool condemned() const;
+  void absolve();
+
+  // Marks the store as closed in order.
+  void set_clean();
+
+  // The store has its id counter on disk.
+  void set_complete();
+
+  // Which places a handle has moved into and not moved out of.
+  bool occupied(int place) const;
+  void set_occupied(int place, bool occupied);
+
+ private:
+  struct Layout;
+  explicit GateFile(Layout* layout) : layout_(layout) {}
+  static int map(int fd, std::unique_ptr<GateFile>* file);
+  int initialise(const Layout& found);
+
+  Layout* const layout_;
+  bool was_clean_ = false;
+};
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren
+
+#endif  // FENRA_STORE_GATE_FILE_H

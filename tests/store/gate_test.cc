@@ -1,0 +1,366 @@
+// What a store does when the processes on it die, hold places or come and go.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+
+#include "store/creation.h"
+#include "store_fixture.h"
+
+namespace {
+
+// ---- dying at a chosen point, in a process of its own ----
+
+int writes_left;
+
+ssize_t writeOrDie(int fd, const void* bytes, size_t length) {
+  if (--writes_left < 0) {
+    raise(SIGKILL);
+  }
+  return write(fd, bytes, length);
+}
+
+// The process dies at its n-th write to a file, counted from 0.
+void dieAtWrite(int n) {
+  writes_left = n;
+  db_env_set_func_write(writeOrDie);
+}
+
+int putAndDie(DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); }
+
+class GateTest : public StoreTest {
+ protected:
+  // The status of a process that runs `work`, which should not return.
+  static int statusOf(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      work();
+      _exit(0);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
+  }
+  static bool killed(int status) { return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL; }
+
+  // Another process opens the store, puts one posting and dies under the gate.
+  void neighbourDiesUnderTheGate() {
+    EXPECT_TRUE(killed(statusOf([this] {
+      db = articledb_db_new();
+      if (articledb_db_open(db, path.c_str()) == 0) {
+        begin();
+        articledb_transaction_put_form(t, "hila", 4, 1);
+        db->formdb->put = putAndDie;
+        articledb_transaction_put_form(t, "hila", 4, 2);
+      }
+    })));
+  }
+
+  // The file that recovery makes anew.
+  ino_t region() const {
+    struct stat status = {};
+    EXPECT_EQ(stat((path + "/__db.001").c_str(), &status), 0);
+    return status.st_ino;
+  }
+
+  static guint64 idIn(const char* bytes) {
+    guint64 id;
+    memcpy(&id, bytes, sizeof id);
+    return id;
+  }
+};
+
+TEST_F(GateTest, ASurvivorGoesOnWhereItWas) {
+  for (int i = 0; i < 40; ++i) {
+    ASSERT_EQ(index("u" + std::to_string(i), {"etxe", "zuri"}), 0);
+  }
+  ArticledbCursor* list = lookup(articledb_db_lookup_form, "etxe");
+  ArticledbCursor* unread = whole(articledb_db_get_forms);
+  ArticledbCursor* positioned = whole(articledb_db_get_urls);
+  ArticledbCursor* forgotten = whole(articledb_db_get_urls);
+  char bytes[64];
+  ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
+  for (auto* cursor : {positioned, forgotten}) {
+    ASSERT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_OK);
+  }
+  guint64 last = 0;
+  for (int death = 0; death < 3; ++death) {
+    for (int i = 0; i < 7; ++i) {
+      ASSERT_EQ(articledb_cursor_next_data_dup(list, &buffer), CURSOR_OK);
+      EXPECT_EQ(idIn(bytes), ++last);
+    }
+    neighbourDiesUnderTheGate();
+    ASSERT_EQ(index("berria" + std::to_string(death), {"etxe"}), 0);
+  }
+  const Ids rest = ids(list);
+  ASSERT_FALSE(rest.empty());
+  for (const guint64 id : rest) {
+    EXPECT_EQ(id, ++last);
+  }
+  EXPECT_EQ(last, 43U);
+  // A position is gone with its environment; a cursor without one has lost nothing.
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(articledb_cursor_next_key(positioned, &buffer), DB_RUNRECOVERY);
+  }
+  ArticledbCursor* copy = nullptr;
+  EXPECT_EQ(articledb_cursor_dup(positioned, &copy), DB_RUNRECOVERY);
+  EXPECT_EQ(copy, nullptr);
+  EXPECT_EQ(articledb_cursor_close(positioned), 0);
+  EXPECT_EQ(articledb_cursor_close(forgotten), 0);
+  EXPECT_THAT(keys(unread), testing::IsSupersetOf({"etxe", "zuri"}));
+  close();
+  verify();
+}
+
+// The writes that a rebuild takes away are made again: an article is whole whenever its
+// neighbour dies.
+struct DyingNeighbour {
+  TokenList tokens;
+  std::vector<size_t> deaths;
+  std::function<void()> die;
+
+  static int pull(void* source, const char** token, int* length) {
+    auto* self = static_cast<DyingNeighbour*>(source);
+    for (const size_t death : self->deaths) {
+      if (death == self->tokens.next) {
+        self->die();
+      }
+    }
+    return TokenList::pull(&self->tokens, token, length);
+  }
+};
+
+TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
+  Strings tokens;
+  for (int i = 0; i < 9000; ++i) {
+    tokens.push_back("h" + std::to_string(i % 1500) + (i > 5000 ? "x" : ""));
+  }
+  DyingNeighbour source = {{tokens}, {0, 1, 700, 4096, 4097, 9000}, nullptr};
+  int others = 0;
+  source.die = [&] {
+    neighbourDiesUnderTheGate();
+    // Somebody else takes the id that the rebuilt counter gives.
+    ArticledbDb* mine = db;
+    db = articledb_db_new();
+    EXPECT_EQ(articledb_db_open(db, path.c_str()), 0);
+    EXPECT_EQ(index("bestea" + std::to_string(others++), {"bestea"}), 0);
+    EXPECT_EQ(articledb_db_close(db), 0);
+    db = mine;
+  };
+  ASSERT_EQ(articledb_db_index(db, Metadata(articleValues("u")), DyingNeighbour::pull, &source,
+                               articledb_lemmatizer_identity, nullptr),
+            0);
+  guint64 id = 0;
+  for (guint64 i = 1; i <= maxId(); ++i) {
+    const std::string record = url(i);
+    if (record.rfind("u|", 0) == 0) {
+      EXPECT_EQ(id, 0U) << "stored twice";
+      id = i;
+    }
+  }
+  ASSERT_NE(id, 0U);
+  EXPECT_EQ(formIds("bestea").size(), 6U);
+  EXPECT_EQ(keys(whole(articledb_db_get_urls)).size(), 7U);
+  for (size_t i = 0; i < tokens.size(); ++i) {
+    const std::string& form = tokens[i];
+    ASSERT_THAT(formIds(form), testing::Contains(id)) << form;
+    if (i >= 2) {
+      const std::string trigram = tokens[i - 2] + '\0' + tokens[i - 1] + '\0' + form + '\0';
+      ArticledbCursor* cursor = lookup(articledb_db_lookup_trigram, trigram);
+      ASSERT_EQ(ids(cursor).back(), id) << i;
+    }
+  }
+  close();
+  verify();
+}
+
+TEST_F(GateTest, ARecoveryThatIsKilledIsMadeByTheNextOne) {
+  ASSERT_EQ(index("u", {"etxe"}), 0);
+  for (const int write : {0, 1, 2, 3, 5, 8}) {
+    neighbourDiesUnderTheGate();
+    statusOf([&] {
+      db = articledb_db_new();
+      dieAtWrite(write);
+      articledb_db_open(db, path.c_str());
+    });
+    ASSERT_EQ(index("u" + std::to_string(write), {"etxe"}), 0) << write;
+  }
+  EXPECT_EQ(formIds("etxe").size(), 7U);
+  close();
+  verify();
+}
+
+TEST_F(GateTest, ACreationThatIsKilledIsCompleted) {
+  close();
+  using ostren::fenra::store::complete_store;
+  bool finished = false;
+  for (int write = 0; !finished; write += 1 + write / 4) {
+    ASSERT_LT(write, 10000);
+    path = root + "/half" + std::to_string(write);
+    finished = !killed(statusOf([&] {
+      db = articledb_db_new();
+      dieAtWrite(write);
+      _exit(articledb_db_create(db, path.c_str()));
+    }));
+    testing::internal::CaptureStderr();
+    complete_store(path.c_str());
+    db = articledb_db_new();
+    ASSERT_EQ(articledb_db_open(db, path.c_str()), 0) << write;
+    testing::internal::GetCapturedStderr();
+    begin();
+    EXPECT_EQ(maxId(), 0U);
+    ASSERT_EQ(index("u", {"etxe"}), 0) << write;
+    // Completing it again is no second beginning.
+    complete_store(path.c_str());
+    EXPECT_EQ(maxId(), 1U);
+    close();
+    verify();
+  }
+  complete_store(nullptr);
+  complete_store((root + "/none").c_str());
+  EXPECT_FALSE(std::filesystem::exists(root + "/none"));
+}
+
+TEST_F(GateTest, OnlyWhatWasNotClosedInOrderIsRecovered) {
+  ASSERT_EQ(index("u", {"etxe"}), 0);
+  const auto recovers = [this] {
+    const ino_t before = region();
+    // Keeps the number from being used again.
+    const int pinned = open((path + "/__db.001").c_str(), O_RDONLY);
+    db = articledb_db_new();
+    EXPECT_EQ(articledb_db_open(db, path.c_str()), 0);
+    begin();
+    EXPECT_EQ(formIds("etxe"), Ids{1});
+    const bool recovered = region() != before;
+    close();
+    ::close(pinned);
+    return recovered;
+  };
+  close();
+  EXPECT_FALSE(recovers());
+  const auto open_and_die = [this] {
+    db = articledb_db_new();
+    articledb_db_open(db, path.c_str());
+    raise(SIGKILL);
+  };
+  EXPECT_TRUE(killed(statusOf(open_and_die)));
+  EXPECT_TRUE(recovers());
+  EXPECT_FALSE(recovers());
+  // The first of two to close is not the last.
+  ArticledbDb* first = articledb_db_new();
+  ArticledbDb* second = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(first, path.c_str()), 0);
+  ASSERT_EQ(articledb_db_open(second, path.c_str()), 0);
+  EXPECT_EQ(articledb_db_close(first), 0);
+  EXPECT_TRUE(killed(statusOf(open_and_die)));
+  EXPECT_EQ(articledb_db_close(second), 0);
+  EXPECT_TRUE(recovers());
+
+  // Gate files of another time: of before the machine was started, with a mutex that a
+  // dead thread holds, and none at all.
+  const std::string gate = path + "/fenra.gate";
+  std::ifstream in(gate, std::ios::binary);
+  const std::string good((std::istreambuf_iterator<char>(in)), {});
+  ASSERT_EQ(good.size(), 4096U);
+  constexpr size_t BOOT_ID = 40;
+  constexpr size_t MUTEX = 128;
+  std::string rebooted = good;
+  rebooted[BOOT_ID] ^= 1;
+  std::string locked = good;
+  memset(&locked[MUTEX], 0x77, sizeof(pthread_mutex_t));
+  const std::pair<std::string, bool> files[] = {{rebooted, true},
+                                                {locked, false},
+                                                {std::string(4096, '\xff'), true},
+                                                {good.substr(0, 100), true},
+                                                {"", true}};
+  for (const auto& [bytes, recovered] : files) {
+    std::ofstream(gate, std::ios::binary) << bytes;
+    EXPECT_EQ(recovers(), recovered);
+  }
+  std::filesystem::remove(gate);
+  EXPECT_TRUE(recovers());
+}
+
+TEST_F(GateTest, APositionedCursorRefusesWritesForATime) {
+  for (guint32 id = 11; id <= 13; ++id) {
+    ASSERT_EQ(articledb_transaction_put_form(t, "etxe", 4, id), 0);
+    ASSERT_EQ(articledb_transaction_put_lemma(t, "etxe", 4, "abc", id - 10), 0);
+  }
+  char bytes[64];
+  ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
+  ArticledbCursor* form = whole(articledb_db_get_forms);
+  ArticledbCursor* lemma = whole(articledb_db_get_lemmas);
+  for (auto* cursor : {form, lemma}) {
+    ASSERT_EQ(articledb_cursor_next_data(cursor, &buffer), CURSOR_OK);
+  }
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(articledb_transaction_put_form(t, "etxe", 4, 14), DB_LOCK_DEADLOCK);
+  EXPECT_EQ(articledb_transaction_put_lemma(t, "etxe", 4, "b", 1), DB_LOCK_DEADLOCK);
+  EXPECT_EQ(index("u", {"etxe"}), DB_LOCK_DEADLOCK);
+  testing::internal::GetCapturedStderr();
+  // Reading goes on, here and there.
+  EXPECT_EQ(articledb_cursor_next_data(form, &buffer), CURSOR_OK);
+  EXPECT_EQ(formIds("etxe"), (Ids{11, 12, 13}));
+  EXPECT_EQ(articledb_cursor_close(form), 0);
+  EXPECT_EQ(articledb_cursor_close(lemma), 0);
+  EXPECT_EQ(index("u", {"etxe"}), 0);
+  EXPECT_EQ(formIds("etxe").size(), 4U);
+
+  // That of a process which is gone stands in nobody's way.
+  EXPECT_TRUE(killed(statusOf([this] {
+    db = articledb_db_new();
+    articledb_db_open(db, path.c_str());
+    ArticledbCursor* cursor = whole(articledb_db_get_forms);
+    char unused[64];
+    ArticledbBuffer data = {unused, sizeof unused, 0};
+    articledb_cursor_next_data(cursor, &data);
+    raise(SIGKILL);
+  })));
+  EXPECT_EQ(articledb_transaction_put_form(t, "etxe", 4, 19), 0);
+  close();
+  verify();
+}
+
+TEST_F(GateTest, AHandleMendsItsDamagedEnvironment) {
+  ASSERT_EQ(index("u", {"etxe"}), 0);
+  ArticledbCursor* list = lookup(articledb_db_lookup_form, "etxe");
+  testing::internal::CaptureStderr();
+  ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 1), 0);
+  EXPECT_EQ(index("v", {"etxe"}), 0);
+  ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 1), 0);
+  EXPECT_EQ(ids(list), (Ids{1, 2}));
+  // One that cannot be opened any more says so, and can later.
+  ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 1), 0);
+  std::filesystem::rename(path, path + ".away");
+  guint64 id = 0;
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_NE(articledb_db_max_id(db, &id), 0);
+    EXPECT_NE(index("w"), 0);
+    EXPECT_NE(articledb_db_remove_logs(db), 0);
+  }
+  std::filesystem::rename(path + ".away", path);
+  EXPECT_EQ(index("w", {"etxe"}), 0);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(formIds("etxe"), (Ids{1, 2, 3}));
+}
+
+TEST_F(GateTest, LogsStayFew) {
+  for (int i = 0; i < 700; ++i) {
+    Strings tokens;
+    for (int j = 0; j < 100; ++j) {
+      tokens.push_back(std::to_string(i * j) + "hitz");
+    }
+    ASSERT_EQ(index(std::to_string(i), tokens), 0);
+  }
+  int logs = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    logs += entry.path().filename().string().rfind("log.", 0) == 0 ? 1 : 0;
+  }
+  EXPECT_LE(logs, 3);
+}
+
+}  // namespace
