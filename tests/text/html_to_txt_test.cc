@@ -1,15 +1,16 @@
 #include <gtest/gtest.h>
-#include <iconv.h>
 
-#include <functional>
 #include <optional>
 
+#include "tests/text/reference.h"
 #include "tests/text/support.h"
 #include "text/utf8.h"
 
 namespace {
 
 using Text = std::optional<std::string>;
+using text_reference::iconv_wide_char;
+using text_reference::reference_html_to_txt;
 const std::string kNul(1, '\0');
 
 // Nothing when the conversion fails. Nothing may be written behind a text, or at
@@ -28,87 +29,6 @@ Text html_to_txt(const std::string& html, int capacity = -1) {
 
 // A page with `body` behind its body start tag, and something to delete.
 std::string page(const std::string& body) { return "<title>T</title><body></p>" + body + "<"; }
-
-// ---- the conversion from its definition, with the patterns as defined ----
-
-struct Refused {};
-void require(bool condition) {
-  if (!condition) {
-    throw Refused();
-  }
-}
-
-using Replacement = std::function<std::string(const std::string& match, int start, size_t space)>;
-
-std::string replace(const char* pattern, const std::string& subject, size_t capacity,
-                    const Replacement& replacement) {
-  PlainSearch search(pattern);
-  std::string result;
-  int start = 0;
-  int found;
-  for (; (found = search.find(subject, start)) > 0; start = search.end(0)) {
-    result.append(subject, start, search.begin(0) - start);
-    require(result.size() < capacity);
-    result += replacement(search.text(subject, 0), search.begin(0), capacity - result.size());
-  }
-  result.append(subject, start);
-  require(found == PCRE_ERROR_NOMATCH && result.size() < capacity);
-  return result;
-}
-
-Replacement fixed(const std::string& by) {
-  return [by](const std::string&, int, size_t space) {
-    require(by.size() < space);
-    return by;
-  };
-}
-
-// Knows the numbers below 0x800 only.
-std::string character(const std::string& reference, int /*start*/, size_t space) {
-  require(space > 3);
-  if (reference[1] != '#') {
-    require(space >= reference.size());
-    return reference;
-  }
-  char* end = nullptr;
-  const long number = strtol(reference.c_str() + 2, &end, 0);
-  require(*end == ';' && number < 0x800);
-  if (number < 0x80) {
-    return {static_cast<char>(number)};
-  }
-  return {static_cast<char>(0xC0 + number / 64), static_cast<char>(0x80 + number % 64)};
-}
-
-Text reference_html_to_txt(const std::string& html) try {
-  const size_t capacity = html.size();
-  std::string text =
-      replace(R"(<\s*script[^<]*<\s*/\s*script\s*>|<!--.*?-->|<\s*/\s*p\s*>|<\s*/\s*br\s*>)", html,
-              capacity, fixed(""));
-  text = replace(R"(<\s*br\s*>)", text, capacity, fixed("\n"));
-  text = replace(R"(<\s*p\s*>)", text, capacity, fixed("\n\n"));
-  PlainSearch title_body(R"((?:<\s*title\s*>(.*?)<\s*/\s*title).*?(<\s*body.*))");
-  require(title_body.find(text, 0) == 3);
-  const std::string body = title_body.text(text, 2);
-  text = title_body.text(text, 1) + "\n\n";
-  PlainSearch run(">([^<]*)<");
-  for (int start = 0; run.find(body, start) > 0; start = run.end(1)) {
-    text += run.text(body, 1);
-    require(text.size() < capacity);
-  }
-  const auto collapsed = [&](const std::string& blanks, int start, size_t space) -> std::string {
-    if (start == 0) {
-      return "";
-    }
-    const bool last = start + blanks.size() == text.size();
-    require(last || space >= 2);
-    const auto has = [&](const char* feeds) { return blanks.find(feeds) != std::string::npos; };
-    return last || !has("\n\n") ? (last || has("\n") ? "\n" : " ") : "\n\n";
-  };
-  text = replace(R"(\s+)", std::string(text), capacity, collapsed);
-  return replace("&[0-9a-zA-Z#]*;", text, capacity, character);
-} catch (const Refused&) {
-  return std::nullopt;
-}
 
 // ---- tests ----
 
@@ -223,20 +143,12 @@ TEST(HtmlToTxt, TakesHostilePagesOnASmallStack) {
 }
 
 TEST(EncodeWideChar, WritesWhatIconvDoes) {
-  const iconv_t converter = iconv_open("utf-8", "WCHAR_T");
-  const auto check = [&](uint32_t code, int space) {
-    char expected[8] = {};
-    char actual[8] = {};
-    auto wide = static_cast<wchar_t>(code);
-    char* in = reinterpret_cast<char*>(&wide);
-    char* out = expected;
-    size_t in_left = sizeof(wide);
-    auto out_left = static_cast<size_t>(space);
-    const bool failed = iconv(converter, &in, &in_left, &out, &out_left) != 0 || in_left != 0;
-    const auto size = static_cast<int>(out - expected);
-    ASSERT_EQ(ostren::fenra::text::encode_wide_char(code, actual, space), failed ? -1 : size)
-        << code;
-    ASSERT_EQ(std::string(actual, 8), std::string(expected, 8));
+  const auto check = [](uint32_t code, int space) {
+    char bytes[8];
+    const int size = ostren::fenra::text::encode_wide_char(code, bytes, space);
+    const std::optional<std::string> expected = iconv_wide_char(code, static_cast<size_t>(space));
+    ASSERT_EQ(size, expected ? static_cast<int>(expected->size()) : -1) << code;
+    ASSERT_EQ(std::string(bytes, size < 0 ? 0 : size), expected.value_or("")) << code;
   };
   for (uint32_t code = 0; code < 0x110400; ++code) {
     check(code, 4);
@@ -244,7 +156,6 @@ TEST(EncodeWideChar, WritesWhatIconvDoes) {
   for (int i = 0; i < 32 * 5 * 6; ++i) {  // around every power of two, in every space
     check((1u << i % 32) + static_cast<uint32_t>(i / 32 % 5) - 2, i / 32 / 5 + 1);
   }
-  iconv_close(converter);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <memory>
 #include <random>
 #include <sstream>
 #include <string>
@@ -72,24 +71,6 @@ class RandomText {
  private:
   std::vector<std::string> pieces_;
   std::mt19937 random_;
-};
-
-// A search for a pattern just as it is written, and what it found.
-struct PlainSearch {
-  explicit PlainSearch(const char* pattern)
-      : code(articledb_regex_new(pattern), articledb_regex_free) {}
-  int find(const std::string& subject, int start) {
-    return pcre_exec(code.get(), nullptr, subject.data(), static_cast<int>(subject.size()), start,
-                     PCRE_NOTEMPTY | PCRE_NO_UTF8_CHECK, offsets, 60);
-  }
-  int begin(int group) const { return offsets[2 * group]; }
-  int end(int group) const { return offsets[2 * group + 1]; }
-  std::string text(const std::string& subject, int group) const {
-    return subject.substr(begin(group), end(group) - begin(group));
-  }
-
-  std::unique_ptr<pcre, decltype(&articledb_regex_free)> code;
-  int offsets[60];
 };
 
 #endif  // FENRA_TESTS_TEXT_SUPPORT_H
