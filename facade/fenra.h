@@ -28,7 +28,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
 
 // The embedded lexicon: a gzip-compressed binary transducer file, constant for
 // the life of the process.
@@ -260,6 +262,9 @@ class FenraData {
   // process's locale. The caller owns the stream.
   OstrenGenerator* parse_query(const char* query) {
     OstrenGenerator* result = nullptr;
+    // A word that was asked for before is in the result already; a stream for each
+    // repetition would take kilobytes.
+    std::set<std::string_view> words;
     const char* start = query;
     while (*start != '\0') {
       if (!isLetter(*start)) {
@@ -270,8 +275,15 @@ class FenraData {
       while (isLetter(*end)) {
         ++end;
       }
-      result = intersection(result,
-                            lookup_lemma_from_form(start, static_cast<unsigned int>(end - start)));
+      const std::string_view word(start, static_cast<size_t>(end - start));
+      if (words.count(word) == 0) {
+        OstrenGenerator* stream =
+            lookup_lemma_from_form(start, static_cast<unsigned int>(word.size()));
+        if (stream != nullptr) {
+          words.insert(word);
+        }
+        result = intersection(result, stream);
+      }
       start = end;
     }
     return result;

@@ -168,6 +168,49 @@ TEST_F(FacadeTest, QueriesAreSplitAtEverythingButLetters) {
   EXPECT_THAT(Search(fenra.get(), "Etxe"), IsEmpty());
 }
 
+// Otherwise memory would grow by kilobytes with every word of a query.
+TEST_F(FacadeTest, ARepeatedWordTakesNoStream) {
+  FenraData data(store_.c_str(), nullptr);
+  data.index("u:1", "a b", "text/plain");
+  const auto is_cutter = [&](const char* query) {
+    OstrenGenerator* const stream = data.parse_query(query);
+    const bool cutter = stream->nextf == ostren_sorted_generator_cutter_next;
+    ostren_generator_free(stream);
+    return cutter;
+  };
+  EXPECT_FALSE(is_cutter("a"));
+  EXPECT_FALSE(is_cutter("a a-a a"));
+  EXPECT_TRUE(is_cutter("a b"));
+  EXPECT_TRUE(is_cutter("a aa"));
+}
+
+TEST_F(FacadeTest, HostileQueriesAreAnswered) {
+  const Instance fenra = Open();
+  ASSERT_EQ(Index(fenra.get(), "u:1", "a b"), FENRA_NO_ERROR);
+  std::string words;
+  for (int i = 0; i < 300000; ++i) {
+    words += "a b;";
+  }
+  std::string unknown;  // words that differ
+  for (int i = 0; i < 20000; ++i) {
+    for (int rest = i; rest > 0; rest /= 26) {
+      unknown += static_cast<char>('a' + rest % 26);
+    }
+    unknown += "x ";
+  }
+  std::string bytes;
+  for (int i = 0; i < 300000; ++i) {
+    bytes += static_cast<char>(1 + i % 251 * 7919 % 251);
+  }
+  const std::pair<std::string, Urls> cases[] = {
+      {words, {"u:1"}}, {words + "c", {}}, {unknown, {}}, {std::string(1000000, 'a'), {}},
+      {bytes, {}},
+  };
+  for (const auto& [query, urls] : cases) {
+    EXPECT_EQ(Search(fenra.get(), query.c_str()), urls) << query.substr(0, 20);
+  }
+}
+
 TEST_F(FacadeTest, AQueryWithoutWordsHasAnEmptyAnswer) {
   const Instance fenra = Open();
   ASSERT_EQ(Index(fenra.get(), "u:1", "etxe"), FENRA_NO_ERROR);
