@@ -44,7 +44,8 @@ FENRA_API int articledb_simple_fst_lemmatizer_free(void* lemmatizer);
 
 // The lemma of the form's first analysis, as a list of exactly one string: the
 // bytes between the analysis' first "/" and its first "+" behind it. The form
-// itself when it has no analysis, or the first one lacks the "/" or the "+" or
+// itself when it has no analysis, the search for it expands a million states
+// (which no sane lexicon makes it do), or the first one lacks the "/" or the "+" or
 // has the "+" first. Null only when `lemmatizer` is null. The form is looked up
 // byte for byte, without case folding.
 FENRA_API GList* articledb_simple_fst_lemmatizer_first_lemma(void* lemmatizer, const char* form,

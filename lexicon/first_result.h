@@ -9,9 +9,14 @@ namespace Pelko {
 // Room for one result and its terminating zero; longer results are cut.
 constexpr int RESULT_BUFFER_SIZE = 512;
 
+// States that the search for a first result expands at most. A transducer can make
+// a search without results take exponential time, and every word of every text is
+// searched for. No lexicon that passes the check of embedded ones gets there.
+constexpr int MAX_EXPANSIONS = 1000000;
+
 // Writes the first string that lookup would append for the zero-terminated
-// `word` into `result` and returns true; returns false when there is none.
-// Allocates nothing.
+// `word` into `result` and returns true; returns false when there is none, or none
+// within MAX_EXPANSIONS. Allocates nothing.
 bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]);
 
 }  // namespace Pelko

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "lexicon/first_result.h"
 
@@ -33,12 +34,35 @@ int look(QorLexicon* lex, TransducerOutput& output, const char* word, LkLookDire
   return static_cast<int>(output.size());
 }
 
+// A search that gives up. The iterator comes first, so that the pusher, which is
+// handed the iterator, finds the rest.
+struct BoundedSearch {
+  LkLookIterator iterator;
+  TransitionPusher push;  // the engine's
+  int expansions_left;
+};
+static_assert(std::is_standard_layout_v<BoundedSearch>);
+
+// Pushes nothing once the expansions are used up, so that the search runs dry.
+void push_bounded(LkLookIterator* stack, LookState* state, LkFst* fst, Node* node) {
+  auto* const search = reinterpret_cast<BoundedSearch*>(stack);
+  if (search->expansions_left > 0) {
+    --search->expansions_left;
+    search->push(stack, state, fst, node);
+  }
+}
+
 }  // namespace
 
 bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]) {
-  LkLookIterator iterator;
-  lk_look_iterator_init(&iterator, lex.fst, word, LK_LOOK_UP);
-  return lk_look_iterator_next(&iterator, result, RESULT_BUFFER_SIZE) != 0;
+  BoundedSearch search;
+  lk_look_iterator_init(&search.iterator, lex.fst, word, LK_LOOK_UP);
+  search.push = search.iterator.push_transitions;
+  search.iterator.push_transitions = push_bounded;
+  search.expansions_left = MAX_EXPANSIONS;
+  const bool found = lk_look_iterator_next(&search.iterator, result, RESULT_BUFFER_SIZE) != 0;
+  // What a search finds while it runs dry need not be the first result.
+  return found && search.expansions_left > 0;
 }
 
 ErrorCode xfst_init() { return VERIFIER_NO_ERROR; }

@@ -53,7 +53,9 @@ FENRA_API ErrorCode open_lexicon(QorLexicon** lex, const char* filename);
 FENRA_API ErrorCode close_lexicon(QorLexicon* lex);
 
 // Appends every result of the zero-terminated `word` to `output`, in the order
-// found, each cut at 511 bytes, and returns the size of `output` afterwards.
+// found, each cut at 511 bytes, and returns the size of `output` afterwards. A
+// transducer made for that has results without end; docs/transducer-format.md
+// tells what can be expected of files.
 FENRA_API int lookup(QorLexicon* lex, TransducerOutput& output, const char* word);
 FENRA_API int lookdown(QorLexicon* lex, TransducerOutput& output, const char* word);
 
@@ -61,7 +63,8 @@ FENRA_API int lookdown(QorLexicon* lex, TransducerOutput& output, const char* wo
 FENRA_API int lookdown(QorLexicon* lex, TransducerOutput& output, const char* word,
                        int completion_mode);
 
-// 1 if `word` has at least one result upwards, else 0.
+// 1 if `word` has at least one result upwards, else 0; 0 too when a million
+// expanded states have not led to one.
 FENRA_API int lookup_only_the_first(QorLexicon* lex, const char* word);
 
 }  // namespace Pelko

@@ -91,6 +91,22 @@ TEST(FirstLemma, OnlyTheFirstAnalysisCounts) {
   }
 }
 
+// "a" has the analysis "/+", which is found after all ways through a dead end of
+// so many layers of two epsilon arcs each: twice as many with every layer.
+std::string BehindADeadEnd(int layers) {
+  std::string text = "0 1 0 0\n0 4 0 0\n1 2 47 97\n2 3 43 0\n";
+  for (int state = 4; state < 4 + layers; ++state) {
+    const std::string arc = std::to_string(state) + ' ' + std::to_string(state + 1) + " 0 0\n";
+    text += arc + arc;
+  }
+  return text + "3\n0 @0@\n47 /\n43 +\n97 a\n";
+}
+
+TEST(FirstLemma, ASearchThatWouldNotEndFindsNothing) {
+  EXPECT_EQ(FirstLemma(NewLemmatizer(BehindADeadEnd(18)), "a"), Strings{""});
+  EXPECT_EQ(FirstLemma(NewLemmatizer(BehindADeadEnd(200)), "a"), Strings{"a"});
+}
+
 TEST(FirstLemma, TheFormIsCutBeforeItIsLookedUp) {
   const Lemmatizer lemmatizer = NewLemmatizer(AttText({{"etxe", "IZE/house+"}}));
   EXPECT_EQ(FirstLemma(lemmatizer, "etxea", 4), Strings{"house"});
