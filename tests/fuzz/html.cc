@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (text) {
     FUZZ_CHECK(convert(behind.data(), size, text->size() + 1) == text);
     FUZZ_CHECK(!convert(behind.data(), size, text->size()));
-    if (html.find("&#") == std::string::npos) {
+    if (html.find('#') == std::string::npos) {
       // No page becomes longer, but a reference can stand for anything.
       check_text(*text);
     }
