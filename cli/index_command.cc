@@ -1,5 +1,4 @@
 #include <fenra/fenra.h>
-#include <signal.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -15,6 +14,7 @@
 #include "cli/index_inputs.h"
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/stop.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -33,21 +33,6 @@ struct IndexOptions {
 struct Refused {
   std::string reason;
 };
-
-// ---- stopping ----
-
-volatile sig_atomic_t stop_requested = 0;
-
-void request_stop(int) { stop_requested = 1; }
-
-// The article at work is finished and the store closed before the program ends.
-void catch_stop_signals() {
-  struct sigaction action = {};
-  action.sa_handler = request_stop;
-  action.sa_flags = SA_RESTART | SA_RESETHAND;
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
 
 // ---- reading one input ----
 
@@ -172,7 +157,7 @@ void index_one(Indexer& indexer, const Input& input, Progress& progress) {
 }
 
 void index_all(Indexer& indexer, const std::vector<Input>& inputs, Progress& progress) {
-  for (size_t done = 0; done < inputs.size() && stop_requested == 0; ++done) {
+  for (size_t done = 0; done < inputs.size() && !stop_requested(); ++done) {
     if (done % kArticlesPerLogRemoval == kArticlesPerLogRemoval - 1) {
       indexer.remove_logs();
     }
@@ -212,7 +197,7 @@ ExitStatus index(const IndexOptions& options) {
   close_store(std::move(store));
   progress.clear();
   print_line(progress.summary());
-  if (stop_requested != 0) {
+  if (stop_requested()) {
     return kInterrupted;
   }
   return progress.counts().refused == 0 ? kSuccess : kSomeRefused;

@@ -13,11 +13,6 @@ namespace {
 
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 
-int terminal_width() {
-  winsize size = {};
-  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
-
 // "1:02:03" or "2:03".
 std::string duration_text(double seconds) {
   const auto whole = static_cast<uint64_t>(seconds + 0.5);
@@ -59,7 +54,29 @@ std::string progress_line(uint64_t done, uint64_t total, double seconds, int wid
          text;
 }
 
-Progress::Progress() : terminal_(isatty(STDERR_FILENO) != 0) {}
+StatusLine::StatusLine() : terminal_(isatty(STDERR_FILENO) != 0) {}
+
+bool StatusLine::due() const { return terminal_ && Clock::now() - drawn_at_ >= kRedrawInterval; }
+
+// The last column stays free, or some terminals would wrap the line.
+int StatusLine::columns() {
+  winsize size = {};
+  const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return (known ? size.ws_col : 80) - 1;
+}
+
+void StatusLine::draw(const std::string& text) {
+  std::fprintf(stderr, "\r%s\033[K", text.c_str());
+  drawn_at_ = Clock::now();
+  drawn_ = true;
+}
+
+void StatusLine::clear() {
+  if (drawn_) {
+    std::fputs("\r\033[K", stderr);
+    drawn_ = false;
+  }
+}
 
 void Progress::indexed(uint64_t bytes) {
   ++counts_.indexed;
@@ -78,13 +95,6 @@ void Progress::note(const std::string& text) {
   complain(text);
 }
 
-void Progress::clear() {
-  if (drawn_) {
-    std::fputs("\r\033[K", stderr);
-    drawn_ = false;
-  }
-}
-
 std::string Progress::summary() const {
   char text[160];
   std::snprintf(text, sizeof(text),
@@ -92,12 +102,8 @@ std::string Progress::summary() const {
                 static_cast<unsigned long long>(counts_.indexed),
                 static_cast<unsigned long long>(counts_.refused),
                 static_cast<unsigned long long>(counts_.skipped),
-                static_cast<unsigned long long>(counts_.bytes), seconds());
+                static_cast<unsigned long long>(counts_.bytes), watch_.seconds());
   return text;
-}
-
-double Progress::seconds() const {
-  return std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
 void Progress::advance() {
@@ -105,15 +111,8 @@ void Progress::advance() {
     return;
   }
   ++done_;
-  const Clock::time_point now = Clock::now();
-  if (!terminal_ || now - drawn_at_ < kRedrawInterval) {
-    return;
-  }
-  drawn_at_ = now;
-  drawn_ = true;
-  // The last column stays free, or some terminals would wrap the line.
-  const std::string line = progress_line(done_, total_, seconds(), terminal_width() - 1);
-  std::fprintf(stderr, "\r%s\033[K", line.c_str());
+  line_.show(
+      [this](int columns) { return progress_line(done_, total_, watch_.seconds(), columns); });
 }
 
 }  // namespace cli

@@ -20,26 +20,65 @@ struct Counts {
 // columns: a bar where there is room for one, and the figures.
 std::string progress_line(uint64_t done, uint64_t total, double seconds, int width);
 
+class Stopwatch {
+ public:
+  double seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// The last line of the terminal on standard error, redrawn now and then.
+// Where standard error is no terminal, nothing is shown.
+class StatusLine {
+ public:
+  StatusLine();
+  ~StatusLine() { clear(); }
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+
+  // Shows what `text`, given the columns there are, returns; most calls come too soon
+  // after the last drawing and do nothing.
+  template <typename Text>
+  void show(Text text) {
+    if (due()) {
+      draw(text(columns()));
+    }
+  }
+
+  // Takes the line off the terminal.
+  void clear();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool due() const;
+  static int columns();
+  void draw(const std::string& text);
+
+  const bool terminal_;
+  Clock::time_point drawn_at_{};
+  bool drawn_ = false;
+};
+
 class Progress {
  public:
-  // The bar appears when standard error is a terminal.
-  Progress();
-  ~Progress() { clear(); }
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-
   // Inputs to work on; until it is set there is no bar.
   void set_total(uint64_t total) { total_ = total; }
 
   void indexed(uint64_t bytes);
   void skipped() { ++counts_.skipped; }
+  // Moves on without counting anything.
+  void passed_over() { advance(); }
   // Reports the input on standard error, with the reason.
   void refused(const std::string& name, const std::string& reason);
   // A line on standard error.
   void note(const std::string& text);
 
   // Takes the bar off the terminal.
-  void clear();
+  void clear() { line_.clear(); }
 
   const Counts& counts() const { return counts_; }
 
@@ -47,15 +86,10 @@ class Progress {
   std::string summary() const;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
-  double seconds() const;
   void advance();
 
-  const bool terminal_;
-  const Clock::time_point start_ = Clock::now();
-  Clock::time_point drawn_at_{};
-  bool drawn_ = false;
+  StatusLine line_;
+  const Stopwatch watch_;
   uint64_t total_ = 0;
   uint64_t done_ = 0;
   Counts counts_;

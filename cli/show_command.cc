@@ -53,26 +53,10 @@ std::vector<uint64_t> ids_of_url(ArticledbDb* db, std::string url) {
   return ids;
 }
 
-// One "key: value" line for each pair. Values are stored unescaped; a value ends
-// at the first `";` that the record's end or another pair follows.
 std::string metadata_lines(const std::string& metadata) {
   std::string lines;
-  size_t start = 0;
-  while (start < metadata.size()) {
-    const size_t open = metadata.find("=\"", start);
-    if (open == std::string::npos) {
-      return lines + metadata.substr(start) + "\n";
-    }
-    size_t close = metadata.find("\";", open + 2);
-    while (close != std::string::npos && close + 2 < metadata.size() &&
-           metadata.find_first_not_of("abcdefghijklmnopqrstuvwxyz", close + 2) !=
-               metadata.find("=\"", close + 2)) {
-      close = metadata.find("\";", close + 1);
-    }
-    lines += metadata.substr(start, open - start) + ": " +
-             metadata.substr(open + 2, close == std::string::npos ? close : close - open - 2) +
-             "\n";
-    start = close == std::string::npos ? metadata.size() : close + 2;
+  for (const auto& [key, value] : metadata_pairs(metadata)) {
+    lines += (key.empty() ? value : key + ": " + value) + "\n";
   }
   return lines;
 }

@@ -1,6 +1,5 @@
 #include <fenra/fenra.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -64,16 +63,11 @@ Size measure(DB* database) {
   return type == DB_BTREE ? measure<DB_BTREE_STAT>(database) : measure<DB_HASH_STAT>(database);
 }
 
-bool is_log(const std::string& name) {
-  return name.size() == 14 && name.compare(0, 4, "log.") == 0 &&
-         std::all_of(name.begin() + 4, name.end(), [](char byte) { return g_ascii_isdigit(byte); });
-}
-
 uint64_t log_bytes(const std::string& path) {
   uint64_t bytes = 0;
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
-    const uint64_t size = is_log(entry.path().filename()) ? entry.file_size(error) : 0;
+    const uint64_t size = is_log_file(entry.path().filename()) ? entry.file_size(error) : 0;
     bytes += error ? 0 : size;
   }
   return bytes;
@@ -94,9 +88,8 @@ void print_lexicons(const std::string& path) {
   const std::string own = ostren::fenra::lexiconVersion();
   print_line("lexicon  " + (used.empty() ? "not recorded" : used) + "; of this library " + own);
   if (!used.empty() && used != own) {
-    print_line(
-        "         the store has been used with another lexicon: what it was indexed with is");
-    print_line("         found reliably after indexing it anew, into a new store");
+    print_line("         they differ: some words are not found until the store has been indexed");
+    print_line("         anew, with: fenra rebuild STORE NEW");
   }
 }
 
@@ -108,11 +101,7 @@ void print_row(const std::string& name, const std::string& entries, const std::s
 
 void stats(const std::string& path) {
   const Store store = open_store(path);
-  guint64 last_id = 0;
-  const int status = articledb_db_max_id(store.get(), &last_id);
-  if (status != 0) {
-    throw Failure("cannot read the id counter: " + status_text(status));
-  }
+  const uint64_t last = last_id(store.get());
   const ArticledbDb& db = *store;
   const struct {
     const char* name;
@@ -121,7 +110,7 @@ void stats(const std::string& path) {
                    {"sourcedb", db.sourcedb},   {"txtdb", db.txtdb},     {"formdb", db.formdb},
                    {"trigramdb", db.trigramdb}, {"lemmadb", db.lemmadb}, {"iddb", db.iddb}};
   print_line("articles " + std::to_string(measure(db.urldb).entries));
-  print_line("last id  " + std::to_string(last_id));
+  print_line("last id  " + std::to_string(last));
   print_line("log      " + std::to_string(log_bytes(path)) + " bytes");
   print_lexicons(path);
   print_line("");

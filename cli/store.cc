@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -16,31 +17,6 @@ namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char kDatabaseFile[] = "fenra.index";
-
-bool has_database(const std::string& path) {
-  std::error_code error;
-  return fs::is_regular_file(fs::path(path) / kDatabaseFile, error);
-}
-
-void require_store(const std::string& path) {
-  if (has_database(path)) {
-    return;
-  }
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  const std::string remedy = "; make a store with: fenra index STORE PATH...";
-  if (!fs::exists(status)) {
-    const std::string reason =
-        status.type() == fs::file_type::not_found ? "no such directory" : error.message();
-    throw Failure("there is no store at '" + path + "': " + reason + remedy);
-  }
-  if (!fs::is_directory(status)) {
-    throw Failure("'" + path + "' is not a store: it is not a directory" + remedy);
-  }
-  throw Failure("'" + path + "' is not a store: it has no file " + kDatabaseFile + remedy);
-}
 
 using Open = int (*)(ArticledbDb*, const char*);
 
@@ -103,6 +79,34 @@ void note_lexicon(const std::string& path) {
 }
 
 }  // namespace
+
+bool is_log_file(const std::string& name) {
+  return name.size() == 14 && name.compare(0, 4, "log.") == 0 &&
+         std::all_of(name.begin() + 4, name.end(), [](char byte) { return g_ascii_isdigit(byte); });
+}
+
+bool has_database(const std::string& path) {
+  std::error_code error;
+  return fs::is_regular_file(fs::path(path) / kDatabaseFile, error);
+}
+
+void require_store(const std::string& path) {
+  if (has_database(path)) {
+    return;
+  }
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  const std::string remedy = "; make a store with: fenra index STORE PATH...";
+  if (!fs::exists(status)) {
+    const std::string reason =
+        status.type() == fs::file_type::not_found ? "no such directory" : error.message();
+    throw Failure("there is no store at '" + path + "': " + reason + remedy);
+  }
+  if (!fs::is_directory(status)) {
+    throw Failure("'" + path + "' is not a store: it is not a directory" + remedy);
+  }
+  throw Failure("'" + path + "' is not a store: it has no file " + kDatabaseFile + remedy);
+}
 
 Store open_store(const std::string& path) {
   require_store(path);
@@ -180,18 +184,45 @@ std::optional<Article> ArticleReader::article(uint64_t id) {
 
 std::string ArticleReader::text(uint64_t id) {
   const std::optional<std::string_view> found = record(articledb_db_lookup_id_to_txt, id);
+  if (!found) {
+    fail_record(id, "is missing");
+  }
+  return inflate_text(id, *found);
+}
+
+std::vector<std::pair<std::string, std::string>> metadata_pairs(const std::string& metadata) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  size_t start = 0;
+  while (start < metadata.size()) {
+    const size_t open = metadata.find("=\"", start);
+    if (open == std::string::npos) {
+      pairs.emplace_back("", metadata.substr(start));
+      break;
+    }
+    size_t close = metadata.find("\";", open + 2);
+    while (close != std::string::npos && close + 2 < metadata.size() &&
+           metadata.find_first_not_of("abcdefghijklmnopqrstuvwxyz", close + 2) !=
+               metadata.find("=\"", close + 2)) {
+      close = metadata.find("\";", close + 1);
+    }
+    const bool ends = close != std::string::npos;
+    pairs.emplace_back(metadata.substr(start, open - start),
+                       metadata.substr(open + 2, ends ? close - open - 2 : close));
+    start = ends ? close + 2 : metadata.size();
+  }
+  return pairs;
+}
+
+std::string inflate_text(uint64_t id, std::string_view record) {
   // Deflate shrinks at most 1,032 times, so a damaged length is found before
   // memory is asked for.
   constexpr uint64_t kMostShrinking = 1032;
   guint32 length = 0;
-  if (!found) {
-    fail_record(id, "is missing");
+  if (record.size() < sizeof(length)) {
+    fail_record(id, "is damaged: a record of " + std::to_string(record.size()) + " bytes");
   }
-  if (found->size() < sizeof(length)) {
-    fail_record(id, "is damaged: a record of " + std::to_string(found->size()) + " bytes");
-  }
-  std::memcpy(&length, found->data(), sizeof(length));
-  const std::string_view stream = found->substr(sizeof(length));
+  std::memcpy(&length, record.data(), sizeof(length));
+  const std::string_view stream = record.substr(sizeof(length));
   if (length > stream.size() * kMostShrinking) {
     fail_record(id, "is damaged: a length of " + std::to_string(length) + " bytes");
   }
@@ -204,6 +235,15 @@ std::string ArticleReader::text(uint64_t id) {
     fail_record(id, std::string("is damaged: ") + zError(status));
   }
   return text;
+}
+
+uint64_t last_id(ArticledbDb* db) {
+  guint64 id = 0;
+  const int status = articledb_db_max_id(db, &id);
+  if (status != 0) {
+    throw Failure("cannot read the id counter: " + status_text(status));
+  }
+  return id;
 }
 
 void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit, bool count_only) {

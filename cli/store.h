@@ -5,11 +5,22 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cli/handles.h"
 
 namespace cli {
+
+// The file of a store's databases, and whether a file name is that of a log file.
+inline constexpr char kDatabaseFile[] = "fenra.index";
+bool is_log_file(const std::string& name);
+
+bool has_database(const std::string& path);
+
+// Throws Failure when there is no store in the directory `path`.
+void require_store(const std::string& path);
 
 // Opens the store in the directory `path`. Throws Failure, and leaves the file
 // system alone, when there is none.
@@ -28,6 +39,9 @@ void close_store(Store store);
 Lemmatizer load_lemmatizer();
 Lexicon load_lexicon();
 
+// The last id that has been handed out. Throws Failure.
+uint64_t last_id(ArticledbDb* db);
+
 // What a status of the store's means, for people.
 std::string status_text(int status);
 
@@ -37,6 +51,14 @@ struct Article {
   // The pairs behind the URL, as they were packed: key="value"; and so on.
   std::string metadata;
 };
+
+// The pairs of packed metadata. Values are stored unescaped; a value ends at the
+// first `";` that the end or another pair follows. What is left without being a pair
+// comes last, with an empty key.
+std::vector<std::pair<std::string, std::string>> metadata_pairs(const std::string& metadata);
+
+// Inflates a text record. Throws Failure when it is damaged.
+std::string inflate_text(uint64_t id, std::string_view record);
 
 // Reads records by article id, whatever their length.
 class ArticleReader {

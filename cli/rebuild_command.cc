@@ -1,0 +1,168 @@
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "cli/arguments.h"
+#include "cli/commands.h"
+#include "cli/output.h"
+#include "cli/progress.h"
+#include "cli/stop.h"
+#include "cli/store.h"
+
+namespace cli {
+namespace {
+
+// Articles between two removals of logs that are no longer needed.
+constexpr uint64_t kArticlesPerLogRemoval = 100;
+
+void require_new(const std::string& path) {
+  if (has_database(path)) {
+    throw Failure("'" + path + "' is a store already; name a new or an empty directory");
+  }
+}
+
+// An article of the old store, as the new one takes it.
+class Source {
+ public:
+  Source(const Article& article, std::string text) : text_(std::move(text)) {
+    values_ = {{"_url", article.url}, {"source", ""}, {"date", ""}, {"lang", ""}};
+    for (const auto& [key, value] : metadata_pairs(article.metadata)) {
+      if (key.empty()) {
+        throw Failure("its metadata ends in '" + value + "'");
+      }
+      values_[key] = value;
+    }
+    values_["_txt"] = text_;
+  }
+
+  // Throws Failure with the reason when the store fails.
+  void store(ArticledbDb* db, void* lemmatizer) {
+    const Metadata metadata(g_hash_table_new(g_str_hash, g_str_equal));
+    for (auto& [key, value] : values_) {
+      insert(metadata.get(), key.c_str(), value.data());
+    }
+    insert(metadata.get(), "_length", GUINT_TO_POINTER(static_cast<guint>(text_.size())));
+    const Tokenizer tokenizer(
+        articledb_utf8_tokenizer_new(text_.data(), static_cast<int>(text_.size())));
+    const int status =
+        articledb_db_index(db, metadata.get(), articledb_utf8_tokenizer_next_token, tokenizer.get(),
+                           articledb_simple_fst_lemmatizer_first_lemma, lemmatizer);
+    if (status != 0) {
+      throw Failure("the new store failed at '" + values_["_url"] + "': " + status_text(status));
+    }
+  }
+
+ private:
+  // The table keeps the pointer `key`.
+  static void insert(GHashTable* table, const char* key, gpointer value) {
+    g_hash_table_insert(table, const_cast<char*>(key), value);
+  }
+
+  std::string text_;
+  std::map<std::string, std::string> values_;
+};
+
+class Rebuilder {
+ public:
+  Rebuilder(ArticledbDb* from, ArticledbDb* to, Progress& progress)
+      : reader_(from), to_(to), progress_(progress), lemmatizer_(load_lemmatizer()) {}
+
+  void add(uint64_t id) {
+    std::unique_ptr<Source> source;
+    uint64_t bytes = 0;
+    try {
+      const std::optional<Article> article = reader_.article(id);
+      if (!article) {
+        return progress_.passed_over();
+      }
+      std::string text = reader_.text(id);
+      bytes = text.size();
+      check(article->url, text);
+      source = std::make_unique<Source>(*article, std::move(text));
+    } catch (const Failure& failure) {
+      return progress_.refused("article " + std::to_string(id), failure.what());
+    }
+    source->store(to_, lemmatizer_.get());
+    progress_.indexed(bytes);
+  }
+
+  void remove_logs() {
+    const int status = articledb_db_remove_logs(to_);
+    if (status != 0) {
+      throw Failure("the new store failed to remove old logs: " + status_text(status));
+    }
+  }
+
+ private:
+  static void check(const std::string& url, const std::string& text) {
+    if (url.empty()) {
+      throw Failure("it has no URL");
+    }
+    if (text.empty()) {
+      throw Failure("it has no text");
+    }
+    if (!g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) {
+      throw Failure("its text is damaged: it is not valid UTF-8");
+    }
+  }
+
+  ArticleReader reader_;
+  ArticledbDb* const to_;
+  Progress& progress_;
+  const Lemmatizer lemmatizer_;
+};
+
+ExitStatus rebuild(const std::string& from, const std::string& to) {
+  require_new(to);
+  const Store old_store = open_store(from);
+  const uint64_t last = last_id(old_store.get());
+  Store new_store = open_or_make_store(to);
+  Progress progress;
+  progress.set_total(last);
+  catch_stop_signals();
+  try {
+    Rebuilder rebuilder(old_store.get(), new_store.get(), progress);
+    // Counting finds an article by its own record, whatever else is damaged.
+    for (uint64_t id = 1; id <= last && !stop_requested(); ++id) {
+      rebuilder.add(id);
+      if (id % kArticlesPerLogRemoval == 0) {
+        rebuilder.remove_logs();
+      }
+    }
+    rebuilder.remove_logs();
+  } catch (const Failure&) {
+    progress.clear();
+    print_line(progress.summary());
+    throw;
+  }
+  close_store(std::move(new_store));
+  progress.clear();
+  print_line(progress.summary());
+  if (stop_requested()) {
+    return kInterrupted;
+  }
+  return progress.counts().refused == 0 ? kSuccess : kSomeRefused;
+}
+
+}  // namespace
+
+void add_rebuild_command(CLI::App& app, ExitStatus& status) {
+  auto from = std::make_shared<std::string>();
+  auto to = std::make_shared<std::string>();
+  CLI::App* command =
+      app.add_subcommand("rebuild", "Index the articles of a store anew into another store");
+  add_text(*command, "OLD", *from, "Store directory to read")->required();
+  add_text(*command, "NEW", *to, "Store directory to make; must not exist, or be empty")
+      ->required();
+  command->footer(
+      "For a damaged index, and for a lexicon that is newer than the store. Articles keep their\n"
+      "URL, text and metadata and are stored in the order of their ids, which are dealt out\n"
+      "anew. Status 3 tells that some articles could not be read; each is on standard error with\n"
+      "its reason.\n"
+      "Example:\n"
+      "  fenra rebuild articles.store new.store");
+  command->callback([=, &status] { status = rebuild(*from, *to); });
+}
+
+}  // namespace cli
