@@ -1,0 +1,168 @@
+// Every single write, fsync and allocation of some work on a store fails once.
+#include <cstdio>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/faults/injection.h"
+#include "tests/faults/support.h"
+
+namespace faults {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The work under the fault, besides the indexing of two articles.
+enum class Work {
+  INDEXING,  // nothing else
+  CREATION,  // of a new store
+  RECOVERY,  // of a store whose writer has vanished
+  CLOSING,
+};
+
+struct Sweep {
+  Call call;
+  bool lasting;  // until the fault is lifted
+  Work work;
+};
+
+class FailingCallsTest : public FaultTest, public testing::WithParamInterface<Sweep> {
+ protected:
+  static constexpr uint64_t kBefore = 3;
+  static constexpr uint64_t kLater = 100;
+
+  // Status of a process in which the n-th call fails.
+  enum Ending { kBroken = 1, kUnreached = 40, kWentOn = 41, kReopened = 42 };
+
+  // Works under the fault and goes on without it.
+  Ending fail_once(const std::string& path, int n) {
+    const Sweep sweep = GetParam();
+    std::vector<uint64_t> stored = {0, 1, 2};
+    if (sweep.work == Work::CREATION) {
+      stored.clear();
+    }
+    install_hooks();
+    Instance fenra;
+    if (sweep.work == Work::INDEXING || sweep.work == Work::CLOSING) {
+      fenra = open(path);
+    }
+    if (sweep.work == Work::CLOSING) {
+      index_two(*fenra, stored);
+      EXPECT_EQ(stored.size(), 5U);
+    }
+    fail_call(sweep.call, n, sweep.lasting);
+    if (sweep.work == Work::CLOSING) {
+      fenra.reset();
+    } else {
+      if (fenra == nullptr) {
+        fenra.reset(ostren::fenra::Fenra::createInstance(path.c_str()));
+      }
+      index_two(*fenra, stored);
+    }
+    if (lift_faults() == 0) {
+      return kUnreached;
+    }
+    Ending ending = kWentOn;
+    if (fenra == nullptr || !stores(*fenra, kLater)) {
+      fenra.reset();
+      fenra = open(path);
+      EXPECT_TRUE(stores(*fenra, kLater));
+      ending = kReopened;
+    }
+    stored.push_back(kLater);
+    expect_found(*fenra, stored);
+    fenra.reset();
+    expect_found(*open(path), stored);
+    return ending;
+  }
+
+  static void index_two(ostren::fenra::Fenra& fenra, std::vector<uint64_t>& stored) {
+    for (uint64_t number = kBefore; number < kBefore + 2; ++number) {
+      if (stores(fenra, number)) {
+        stored.push_back(number);
+      }
+    }
+  }
+
+  // The copy of a store in which the n-th call fails.
+  Ending run(int n) {
+    SCOPED_TRACE("call " + std::to_string(n));
+    const std::string copy = directory() / "copy";
+    fs::remove_all(copy);
+    if (GetParam().work != Work::CREATION) {
+      fs::copy(path(), copy);
+    }
+    const std::string messages = directory() / "messages";
+    const int status = wait_for(start([&] {
+      if (freopen(messages.c_str(), "w", stderr) == nullptr) {
+        _exit(kBroken);
+      }
+      const Ending ending = fail_once(copy, n);
+      fflush(stdout);
+      _exit(HasFailure() ? kBroken : ending);
+    }));
+    EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    const auto ending = static_cast<Ending>(WEXITSTATUS(status));
+    EXPECT_GE(ending, kUnreached);
+    // Looking at every one would take most of the time.
+    if (n % 8 == 1) {
+      expect_sound(copy);
+    }
+    return ending;
+  }
+};
+
+TEST_P(FailingCallsTest, NothingAcknowledgedIsLost) {
+  // The copies of a store that is open look like those of one whose users have died.
+  Instance fenra = open();
+  for (uint64_t number = 0; number < kBefore; ++number) {
+    ASSERT_TRUE(stores(*fenra, number));
+  }
+  if (GetParam().work != Work::RECOVERY) {
+    fenra.reset();
+  }
+  // Every call in long runs, a part of them otherwise.
+  const int density = rounds(1);
+  int reopened = 0;
+  int tried = 0;
+  int n = 1;
+  for (Ending ending; (ending = run(n)) != kUnreached && !HasFailure(); ++tried) {
+    reopened += ending == kReopened ? 1 : 0;
+    n += 1 + n / (2 * density);
+  }
+  EXPECT_FALSE(HasFailure()) << GetParam().call << " " << n;
+  EXPECT_GT(tried, 0);
+  printf("%d calls failed up to number %d; %d times the instance had to be opened anew\n", tried, n,
+         reopened);
+}
+
+std::string name_of(const testing::TestParamInfo<Sweep>& info) {
+  static const char* const works[] = {"indexing", "creation", "recovery", "closing"};
+  std::ostringstream name;
+  name << info.param.call << (info.param.lasting ? "s_" : "_")
+       << works[static_cast<int>(info.param.work)];
+  return name.str();
+}
+
+std::vector<Sweep> sweeps() {
+  std::vector<Sweep> all;
+  for (const Call call : {Call::WRITE, Call::FSYNC, Call::ALLOCATION}) {
+    for (const bool lasting : {false, true}) {
+      for (const Work work : {Work::INDEXING, Work::CREATION, Work::RECOVERY, Work::CLOSING}) {
+        // Berkeley DB 5.3 dereferences a null pointer when memory runs out while it makes an
+        // environment handle, or the first page of a database.
+        const bool survivable = work == Work::INDEXING || work == Work::CLOSING;
+        if (call != Call::ALLOCATION || survivable) {
+          all.push_back({call, lasting, work});
+        }
+      }
+    }
+  }
+  return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, FailingCallsTest, testing::ValuesIn(sweeps()), name_of);
+
+}  // namespace
+}  // namespace faults

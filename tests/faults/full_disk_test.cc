@@ -1,0 +1,105 @@
+// A disk that becomes full while articles are indexed.
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/faults/injection.h"
+#include "tests/faults/support.h"
+
+namespace faults {
+namespace {
+
+using ostren::fenra::FENRA_ERROR;
+
+class FullDiskTest : public FaultTest {
+ protected:
+  // Indexes until there is no room, makes some with `make_room`, and goes on.
+  void fill_and_go_on(const std::string& path, const std::function<void()>& make_room) {
+    Instance fenra = open(path);
+    std::vector<uint64_t> stored;
+    uint64_t number = 0;
+    while (number < kMostArticles && index(*fenra, number)) {
+      stored.push_back(number++);
+    }
+    ASSERT_LT(number, kMostArticles) << "the disk is not full";
+    EXPECT_GT(stored.size(), 10U);
+    for (const uint64_t end = ++number + 20; number < end; ++number) {
+      if (index(*fenra, number)) {
+        stored.push_back(number);
+      }
+    }
+    // It answers what it is asked, also now.
+    EXPECT_GE(answer(*fenra, "etxea").size(), stored.size());
+    make_room();
+    for (const uint64_t end = number + 20; number < end; ++number) {
+      EXPECT_TRUE(index(*fenra, number)) << "with room again";
+      stored.push_back(number);
+    }
+    expect_found(*fenra, stored);
+    fenra.reset();
+    expect_sound(path);
+    expect_found(*open(path), stored);
+    printf("%zu articles\n", stored.size());
+  }
+
+ private:
+  static constexpr uint64_t kMostArticles = 20000;
+
+  // Whether the article was stored; the error otherwise is that of the store.
+  static bool index(ostren::fenra::Fenra& fenra, uint64_t number) {
+    const auto status =
+        fenra.index(url_of(number).c_str(), text_of(number, 800).c_str(), "text/plain");
+    EXPECT_TRUE(status == ostren::fenra::FENRA_NO_ERROR || status == FENRA_ERROR) << status;
+    return status == ostren::fenra::FENRA_NO_ERROR;
+  }
+};
+
+TEST_F(FullDiskTest, AFileSystemOf48Megabytes) {
+  constexpr int kNoMount = 77;
+  const std::string disk = directory().path();
+  const int status =
+      wait_for(start([&] {
+                 // In a name space of its own the mount ends with the process.
+                 if (unshare(CLONE_NEWNS) != 0 ||
+                     mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                     mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=48m") != 0) {
+                   _exit(kNoMount);
+                 }
+                 const std::string ballast = disk + "/ballast";
+                 std::ofstream(ballast, std::ios::binary) << std::string(8 << 20, 'x');
+                 if (freopen("/dev/null", "w", stderr) == nullptr) {
+                   _exit(1);
+                 }
+                 fill_and_go_on(disk + "/store", [&] { std::filesystem::remove(ballast); });
+               }),
+               120);
+  ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  if (WEXITSTATUS(status) == kNoMount) {
+    GTEST_SKIP() << "no file system can be mounted here";
+  }
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(FullDiskTest, WritesWithoutRoom) {
+  for (int i = 0; i < rounds(2); ++i) {
+    const std::string store = directory() / std::to_string(i);
+    const int64_t room = (12 << 20) + below(12 << 20);
+    SCOPED_TRACE(room);
+    run_apart([&] {
+      if (freopen("/dev/null", "w", stderr) == nullptr) {
+        _exit(1);
+      }
+      install_hooks();
+      fill_disk(room);
+      fill_and_go_on(store, [] { lift_faults(); });
+    });
+  }
+}
+
+}  // namespace
+}  // namespace faults

@@ -1,0 +1,126 @@
+#include "tests/faults/support.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+
+#include "tests/cli/program.h"
+
+namespace faults {
+
+using ostren::fenra::Fenra;
+using ostren::fenra::FENRA_NO_ERROR;
+
+int setting(const char* variable, int normal) {
+  const char* value = getenv(variable);
+  return value == nullptr ? normal : atoi(value);
+}
+
+std::string word_of(uint64_t number) {
+  std::string word = "xq";
+  for (int i = 0; i < 7; ++i) {
+    word.insert(word.begin() + 2, static_cast<char>('a' + number % 26));
+    number /= 26;
+  }
+  return word;
+}
+
+std::string url_of(uint64_t number) {
+  char url[64];
+  snprintf(url, sizeof url, "https://adibidea.eus/%012" PRIu64, number);
+  return url;
+}
+
+std::string text_of(uint64_t number, int words) {
+  static const char* const known[] = {"mendia", "zuria", "gizonaren", "ura", "itsasotik", "eta"};
+  std::mt19937_64 random(number);
+  std::string text = "etxea " + word_of(number);
+  for (int i = 0; i < words; ++i) {
+    const uint64_t choice = random() % 300;
+    text += " ";
+    text += choice < 60 ? known[choice / 10] : "w" + word_of(choice * choice);
+  }
+  return text;
+}
+
+Urls answer(Fenra& fenra, const std::string& query) {
+  Urls urls;
+  const Results results(fenra.lookup(query.c_str()));
+  while (const char* url = results->next()) {
+    urls.emplace_back(url);
+  }
+  return urls;
+}
+
+FaultTest::FaultTest()
+    : seed_(getenv("FENRA_TEST_SEED") != nullptr ? strtoull(getenv("FENRA_TEST_SEED"), nullptr, 10)
+                                                 : std::random_device()()),
+      random_(seed_) {}
+
+FaultTest::~FaultTest() {
+  if (HasFailure()) {
+    printf("repeat this with FENRA_TEST_SEED=%" PRIu64 "\n", seed_);
+  }
+}
+
+Instance FaultTest::open(const std::string& path) {
+  Instance fenra(Fenra::createInstance(path.c_str()));
+  EXPECT_EQ(fenra->error(), FENRA_NO_ERROR);
+  return fenra;
+}
+
+bool FaultTest::stores(Fenra& fenra, uint64_t number) {
+  return fenra.index(url_of(number).c_str(), text_of(number).c_str(), "text/plain") ==
+         FENRA_NO_ERROR;
+}
+
+void FaultTest::expect_found(Fenra& fenra, const std::vector<uint64_t>& numbers) {
+  for (const uint64_t number : numbers) {
+    EXPECT_EQ(answer(fenra, word_of(number)), Urls{url_of(number)}) << number;
+  }
+}
+
+void FaultTest::expect_sound(const std::string& path) {
+  const cli_test::Result result = cli_test::fenra({"verify", path, "--deep"});
+  EXPECT_EQ(result.status, 0) << result.out << result.err;
+}
+
+pid_t start(const std::function<void()>& work) {
+  fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    work();
+    fflush(stdout);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  return child;
+}
+
+int wait_for(pid_t process, int seconds) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point patience = Clock::now() + std::chrono::seconds(60 + seconds);
+  int status = 0;
+  while (waitpid(process, &status, WNOHANG) == 0) {
+    if (Clock::now() > patience) {
+      ADD_FAILURE() << "process " << process << " hangs";
+      kill(process, SIGKILL);
+      waitpid(process, &status, 0);
+      break;
+    }
+    usleep(2000);
+  }
+  return status;
+}
+
+void run_apart(const std::function<void()>& work) {
+  const int status = wait_for(start(work));
+  EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+}  // namespace faults

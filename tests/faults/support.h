@@ -1,0 +1,87 @@
+// What the fault tests share: seeds, generated articles, processes of their own and
+// checks of a store from outside.
+#ifndef FENRA_TESTS_FAULTS_SUPPORT_H
+#define FENRA_TESTS_FAULTS_SUPPORT_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "facade/fenra.h"
+#include "tests/support/temporary_directory.h"
+
+namespace faults {
+
+using Instance = std::unique_ptr<ostren::fenra::Fenra>;
+using Results = std::unique_ptr<ostren::fenra::ResultIterator>;
+using Urls = std::vector<std::string>;
+
+// The value of an environment variable, for long runs: FENRA_FAULT_ROUNDS for tests
+// that go by rounds, FENRA_FAULT_SECONDS for those that go by time.
+int setting(const char* variable, int normal);
+inline int rounds(int normal) { return setting("FENRA_FAULT_ROUNDS", normal); }
+inline int seconds(int normal) { return setting("FENRA_FAULT_SECONDS", normal); }
+
+// A word of letters that stands for a number, unknown to the lexicon's language.
+std::string word_of(uint64_t number);
+
+// Article `number`: its URL grows with the number byte by byte; its text has "etxea",
+// the word of the number and `words` random others.
+std::string url_of(uint64_t number);
+std::string text_of(uint64_t number, int words = 60);
+
+// The URLs of an answer.
+Urls answer(ostren::fenra::Fenra& fenra, const std::string& query);
+
+class FaultTest : public testing::Test {
+ protected:
+  // FENRA_TEST_SEED repeats a run.
+  FaultTest();
+  ~FaultTest() override;
+
+  int below(int bound) { return static_cast<int>(random_() % static_cast<uint64_t>(bound)); }
+
+  std::string path() const { return directory_ / "store"; }
+  const TemporaryDirectory& directory() const { return directory_; }
+
+  Instance open() const { return open(path()); }
+  static Instance open(const std::string& path);
+
+  static bool stores(ostren::fenra::Fenra& fenra, uint64_t number);
+
+  // Every article is found by its own word.
+  static void expect_found(ostren::fenra::Fenra& fenra, const std::vector<uint64_t>& numbers);
+
+  // `fenra verify --deep` finds the closed store sound.
+  void expect_sound() const { expect_sound(path()); }
+  static void expect_sound(const std::string& path);
+
+ private:
+  const uint64_t seed_;
+  const TemporaryDirectory directory_;
+
+ protected:
+  std::mt19937_64 random_;
+};
+
+// Runs `work` in a process of its own, which ends when it returns, with status 0
+// unless an expectation in it has failed.
+pid_t start(const std::function<void()>& work);
+
+// Waits for a process and returns its wait status; kills it when it has not ended
+// after a minute and `seconds`.
+int wait_for(pid_t process, int seconds = 0);
+
+// Runs `work` as start() does and expects it to end well.
+void run_apart(const std::function<void()>& work);
+
+}  // namespace faults
+
+#endif  // FENRA_TESTS_FAULTS_SUPPORT_H
