@@ -24,6 +24,7 @@ struct Releaser {
 };
 
 using Store = std::unique_ptr<ArticledbDb, Releaser<articledb_db_close>>;
+using Transaction = std::unique_ptr<ArticledbTransaction, Releaser<articledb_transaction_abort>>;
 using Stream = std::unique_ptr<OstrenGenerator, Releaser<ostren_generator_free>>;
 using Tokenizer = std::unique_ptr<ArticledbUtf8Tokenizer, Releaser<articledb_utf8_tokenizer_free>>;
 using Lemmatizer = std::unique_ptr<void, Releaser<articledb_simple_fst_lemmatizer_free>>;

@@ -1,8 +1,7 @@
-#include <algorithm>
-#include <cstring>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
@@ -17,40 +16,62 @@ struct ShowOptions {
   std::string url;
 };
 
-void close_cursor(DBC* cursor) { cursor->close(cursor); }
-
-using DatabaseCursor = std::unique_ptr<DBC, Releaser<close_cursor>>;
-
-// The ids that were ever given to a URL. The library's own search of a URL gives
-// only the first of them in byte order, which a replaced article may hold. So
-// the URL index is read here, through the handle that the store publishes: one
-// descent and one read for each time the URL was indexed, however large the
-// store is.
-std::vector<uint64_t> ids_of_url(ArticledbDb* db, std::string url) {
-  DBC* handle = nullptr;
-  int status = db->urlidx->cursor(db->urlidx, nullptr, &handle, 0);
-  const DatabaseCursor cursor(handle);
-  DBT key = {};
-  key.data = url.data();
-  key.size = static_cast<u_int32_t>(url.size());
+struct StoredArticle {
   uint64_t id = 0;
-  DBT data = {};
-  data.data = &id;
-  data.ulen = sizeof(id);
-  data.flags = DB_DBT_USERMEM;
+  Article article;
+};
 
-  std::vector<uint64_t> ids;
-  if (status == 0) {
-    status = cursor->get(cursor.get(), &key, &data, DB_SET);
+// The first id that the URL index has for a URL, in byte order; nothing when the URL
+// was never indexed.
+std::optional<uint64_t> first_id(ArticledbDb* db, const std::string& url) {
+  const Transaction transaction(articledb_transaction_new());
+  if (transaction == nullptr) {
+    throw std::bad_alloc();
   }
-  while (status == 0) {
-    ids.push_back(id);
-    status = cursor->get(cursor.get(), &key, &data, DB_NEXT_DUP);
+  articledb_transaction_begin(transaction.get(), db);
+  guint64 id = 0;
+  const int status = articledb_transaction_get_id_from_url(transaction.get(), url.c_str(),
+                                                           static_cast<guint32>(url.size()), &id);
+  if (status == STATUS_NOT_FOUND) {
+    return std::nullopt;
   }
-  if (status != DB_NOTFOUND) {
+  if (status != 0) {
     throw Failure("cannot read the URL index: " + status_text(status));
   }
-  return ids;
+  return id;
+}
+
+// A URL may hold the '|' that ends it in its record.
+bool is_at(const Article& article, const std::string& url) {
+  return (article.url + "|" + article.metadata).compare(0, url.size() + 1, url + "|") == 0;
+}
+
+// The article that is stored under a URL. Usually two reads; but the URL index keeps
+// the ids of replaced articles, and of a URL that was indexed more than once its first
+// id is rarely that of the article. Then the URL records are walked from the latest
+// one down: in the worst case one read for every id that was ever handed out, some
+// seconds for a million.
+std::optional<StoredArticle> find_article(ArticledbDb* db, ArticleReader& reader,
+                                          const std::string& url) {
+  const std::optional<uint64_t> first = first_id(db, url);
+  if (!first) {
+    return std::nullopt;
+  }
+  if (std::optional<Article> article = reader.article(*first)) {
+    return StoredArticle{*first, *article};
+  }
+  guint64 id = 0;
+  const int status = articledb_db_max_id(db, &id);
+  if (status != 0) {
+    throw Failure("cannot read the id counter: " + status_text(status));
+  }
+  for (; id > 0; --id) {
+    const std::optional<Article> article = reader.article(id);
+    if (article && is_at(*article, url)) {
+      return StoredArticle{id, *article};
+    }
+  }
+  return std::nullopt;
 }
 
 std::string metadata_lines(const std::string& metadata) {
@@ -64,20 +85,14 @@ std::string metadata_lines(const std::string& metadata) {
 void show(const ShowOptions& options) {
   const Store store = open_store(options.store);
   ArticleReader reader(store.get());
-  std::vector<uint64_t> ids = ids_of_url(store.get(), options.url);
-  // Ids grow, so the article that is still there is the latest one.
-  std::sort(ids.rbegin(), ids.rend());
-  for (const uint64_t id : ids) {
-    const std::optional<Article> article = reader.article(id);
-    if (article) {
-      print_line("url: " + options.url);
-      print_line("id: " + std::to_string(id));
-      print_line(metadata_lines(article->metadata));
-      print_line(reader.text(id));
-      return;
-    }
+  const std::optional<StoredArticle> found = find_article(store.get(), reader, options.url);
+  if (!found) {
+    throw Failure("there is no article '" + options.url + "' in '" + options.store + "'");
   }
-  throw Failure("there is no article '" + options.url + "' in '" + options.store + "'");
+  print_line("url: " + options.url);
+  print_line("id: " + std::to_string(found->id));
+  print_line(metadata_lines(found->article.metadata));
+  print_line(reader.text(found->id));
 }
 
 }  // namespace

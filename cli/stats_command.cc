@@ -1,4 +1,5 @@
 #include <fenra/fenra.h>
+#include <signal.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -45,9 +46,28 @@ Size size_of(const DB_HASH_STAT& stat) {
 
 Size size_of(const DB_BTREE_STAT& stat) { return {stat.bt_ndata, pages(stat) * stat.bt_pagesize}; }
 
+// Holds signals back. What is measured here is read through the database handles
+// themselves, where a process that ended would leave the store's shared memory as it
+// happened to be.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 // Walks the whole database.
 template <typename Stat>
 Size measure(DB* database) {
+  const SignalsHeld held;
   void* record = nullptr;
   const int status = database->stat(database, nullptr, &record, 0);
   const std::unique_ptr<void, Releaser<std::free>> owner(record);

@@ -173,7 +173,10 @@ TEST_F(IndexTest, ReplacesArticlesAsOftenAsTheyCome) {
     EXPECT_THAT(fenra({"show", store(), "u/a.txt"}).out, HasSubstr(text));
   }
   EXPECT_THAT(search("lehena"), IsEmpty());
-  EXPECT_THAT(fenra({"stats", store()}).out, StartsWith("articles 1\nlast id  3\n"));
+  const std::string other = scratch_.write("a.txt.txt", "beste bat");
+  EXPECT_EQ(0, fenra({"index", store(), other, "--base-url", "u"}).status);
+  EXPECT_THAT(fenra({"show", store(), "u/a.txt"}).out, HasSubstr("\nid: 3\n"));
+  EXPECT_THAT(fenra({"stats", store()}).out, StartsWith("articles 2\nlast id  4\n"));
 }
 
 TEST_F(IndexTest, MakesAStoreOfAnEmptyDirectoryOnly) {
@@ -230,6 +233,8 @@ struct Line {
   int width;
   const char* text;
 };
+
+void PrintTo(const Line& line, std::ostream* out) { *out << line.text; }
 
 class ProgressLineTest : public testing::TestWithParam<Line> {};
 
