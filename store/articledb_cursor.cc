@@ -6,17 +6,21 @@
 #include "store/cursor.h"
 #include "store/database.h"
 #include "store/gate.h"
+#include "store/record_cache.h"
 
 using ostren::fenra::store::Cursor;
 using ostren::fenra::store::cursor_of;
 using ostren::fenra::store::DatabaseField;
+using ostren::fenra::store::gate_changes;
 using ostren::fenra::store::gate_generation;
+using ostren::fenra::store::gate_url_records;
 using ostren::fenra::store::get_record;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::ignored_item;
 using ostren::fenra::store::ItemList;
 using ostren::fenra::store::output_item;
-using ostren::fenra::store::run_in_gate;
+using ostren::fenra::store::read_in_gate;
+using ostren::fenra::store::RecordCache;
 
 namespace {
 
@@ -97,7 +101,7 @@ int leave_list(Cursor* cursor) {
   }
   int ret = 0;
   if (cursor->list.stands()) {
-    ret = run_in_gate(cursor->db, [&] {
+    ret = read_in_gate(cursor->db, [&] {
       int code = open_dbc(cursor);
       if (code == 0) {
         DBT key = cursor->list_key();
@@ -154,7 +158,7 @@ int read(Cursor* cursor, DBT* key, DBT* data, guint32 operation) {
     return ret;
   }
   bool lost = false;
-  ret = run_in_gate(cursor->db, [&] {
+  ret = read_in_gate(cursor->db, [&] {
     lost = is_lost(cursor);
     int code = lost ? 0 : open_dbc(cursor);
     if (code == 0 && !lost) {
@@ -166,13 +170,16 @@ int read(Cursor* cursor, DBT* key, DBT* data, guint32 operation) {
   return lost ? DB_RUNRECOVERY : read_result(cursor, ret, operation);
 }
 
-// One read of a list, from the batch or with a new one.
-int read_list(Cursor* cursor, ArticledbBuffer* data, guint32 operation) {
+// One read of a list, from the batch or with a new one. It may pass over ids less than
+// `least`, which is 0 unless the operation is DB_NEXT_DUP.
+int read_list(Cursor* cursor, ArticledbBuffer* data, guint32 operation, guint64 least) {
   data->length = 0;
   if (cursor->ended) {
     return CURSOR_END;
   }
-  const int ret = read_result(cursor, cursor->list.read(cursor, operation, data), operation);
+  const int code = least == 0 ? cursor->list.read(cursor, operation, data)
+                              : cursor->list.read_from(cursor, least, data);
+  const int ret = read_result(cursor, code, operation);
   if (ret != CURSOR_OK && ret != CURSOR_END) {
     // A list that has failed to read has not moved.
     cursor->repeat_op = operation;
@@ -241,7 +248,7 @@ int copy_position(Cursor* cursor, Cursor* copy, bool key_only) {
     return 0;
   }
   bool lost = false;
-  const int ret = run_in_gate(cursor->db, [&] {
+  const int ret = read_in_gate(cursor->db, [&] {
     lost = is_lost(cursor);
     if (lost) {
       return 0;
@@ -298,21 +305,26 @@ int articledb_db_lookup_buffer_in_db(ArticledbDb* db, DatabaseField database, Ar
   return ret;
 }
 
-int article_db_lookup_id_to_buffer(ArticledbDb* db, DatabaseField database, guint64 id,
-                                   void* buffer, guint32* size) {
-  DBT data = output_item(buffer, *size);
-  const int ret = get_record(db, database, id_item(&id), &data, 0);
-  if (ret == 0 || ret == DB_BUFFER_SMALL) {
-    *size = data.size;
+// The result of resolving an id, from the code of the read and the record's length.
+int resolution(int code, guint32 length, guint32* size) {
+  if (code == 0 || code == DB_BUFFER_SMALL) {
+    *size = length;
   }
-  switch (ret) {
+  switch (code) {
     case DB_BUFFER_SMALL:
       return STATUS_BUFFER_SMALL;
     case DB_NOTFOUND:
       return STATUS_NOT_FOUND;
     default:
-      return ret;
+      return code;
   }
+}
+
+int article_db_lookup_id_to_buffer(ArticledbDb* db, DatabaseField database, guint64 id,
+                                   void* buffer, guint32* size) {
+  DBT data = output_item(buffer, *size);
+  const int ret = get_record(db, database, id_item(&id), &data, 0);
+  return resolution(ret, data.size, size);
 }
 
 }  // namespace
@@ -372,7 +384,7 @@ int articledb_cursor_next_data_dup(ArticledbCursor* cursor, ArticledbBuffer* dat
   Cursor* c = cursor_of(cursor);
   const guint32 operation = take_operation(c, DB_NEXT_DUP);
   if (c->lists && ItemList::knows(operation)) {
-    return read_list(c, data, operation);
+    return read_list(c, data, operation, 0);
   }
   // A looked-up key is only searched by, and never written to.
   DBT looked_up = searches(operation) ? cursor->key : ignored_item();
@@ -382,6 +394,15 @@ int articledb_cursor_next_data_dup(ArticledbCursor* cursor, ArticledbBuffer* dat
   const int ret = read(c, key_item, &data_item, operation);
   data->length = data_item.size;
   return ret;
+}
+
+int ostren::fenra::store::cursor_next_id_from(ArticledbCursor* cursor, guint64 least,
+                                              ArticledbBuffer* data) {
+  Cursor* c = cursor_of(cursor);
+  if (!c->lists || c->repeat_op != 0 || cursor->next_op != DB_NEXT_DUP) {
+    return articledb_cursor_next_data_dup(cursor, data);
+  }
+  return read_list(c, data, DB_NEXT_DUP, least);
 }
 
 int articledb_cursor_next_key_and_data(ArticledbCursor* cursor, ArticledbBuffer* key,
@@ -411,7 +432,7 @@ int articledb_cursor_close(ArticledbCursor* cursor) {
   int ret = 0;
   if (cursor->dbc != nullptr) {
     // With its environment the Berkeley DB cursor is gone as well.
-    ret = run_in_gate(c->db, [c] {
+    ret = read_in_gate(c->db, [c] {
       DBC* dbc = c->head.dbc;
       c->head.dbc = nullptr;
       return dbc != nullptr && c->generation == gate_generation(c->db) ? dbc->close(dbc) : 0;
@@ -488,7 +509,25 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 // ---- id resolution ----
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
-  return article_db_lookup_id_to_buffer(db, &ArticledbDb::urldb, id, buffer, size);
+  RecordCache* cache = gate_url_records(db);
+  RecordCache::Record record;
+  if (cache != nullptr && cache->find(id, gate_changes(db), &record)) {
+    const bool fits = record.length <= *size;
+    if (fits && record.length != 0) {
+      memcpy(buffer, record.bytes, record.length);
+    }
+    return resolution(fits ? 0 : DB_BUFFER_SMALL, record.length, size);
+  }
+  DBT data = output_item(buffer, *size);
+  const int ret = read_in_gate(db, [&] {
+    DBT key = id_item(&id);
+    const int code = db->urldb->get(db->urldb, nullptr, &key, &data, 0);
+    if (code == 0) {
+      cache->add(id, gate_changes(db), {static_cast<const char*>(buffer), data.size});
+    }
+    return code;
+  });
+  return resolution(ret, data.size, size);
 }
 
 int articledb_db_lookup_id_to_txt(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {

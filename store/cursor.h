@@ -31,6 +31,10 @@ struct ItemList {
 
   bool stands() const { return batch != nullptr; }
 
+  // For a list of ids in their own order: reads as DB_NEXT_DUP does, but passes over the
+  // ids less than `least`, and where they are many without reading them.
+  int read_from(Cursor* cursor, guint64 least, ArticledbBuffer* data);
+
   // The item it stands on; empty when it stands nowhere.
   DBT standing() const;
 
@@ -43,18 +47,23 @@ struct ItemList {
   // The key, where it differs from the cursor's own; else null.
   char* key;
   guint32 key_length;
-  // Items, each after its length of 4 bytes; the first was delivered before the rest
-  // was read. Null when the list stands nowhere.
+  // Items; the first was delivered before the rest was read. When all are as long as an
+  // id they follow each other, otherwise each comes after its length of 4 bytes. Null
+  // when the list stands nowhere.
   char* batch;
   guint32 batch_length;
   guint32 place;       // offset of the item the list stands on
   guint32 next_items;  // upper bound of the next batch, in items
+  gboolean of_ids;     // the items have no lengths
 
  private:
-  int refill(Cursor* cursor, guint32 operation);
-  int fetch(Cursor* cursor, guint32 operation, guint32 size);
+  int refill(Cursor* cursor, guint32 operation, const guint64* least);
+  int fetch(Cursor* cursor, guint32 operation, const guint64* least, guint32 size);
   bool take(const DBT* standing, const DBT& bulk);
   int deliver(guint32 offset, ArticledbBuffer* data);
+  guint32 length_at(guint32 offset) const;
+  const char* bytes_at(guint32 offset) const;
+  guint32 following(guint32 offset) const;
 };
 
 // A store cursor with what hosts do not see of it. It reads either the list or through
@@ -74,6 +83,24 @@ struct Cursor {
   // The key of the list.
   DBT list_key() const;
 };
+
+// Consecutive ids of a list.
+struct Ids {
+  const guint64* begin;
+  const guint64* end;
+
+  bool empty() const { return begin == end; }
+
+  // Drops the ids less than `least`, in steps that grow with the way.
+  void drop_below(guint64 least);
+};
+
+// The ids that the batch of a list holds behind the one that was read last: they count
+// as read by this, and are valid until the next read. None of other cursors.
+Ids cursor_take_ids(ArticledbCursor* cursor);
+
+// articledb_cursor_next_data_dup, which may pass over ids less than `least`.
+int cursor_next_id_from(ArticledbCursor* cursor, guint64 least, ArticledbBuffer* data);
 
 inline Cursor* cursor_of(ArticledbCursor* cursor) { return reinterpret_cast<Cursor*>(cursor); }
 

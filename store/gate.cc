@@ -8,6 +8,7 @@
 #include "store/directory_lock.h"
 #include "store/environment.h"
 #include "store/gate_file.h"
+#include "store/record_cache.h"
 
 using ostren::fenra::store::GateFile;
 
@@ -29,6 +30,7 @@ struct ArticledbGate {
   GArray* regions = g_array_new(FALSE, FALSE, sizeof(ostren::fenra::store::RegionMapping));
   void* scratch = nullptr;
   guint32 scratch_size = 0;
+  ostren::fenra::store::RecordCache url_records;
 };
 
 namespace ostren {
@@ -173,7 +175,7 @@ bool leaves_in_order(const ArticledbGate* gate, bool alone) {
 
 }  // namespace
 
-int gate_enter(ArticledbDb* db) {
+int gate_enter(ArticledbDb* db, Access access) {
   ArticledbGate* gate = db->gate;
   if (gate == nullptr) {
     return EINVAL;
@@ -190,6 +192,8 @@ int gate_enter(ArticledbDb* db) {
   }
   if (ret != 0) {
     gate->file->unlock();
+  } else if (access == Access::CHANGE) {
+    gate->file->count_change();
   }
   return ret;
 }
@@ -224,6 +228,8 @@ bool Retries::again(ArticledbDb* db, int code) {
   return true;
 }
 
+guint64 gate_changes(const ArticledbDb* db) { return db->gate->file->changes(); }
+
 guint64 gate_generation(const ArticledbDb* db) {
   return db->gate == nullptr ? 0 : db->gate->generation;
 }
@@ -242,8 +248,12 @@ void* gate_scratch(ArticledbDb* db, guint32 size) {
   return gate->scratch;
 }
 
+RecordCache* gate_url_records(ArticledbDb* db) {
+  return db->gate == nullptr ? nullptr : &db->gate->url_records;
+}
+
 int get_record(ArticledbDb* db, DatabaseField database, DBT key, DBT* data, guint32 flags) {
-  return run_in_gate(db, [&] {
+  return read_in_gate(db, [&] {
     DB* handle = db->*database;
     return handle->get(handle, nullptr, &key, data, flags);
   });

@@ -18,11 +18,14 @@ namespace store {
 
 // ---- one operation ----
 
+// What an operation is going to do inside.
+enum class Access { READ, CHANGE };
+
 // Enters the gate. On success db->env and the databases are open and in order until
 // gate_leave; a thread enters once at a time. On failure the gate has not been
 // entered: the code of a recovery or opening that failed, which has been reported and
 // which the next entry tries again.
-int gate_enter(ArticledbDb* db);
+int gate_enter(ArticledbDb* db, Access access);
 
 // Leaves it with the code of what was done. DB_RUNRECOVERY condemns the environment:
 // whoever enters next recovers it.
@@ -45,11 +48,11 @@ class Retries {
 //    keeps positioned: for half a second, then the code is returned;
 //  - when the environment needs recovery, which takes place in between.
 template <typename Call>
-int run_in_gate(ArticledbDb* db, Call call) {
+int run_in_gate(ArticledbDb* db, Call call, Access access = Access::CHANGE) {
   Retries retries;
   int ret;
   do {
-    ret = gate_enter(db);
+    ret = gate_enter(db, access);
     if (ret == 0) {
       ret = call();
       gate_leave(db, ret);
@@ -57,6 +60,17 @@ int run_in_gate(ArticledbDb* db, Call call) {
   } while (retries.again(db, ret));
   return ret;
 }
+
+// The same for what leaves the store as it is.
+template <typename Call>
+int read_in_gate(ArticledbDb* db, Call call) {
+  return run_in_gate(db, call, Access::READ);
+}
+
+// A number that is another one whenever anything in the store may have changed since,
+// by whatever process; read without entering. What was read under the gate still
+// holds as long as the number is the one that it was there. The store has been opened.
+guint64 gate_changes(const ArticledbDb* db);
 
 // The number of the environment's build that the handle has open, as of the last
 // entry; 0 when none is.
@@ -83,6 +97,10 @@ class Binding {
 // Memory of the handle, for use under the gate: at least `size` bytes, aligned for
 // any type; null when memory is short. The next call ends it.
 void* gate_scratch(ArticledbDb* db, guint32 size);
+
+// What the handle keeps of "urldb"; null before the store is opened.
+class RecordCache;
+RecordCache* gate_url_records(ArticledbDb* db);
 
 // ---- one record ----
 

@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
@@ -18,7 +19,7 @@ namespace {
 
 constexpr char FILE_NAME[] = "fenra.gate";                            // on disk
 constexpr char MAGIC[8] = {'f', 'e', 'n', 'r', 'a', 'g', 't', '\0'};  // on disk
-constexpr guint32 VERSION = 1;                                        // on disk
+constexpr guint32 VERSION = 2;                                        // on disk
 constexpr size_t FILE_BYTES = 4096;                                   // on disk
 constexpr size_t BOOT_ID_BYTES = 40;                                  // on disk
 
@@ -77,6 +78,7 @@ struct GateFile::Layout {
   char boot_id[BOOT_ID_BYTES];  // of the clean mark
   alignas(64) pthread_mutex_t mutex;
   alignas(64) guint8 occupied[PLACES];
+  alignas(64) std::atomic<guint64> changes;
 
   bool readable() const {
     return memcmp(magic, MAGIC, sizeof MAGIC) == 0 && version == VERSION &&
@@ -105,6 +107,7 @@ int GateFile::open(const char* directory, bool first, std::unique_ptr<GateFile>*
     return errno;
   }
   static_assert(sizeof(Layout) <= FILE_BYTES, "the file holds the layout");
+  static_assert(std::atomic<guint64>::is_always_lock_free, "processes share the number");
   alignas(Layout) char bytes[FILE_BYTES] = {};
   const ssize_t length = pread(fd, bytes, sizeof bytes, 0);
   const auto& found = *reinterpret_cast<const Layout*>(bytes);
@@ -181,9 +184,14 @@ guint64 GateFile::generation() const { return layout_->generation; }
 void GateFile::condemn() {
   layout_->condemned = 1;
   ++layout_->generation;
+  count_change();
 }
 
 bool GateFile::condemned() const { return layout_->condemned != 0; }
+
+guint64 GateFile::changes() const { return layout_->changes.load(std::memory_order_acquire); }
+
+void GateFile::count_change() { layout_->changes.fetch_add(1); }
 
 void GateFile::absolve() { layout_->condemned = 0; }
 

@@ -56,6 +56,11 @@ class GateFile {
   // The store has its id counter on disk.
   void set_complete();
 
+  // A number that grows with every operation that may change what the store holds,
+  // before the change is made. It may be read without the mutex.
+  guint64 changes() const;
+  void count_change();
+
   // Which places a handle has moved into and not moved out of.
   bool occupied(int place) const;
   void set_occupied(int place, bool occupied);

@@ -1,4 +1,5 @@
 // Lists of the data items under a key, read in batches.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -10,25 +11,18 @@ namespace fenra {
 namespace store {
 namespace {
 
-// The first batch is small, since most lists are short and a prefix can open a very
-// great number of them; then they grow.
-constexpr guint32 FIRST_ITEMS = 16;
-constexpr guint32 GROWTH = 8;
+// The first batch is small, since most lists are short, but no smaller than what the
+// least bulk read brings; then they grow.
+constexpr guint32 FIRST_ITEMS = 256;
+constexpr guint32 GROWTH = 16;
 constexpr guint32 MAX_ITEMS = 4096;
 // Room for a bulk read; Berkeley DB wants a page at least, and whole KiB.
 constexpr guint32 SMALL_BULK_BYTES = 4096;
 constexpr guint32 BULK_BYTES = 65536;
 constexpr guint32 MAX_BATCH_BYTES = 65536;
 
-guint32 item_length(const char* batch, guint32 offset) {
-  guint32 length;
-  memcpy(&length, batch + offset, sizeof length);
-  return length;
-}
-
-guint32 following(const char* batch, guint32 offset) {
-  return offset + static_cast<guint32>(sizeof(guint32)) + item_length(batch, offset);
-}
+constexpr guint32 ID_BYTES = sizeof(guint64);
+constexpr guint32 LENGTH_BYTES = sizeof(guint32);
 
 bool has_numeric_order(DatabaseField database) {
   return database != &ArticledbDb::lemmadb && database != &ArticledbDb::urlidx;
@@ -39,7 +33,7 @@ guint32 successor_room(const DBT& item) { return item.size + 1; }
 // Writes the least item that comes after the given one in the order of the database to
 // `out`, which has successor_room. Returns its length, 0 when there is none.
 guint32 write_successor(DatabaseField database, const DBT& item, char* out) {
-  if (has_numeric_order(database) && item.size == sizeof(guint64)) {
+  if (has_numeric_order(database) && item.size == ID_BYTES) {
     guint64 id;
     memcpy(&id, item.data, sizeof id);
     ++id;
@@ -74,15 +68,42 @@ char* append_item(char* out, const void* bytes, guint32 length) {
   return out + sizeof length + length;
 }
 
+char* append_id(char* out, const void* bytes) {
+  memcpy(out, bytes, ID_BYTES);
+  return out + ID_BYTES;
+}
+
+guint64 id_at(const char* bytes) {
+  guint64 id;
+  memcpy(&id, bytes, sizeof id);
+  return id;
+}
+
 }  // namespace
 
 bool ItemList::knows(guint32 operation) {
   return operation == DB_SET || operation == DB_NEXT_DUP || operation == DB_CURRENT;
 }
 
+guint32 ItemList::length_at(guint32 offset) const {
+  if (of_ids) {
+    return ID_BYTES;
+  }
+  guint32 length;
+  memcpy(&length, batch + offset, sizeof length);
+  return length;
+}
+
+const char* ItemList::bytes_at(guint32 offset) const {
+  return batch + offset + (of_ids ? 0 : LENGTH_BYTES);
+}
+
+guint32 ItemList::following(guint32 offset) const {
+  return offset + (of_ids ? 0 : LENGTH_BYTES) + length_at(offset);
+}
+
 DBT ItemList::standing() const {
-  return batch == nullptr ? DBT{}
-                          : input_item(batch + place + sizeof(guint32), item_length(batch, place));
+  return batch == nullptr ? DBT{} : input_item(bytes_at(place), length_at(place));
 }
 
 bool ItemList::start_at(const DBT& list_key, const DBT& item) {
@@ -110,43 +131,64 @@ int ItemList::read(Cursor* cursor, guint32 operation, ArticledbBuffer* data) {
   if (operation == DB_CURRENT) {
     return deliver(place, data);
   }
-  guint32 next = operation == DB_SET ? 0 : following(batch, place);
+  guint32 next = operation == DB_SET ? 0 : following(place);
   if (operation == DB_SET || next == batch_length) {
-    const int ret = refill(cursor, operation);
+    const int ret = refill(cursor, operation, nullptr);
     if (ret != 0) {
       return ret;
     }
-    next = operation == DB_SET ? 0 : following(batch, place);
+    next = operation == DB_SET ? 0 : following(place);
   }
   return deliver(next, data);
 }
 
+int ItemList::read_from(Cursor* cursor, guint64 least, ArticledbBuffer* data) {
+  if (!stands() || !of_ids || !has_numeric_order(cursor->database) ||
+      least <= id_at(batch + place)) {
+    return read(cursor, DB_NEXT_DUP, data);
+  }
+  const auto* ids = reinterpret_cast<const guint64*>(batch);
+  Ids ahead = {ids + following(place) / ID_BYTES, ids + batch_length / ID_BYTES};
+  ahead.drop_below(least);
+  if (ahead.empty()) {
+    // Who goes on far behind the batch will hardly want all of the next one.
+    const guint64 last = ahead.end[-1];
+    if (least - last > last - ids[0]) {
+      next_items = 0;
+    }
+    const int ret = refill(cursor, DB_NEXT_DUP, &least);
+    return ret != 0 ? ret : deliver(following(place), data);
+  }
+  return deliver(static_cast<guint32>(ahead.begin - ids) * ID_BYTES, data);
+}
+
 int ItemList::deliver(guint32 offset, ArticledbBuffer* data) {
-  data->length = item_length(batch, offset);
+  data->length = length_at(offset);
   if (data->length > data->capacity) {
     return DB_BUFFER_SMALL;
   }
   if (data->length != 0) {
-    memcpy(data->data, batch + offset + sizeof(guint32), data->length);
+    memcpy(data->data, bytes_at(offset), data->length);
   }
   place = offset;
   return 0;
 }
 
-// Replaces the batch by the item the list stands on and those that follow it now.
-int ItemList::refill(Cursor* cursor, guint32 operation) {
+// Replaces the batch by the item the list stands on and those that follow it now, or
+// those of them that are not less than *least.
+int ItemList::refill(Cursor* cursor, guint32 operation, const guint64* least) {
   next_items = next_items == 0 ? FIRST_ITEMS : MIN(next_items * GROWTH, MAX_ITEMS);
-  guint32 size = next_items > FIRST_ITEMS * GROWTH ? BULK_BYTES : SMALL_BULK_BYTES;
+  guint32 size = next_items > FIRST_ITEMS ? BULK_BYTES : SMALL_BULK_BYTES;
   int ret;
   // An item may be longer than any buffer that is made for many.
-  while ((ret = fetch(cursor, operation, size)) == DB_BUFFER_SMALL && size < (1U << 31)) {
+  while ((ret = fetch(cursor, operation, least, size)) == DB_BUFFER_SMALL && size < (1U << 31)) {
     size *= 2;
   }
   return ret;
 }
 
-int ItemList::fetch(Cursor* cursor, guint32 operation, guint32 size) {
-  return run_in_gate(cursor->db, [&] {
+int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, guint32 size) {
+  return read_in_gate(cursor->db, [&] {
     ArticledbDb* db = cursor->db;
     const DBT last = standing();
     if (operation != DB_SET && successor_room(last) > size) {
@@ -160,7 +202,12 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, guint32 size) {
     DBT bulk = output_item(buffer, size);
     guint32 flags = DB_SET | DB_MULTIPLE;
     if (operation != DB_SET) {
-      bulk.size = write_successor(cursor->database, last, buffer);
+      if (least != nullptr) {
+        memcpy(buffer, least, sizeof *least);
+        bulk.size = sizeof *least;
+      } else {
+        bulk.size = write_successor(cursor->database, last, buffer);
+      }
       if (bulk.size == 0) {
         return DB_NOTFOUND;
       }
@@ -185,32 +232,41 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, guint32 size) {
 // a bulk read, if there was one. The list then stands on the first one.
 bool ItemList::take(const DBT* first, const DBT& bulk) {
   guint32 items = 0;
-  guint32 length = 0;
-  if (first != nullptr) {
-    length += static_cast<guint32>(sizeof(guint32)) + first->size;
-  }
+  guint32 length = 0;  // with the items' lengths
+  bool all_ids = true;
   const auto count = [&](const char*, guint32 size) {
     if (items == next_items || (items != 0 && length > MAX_BATCH_BYTES)) {
       return false;
     }
     ++items;
-    length += static_cast<guint32>(sizeof size) + size;
+    length += LENGTH_BYTES + size;
+    all_ids = all_ids && size == ID_BYTES;
     return true;
   };
+  if (first != nullptr) {
+    length += LENGTH_BYTES + first->size;
+    all_ids = first->size == ID_BYTES;
+  }
   if (bulk.data != nullptr) {
     visit_items(bulk, count);
+  }
+  if (all_ids) {
+    length = (items + (first != nullptr ? 1 : 0)) * ID_BYTES;
   }
   auto* bytes = static_cast<char*>(g_try_malloc(length));
   if (bytes == nullptr) {
     return false;
   }
   char* end = bytes;
+  const auto append = [&](const void* item, guint32 size) {
+    end = all_ids ? append_id(end, item) : append_item(end, item, size);
+  };
   if (first != nullptr) {
-    end = append_item(end, first->data, first->size);
+    append(first->data, first->size);
   }
-  if (bulk.data != nullptr) {
+  if (items != 0) {
     visit_items(bulk, [&](const char* item, guint32 size) {
-      end = append_item(end, item, size);
+      append(item, size);
       return --items != 0;
     });
   }
@@ -218,7 +274,38 @@ bool ItemList::take(const DBT* first, const DBT& bulk) {
   batch = bytes;
   batch_length = length;
   place = 0;
+  of_ids = all_ids ? TRUE : FALSE;
   return true;
+}
+
+void Ids::drop_below(guint64 least) {
+  gsize step = 1;
+  while (begin != end && *begin < least) {
+    // All up to `low` are less.
+    const guint64* low = begin;
+    const gsize left = static_cast<gsize>(end - begin);
+    step = MIN(step, left - 1);
+    if (step != 0 && low[step] < least) {
+      begin += step;
+      step *= 2;
+      continue;
+    }
+    begin = step == 0 ? low + 1 : std::lower_bound(low + 1, low + step, least);
+    return;
+  }
+}
+
+Ids cursor_take_ids(ArticledbCursor* cursor) {
+  Cursor* c = cursor_of(cursor);
+  ItemList* list = &c->list;
+  if (!c->lists || !list->stands() || !list->of_ids || cursor->next_op != DB_NEXT_DUP ||
+      c->repeat_op != 0) {
+    return {nullptr, nullptr};
+  }
+  const auto* ids = reinterpret_cast<const guint64*>(list->batch);
+  const Ids taken = {ids + list->place / ID_BYTES + 1, ids + list->batch_length / ID_BYTES};
+  list->place = list->batch_length - ID_BYTES;
+  return taken;
 }
 
 DBT Cursor::list_key() const {

@@ -4,6 +4,9 @@
 #include <memory>
 
 #include "streams/articledb_generator.h"
+#include "streams/skip.h"
+
+using ostren::fenra::streams::id_union_new;
 
 namespace {
 
@@ -16,29 +19,32 @@ struct CursorCloser {
 };
 using CursorPtr = std::unique_ptr<ArticledbCursor, CursorCloser>;
 
-// Streams on their way into a union; those that do not get there are freed.
-class StreamList {
+// Lists on their way into a union; those that do not get there are freed.
+class Lists {
  public:
-  StreamList() = default;
-  StreamList(const StreamList&) = delete;
-  StreamList& operator=(const StreamList&) = delete;
-  ~StreamList() {
-    g_list_foreach(list_, free_a_generator, nullptr);
-    g_list_free(list_);
-  }
+  Lists() : lists_(g_ptr_array_new_with_free_func(free_list)) {}
+  Lists(const Lists&) = delete;
+  Lists& operator=(const Lists&) = delete;
+  ~Lists() { g_ptr_array_unref(lists_); }
 
-  void prepend(OstrenGenerator* stream) { list_ = g_list_prepend(list_, stream); }
+  // Takes over what articledb_guint64_generator_new has made.
+  void add(OstrenGenerator* list) { g_ptr_array_add(lists_, list); }
 
-  // The union of the streams, which empties the list.
+  // The union of the lists, which takes them over.
   OstrenGenerator* unite() {
-    OstrenGenerator* united = ostren_generator_union_from_glist(list_, guint64_cmp);
-    g_list_free(list_);
-    list_ = nullptr;
+    const guint size = lists_->len;
+    auto** const lists = reinterpret_cast<OstrenGenerator**>(lists_->pdata);
+    OstrenGenerator* united = size == 0   ? ostren_empty_generator_new()
+                              : size == 1 ? lists[0]
+                                          : id_union_new(lists, size);
+    g_ptr_array_set_free_func(lists_, nullptr);
     return united;
   }
 
  private:
-  GList* list_ = nullptr;
+  static void free_list(gpointer list) { free_a_generator(list, nullptr); }
+
+  GPtrArray* const lists_;
 };
 
 bool begins_with(const ArticledbBuffer& key, const char* prefix, guint32 length) {
@@ -106,7 +112,7 @@ OstrenGenerator* articledb_db_lemma_lookup_generator_new(ArticledbDb* db, const 
   }
   const CursorPtr forms(cursor);
 
-  StreamList streams;
+  Lists lists;
   char form[MAX_FORM_LENGTH];
   ArticledbBuffer buffer = {form, MAX_FORM_LENGTH, 0};
   while (articledb_cursor_next_data_dup(forms.get(), &buffer) == CURSOR_OK) {
@@ -114,9 +120,9 @@ OstrenGenerator* articledb_db_lemma_lookup_generator_new(ArticledbDb* db, const 
     if (stream == nullptr) {
       return nullptr;
     }
-    streams.prepend(stream);
+    lists.add(stream);
   }
-  return streams.unite();
+  return lists.unite();
 }
 
 OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db, const char* trigram,
@@ -134,7 +140,7 @@ OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db, cons
   CursorPtr scan(cursor);
 
   // The keys that begin with the given bytes follow each other in key order.
-  StreamList streams;
+  Lists lists;
   char key[MAX_TRIGRAM_LENGTH];
   ArticledbBuffer buffer = {key, MAX_TRIGRAM_LENGTH, 0};
   while (articledb_cursor_next_key(scan.get(), &buffer) == CURSOR_OK &&
@@ -143,10 +149,10 @@ OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db, cons
     if (articledb_cursor_dup_with_key_data(scan.get(), &ids, key, buffer.length) != 0) {
       return nullptr;
     }
-    streams.prepend(articledb_guint64_generator_new(ids));
+    lists.add(articledb_guint64_generator_new(ids));
   }
   scan.reset();
-  return new_trigram_generator(streams.unite());
+  return new_trigram_generator(lists.unite());
 }
 
 int articledb_generator_from_trigram_next(OstrenGenerator* gener, void** item) {

@@ -1,6 +1,8 @@
 // The generator protocol and the kinds that read nothing but memory.
 #include "streams/ostren_generator.h"
 
+#include "streams/pull.h"
+
 // Broken contracts are fatal in every build.
 #undef NDEBUG
 #include <cassert>
@@ -34,6 +36,19 @@ int range_free(OstrenGenerator* gener) {
 }
 
 }  // namespace
+
+bool ostren::fenra::streams::is_range(const OstrenGenerator* gener) {
+  return gener->nextf == range_next;
+}
+
+int ostren::fenra::streams::pull_range(OstrenGuint64RangeGenerator* range, guint64 least,
+                                       void** item) {
+  if (least > range->current) {
+    range->current = least;
+    range->first = 1;
+  }
+  return range_next(&range->head, item);
+}
 
 // The texts of these assertions reach the user in the abort message.
 // clang-format off

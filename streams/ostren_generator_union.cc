@@ -8,6 +8,10 @@
 // right. So this is the balanced tree, kept in arrays: an element costs one
 // comparison a level, and recursion goes log2 of the number of inputs deep.
 #include "streams/ostren_generator.h"
+#include "streams/pull.h"
+
+using ostren::fenra::streams::Pull;
+using ostren::fenra::streams::pull_union_of_list;
 
 namespace {
 
@@ -43,9 +47,9 @@ struct Merger {
   Node* at(Span span) { return &nodes[span.is_leaf() ? size + span.low : span.middle()]; }
 };
 
-void pull_leaf(Merger* merger, gsize input) {
+void pull_leaf(Merger* merger, gsize input, const Pull& pull) {
   Node* leaf = &merger->nodes[merger->size + input];
-  const int status = ostren_generator_next(merger->inputs[input], &leaf->item);
+  const int status = pull(merger->inputs[input], &leaf->item);
   if (status == 1) {
     return;
   }
@@ -80,41 +84,23 @@ void decide_all(Merger* merger, Span span) {
 }
 
 // Pulls the inputs whose elements were consumed with that of the span's node.
-void advance(Merger* merger, Span span) {
+void advance(Merger* merger, Span span, const Pull& pull) {
   if (span.is_leaf()) {
-    pull_leaf(merger, span.low);
+    pull_leaf(merger, span.low, pull);
     return;
   }
   const guint32 origin = merger->at(span)->origin;
   if ((origin & LEFT) != 0) {
-    advance(merger, span.left());
+    advance(merger, span.left(), pull);
   }
   if ((origin & RIGHT) != 0) {
-    advance(merger, span.right());
+    advance(merger, span.right(), pull);
   }
   decide(merger, span);
 }
 
 int merger_next(OstrenGenerator* gener, void** item) {
-  auto* merger = reinterpret_cast<Merger*>(gener);
-  if (merger->live == 0) {
-    return 0;
-  }
-  const bool last_one = merger->live == 1;
-  const Span all{0, merger->size};
-  // The delivered element must stay valid until this pull, so its inputs are
-  // not advanced before.
-  if (merger->pending) {
-    merger->pending = 0;
-  } else {
-    advance(merger, all);
-  }
-  // Only the failure of an input that was alone counts as the union's own.
-  if (merger->live == 0) {
-    return last_one ? merger->last_status : 0;
-  }
-  *item = merger->at(all)->item;
-  return 1;
+  return pull_union_of_list(gener, {nullptr, nullptr}, item);
 }
 
 int merger_free(OstrenGenerator* gener) {
@@ -142,18 +128,46 @@ OstrenGenerator* new_merger(const GList* list, gsize size, GCompareFunc compare)
     merger->nodes[size + filled].origin = LEFT;
     merger->inputs[filled++] = static_cast<OstrenGenerator*>(cell->data);
   }
+  const Pull plain = {nullptr, nullptr};
   // The first pulls come in the order in which a chain built from its tail makes
   // them: the innermost union's two inputs, then the others from right to left.
-  pull_leaf(merger, size - 2);
-  pull_leaf(merger, size - 1);
+  pull_leaf(merger, size - 2, plain);
+  pull_leaf(merger, size - 1, plain);
   for (gsize i = size - 2; i-- > 0;) {
-    pull_leaf(merger, i);
+    pull_leaf(merger, i, plain);
   }
   decide_all(merger, {0, size});
   return &merger->head;
 }
 
 }  // namespace
+
+bool ostren::fenra::streams::is_union_of_list(const OstrenGenerator* gener, GCompareFunc compare) {
+  return gener->nextf == merger_next && reinterpret_cast<const Merger*>(gener)->compare == compare;
+}
+
+int ostren::fenra::streams::pull_union_of_list(OstrenGenerator* gener, const Pull& pull,
+                                               void** item) {
+  auto* merger = reinterpret_cast<Merger*>(gener);
+  if (merger->live == 0) {
+    return 0;
+  }
+  const bool last_one = merger->live == 1;
+  const Span all{0, merger->size};
+  // The delivered element must stay valid until this pull, so its inputs are
+  // not advanced before.
+  if (merger->pending) {
+    merger->pending = 0;
+  } else {
+    advance(merger, all, pull);
+  }
+  // Only the failure of an input that was alone counts as the union's own.
+  if (merger->live == 0) {
+    return last_one ? merger->last_status : 0;
+  }
+  *item = merger->at(all)->item;
+  return 1;
+}
 
 OstrenGenerator* ostren_generator_union_from_glist(GList* list, GCompareFunc compare) {
   const guint size = g_list_length(list);

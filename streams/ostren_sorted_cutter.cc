@@ -6,19 +6,24 @@
 // cutter to the one that consumes it, and a cutter that waits for a larger left
 // element keeps its right one in `right_item`.
 #include "streams/ostren_generator.h"
+#include "streams/pull.h"
 
 namespace {
+
+using ostren::fenra::streams::Pull;
 
 using Cutter = OstrenSortedGeneratorCutter;
 
 Cutter* from_head(OstrenGenerator* gener) { return reinterpret_cast<Cutter*>(gener); }
 
 // The innermost live cutter of the left-deep chain that ends in `cutter`, with
-// the `outer` links set from there up to `cutter`.
-Cutter* innermost_live(Cutter* cutter) {
+// the `outer` links set from there up to `cutter`. *can_skip becomes false unless all of
+// them pass over elements in the same way.
+Cutter* innermost_live(Cutter* cutter, bool* can_skip) {
   while (cutter->left != nullptr && cutter->left->nextf == ostren_sorted_generator_cutter_next &&
          !from_head(cutter->left)->ended) {
     Cutter* inner = from_head(cutter->left);
+    *can_skip = *can_skip && inner->skip == cutter->skip;
     inner->outer = cutter;
     cutter = inner;
   }
@@ -33,8 +38,10 @@ enum class Meeting { MATCH, LEFT_TOO_SMALL, END };
 // element it holds.
 Meeting meet(Cutter* cutter, bool has_left, const void* left_item) {
   bool has_right = true;
+  // Right elements that are less than the left one match nothing.
+  const Pull pull = {cutter->skip, has_left ? left_item : nullptr};
   if (!cutter->waiting) {
-    has_right = ostren_generator_next(cutter->right, &cutter->right_item) == 1;
+    has_right = pull(cutter->right, &cutter->right_item) == 1;
   }
   while (has_left && has_right) {
     const int order = cutter->compare(left_item, cutter->right_item);
@@ -46,7 +53,7 @@ Meeting meet(Cutter* cutter, bool has_left, const void* left_item) {
       cutter->waiting = 1;
       return Meeting::LEFT_TOO_SMALL;
     }
-    has_right = ostren_generator_next(cutter->right, &cutter->right_item) == 1;
+    has_right = pull(cutter->right, &cutter->right_item) == 1;
   }
   cutter->ended = 1;
   return Meeting::END;
@@ -72,16 +79,19 @@ int ostren_sorted_generator_cutter_next(OstrenGenerator* gener, void** item) {
     return 0;
   }
 
-  Cutter* const innermost = innermost_live(outermost);
+  bool can_skip = true;
+  Cutter* const innermost = innermost_live(outermost, &can_skip);
   Cutter* cutter = innermost;
   void* element = nullptr;
   bool has_element = ostren_generator_next(innermost->left, &element) == 1;
   for (;;) {
     const Meeting meeting = meet(cutter, has_element, element);
     if (meeting == Meeting::LEFT_TOO_SMALL) {
-      // Everything inside starts a pull of its own to give a larger element.
+      // Everything inside starts a pull of its own to give a larger element, which goes
+      // through to the right one unless it is less.
+      const Pull pull = {can_skip ? cutter->skip : nullptr, cutter->right_item};
       cutter = innermost;
-      has_element = ostren_generator_next(innermost->left, &element) == 1;
+      has_element = pull(innermost->left, &element) == 1;
       continue;
     }
     // An end passes outward through every cutter of the chain.

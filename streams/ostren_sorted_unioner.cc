@@ -1,5 +1,9 @@
 // Union of two sorted streams.
 #include "streams/ostren_generator.h"
+#include "streams/pull.h"
+
+using ostren::fenra::streams::Pull;
+using ostren::fenra::streams::pull_unioner;
 
 namespace {
 
@@ -7,28 +11,30 @@ using Unioner = OstrenSortedGeneratorUnioner;
 
 // One pull while a single input still produces: its buffered element, or else
 // whatever the input gives, a failure included.
-int next_of_last(OstrenGenerator* input, void* buffered, gint32* pending, gint32* status,
-                 void** item) {
+int next_of_last(const Pull& pull, OstrenGenerator* input, void* buffered, gint32* pending,
+                 gint32* status, void** item) {
   if (*pending) {
     *pending = 0;
     *item = buffered;
     return 1;
   }
-  *status = ostren_generator_next(input, item);
+  *status = pull(input, item);
   return *status;
 }
 
-void refill(OstrenGenerator* input, void** buffered, gint32* pending, gint32* status) {
+void refill(const Pull& pull, OstrenGenerator* input, void** buffered, gint32* pending,
+            gint32* status) {
   if (*pending) {
     return;
   }
-  *status = ostren_generator_next(input, buffered);
+  *status = pull(input, buffered);
   *pending = *status == 1;
 }
 
-int next_of_both(Unioner* unioner, void** item) {
-  refill(unioner->left, &unioner->left_item, &unioner->left_pending, &unioner->left_status);
-  refill(unioner->right, &unioner->right_item, &unioner->right_pending, &unioner->right_status);
+int next_of_both(Unioner* unioner, const Pull& pull, void** item) {
+  refill(pull, unioner->left, &unioner->left_item, &unioner->left_pending, &unioner->left_status);
+  refill(pull, unioner->right, &unioner->right_item, &unioner->right_pending,
+         &unioner->right_status);
   const bool has_left = unioner->left_status == 1;
   const bool has_right = unioner->right_status == 1;
   if (!has_left && !has_right) {
@@ -67,18 +73,21 @@ OstrenGenerator* ostren_sorted_generator_unioner_new(OstrenGenerator* left, Ostr
 }
 
 int ostren_sorted_generator_unioner_next(OstrenGenerator* gener, void** item) {
-  auto* unioner = reinterpret_cast<Unioner*>(gener);
+  return pull_unioner(reinterpret_cast<Unioner*>(gener), {nullptr, nullptr}, item);
+}
+
+int ostren::fenra::streams::pull_unioner(Unioner* unioner, const Pull& pull, void** item) {
   const bool left_live = unioner->left_status == 1;
   const bool right_live = unioner->right_status == 1;
   if (left_live && right_live) {
-    return next_of_both(unioner, item);
+    return next_of_both(unioner, pull, item);
   }
   if (left_live) {
-    return next_of_last(unioner->left, unioner->left_item, &unioner->left_pending,
+    return next_of_last(pull, unioner->left, unioner->left_item, &unioner->left_pending,
                         &unioner->left_status, item);
   }
   if (right_live) {
-    return next_of_last(unioner->right, unioner->right_item, &unioner->right_pending,
+    return next_of_last(pull, unioner->right, unioner->right_item, &unioner->right_pending,
                         &unioner->right_status, item);
   }
   return 0;

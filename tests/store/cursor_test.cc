@@ -1,6 +1,7 @@
 // Cursors, key lookups and id resolution.
 #include <cerrno>
 
+#include "store/record_cache.h"
 #include "store_fixture.h"
 
 namespace {
@@ -182,7 +183,10 @@ TEST_F(CursorTest, IdResolutionTellsTheLengthItNeeds) {
                {3, 10, 0, 10},
                {3, 9, STATUS_BUFFER_SMALL, 10},
                {3, 0, STATUS_BUFFER_SMALL, 10},
-               {4, 64, STATUS_NOT_FOUND, 64}};
+               {4, 64, STATUS_NOT_FOUND, 64},
+               // Again, of what the handle has kept.
+               {3, 9, STATUS_BUFFER_SMALL, 10},
+               {3, 10, 0, 10}};
   for (const auto& c : cases) {
     char buffer[64] = {};
     guint32 size = c.size;
@@ -192,6 +196,69 @@ TEST_F(CursorTest, IdResolutionTellsTheLengthItNeeds) {
       EXPECT_EQ(std::string(buffer, size), "http://a|x");
     }
     EXPECT_EQ(articledb_db_lookup_id_to_txt(db, c.id, buffer, &size), STATUS_NOT_FOUND);
+  }
+}
+
+// What is kept of URL records never outlives a change, whichever handle makes it.
+TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
+  ArticledbDb* other = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(other, path.c_str()), 0);
+  ArticledbTransaction* theirs = articledb_transaction_new();
+  ASSERT_EQ(articledb_transaction_begin(theirs, other), 0);
+  const auto resolve = [this](guint64 id) {
+    char buffer[8];
+    guint32 size = sizeof buffer;
+    const int status = articledb_db_lookup_id_to_url(db, id, buffer, &size);
+    return status == 0 ? std::string(buffer, size) : std::to_string(status);
+  };
+  for (ArticledbTransaction* writer : {t, theirs}) {
+    // Two ids that share a place in what is kept.
+    for (const guint64 id : {guint64{7}, guint64{7} + 65536}) {
+      ASSERT_EQ(articledb_transaction_put_url(writer, "a|first", 7, id), 0);
+      EXPECT_EQ(resolve(id), "a|first");
+      ASSERT_EQ(articledb_transaction_put_url(writer, "b|next", 6, id), 0);
+      EXPECT_EQ(resolve(id), "b|next");
+      EXPECT_EQ(resolve(id), "b|next");
+    }
+    const guint64 id = 7;
+    EXPECT_EQ(resolve(id), "b|next");
+    // There is no text to remove.
+    ASSERT_EQ(articledb_transaction_delete_id(writer, &id), DB_NOTFOUND);
+    EXPECT_EQ(resolve(id), std::to_string(STATUS_NOT_FOUND));
+    EXPECT_EQ(resolve(id + 65536), "b|next");
+  }
+  EXPECT_EQ(articledb_transaction_abort(theirs), 0);
+  EXPECT_EQ(articledb_db_close(other), 0);
+}
+
+TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {
+  ostren::fenra::store::RecordCache cache;
+  ostren::fenra::store::RecordCache::Record record;
+  const auto bytes = [](guint64 id) {
+    return std::to_string(id) + std::string(id % 900, static_cast<char>('a' + id % 26));
+  };
+  EXPECT_FALSE(cache.find(1, 0, &record));
+  guint64 found = 0;
+  for (guint64 id = 1; id <= 100000; ++id) {
+    const std::string own = bytes(id);
+    cache.add(id, 5, {own.data(), static_cast<guint32>(own.size())});
+    ASSERT_TRUE(cache.find(id, 5, &record));
+    ASSERT_FALSE(cache.find(id, 6, &record));
+    ASSERT_FALSE(cache.find(id + 65536, 5, &record));
+    const guint64 earlier = id - id % 1000;
+    if (earlier != 0 && cache.find(earlier, 5, &record)) {
+      ++found;
+      ASSERT_EQ(std::string(record.bytes, record.length), bytes(earlier));
+    }
+  }
+  EXPECT_GT(found, 90000U);
+  const std::string huge(4097, 'x');
+  cache.add(3, 5, {huge.data(), 4097});
+  EXPECT_FALSE(cache.find(3, 5, &record) && record.length == 4097);
+  // Of another state nothing is left, not even after the marks have wrapped round.
+  for (guint64 changes = 6; changes < 6 + 70000; ++changes) {
+    cache.add(1, changes, {"y", 1});
+    ASSERT_FALSE(cache.find(100000, changes, &record)) << changes;
   }
 }
 

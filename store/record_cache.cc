@@ -1,0 +1,55 @@
+#include "store/record_cache.h"
+
+#include <cstring>
+
+namespace ostren {
+namespace fenra {
+namespace store {
+
+bool RecordCache::find(guint64 id, guint64 changes, Record* record) const {
+  if (slots_ == nullptr || changes != changes_) {
+    return false;
+  }
+  const Slot& slot = slots_[id % SLOTS];
+  if (slot.stamp != stamp_ || slot.id != id) {
+    return false;
+  }
+  *record = {&room_[slot.offset], slot.length};
+  return true;
+}
+
+void RecordCache::add(guint64 id, guint64 changes, const Record& record) {
+  if (record.length > MAX_LENGTH || (slots_ == nullptr && !make())) {
+    return;
+  }
+  if (changes != changes_ || record.length > ROOM - used_) {
+    drop();
+    changes_ = changes;
+  }
+  if (record.length != 0) {
+    memcpy(&room_[used_], record.bytes, record.length);
+  }
+  slots_[id % SLOTS] = {id, used_, static_cast<guint16>(record.length), stamp_};
+  used_ += record.length;
+}
+
+// Pages of either that are never written to take no memory.
+bool RecordCache::make() {
+  room_.reset(static_cast<char*>(g_try_malloc(ROOM)));
+  if (room_ != nullptr) {
+    slots_.reset(static_cast<Slot*>(g_try_malloc0(SLOTS * sizeof(Slot))));
+  }
+  return slots_ != nullptr;
+}
+
+void RecordCache::drop() {
+  used_ = 0;
+  if (++stamp_ == 0) {
+    memset(static_cast<void*>(slots_.get()), 0, SLOTS * sizeof(Slot));
+    stamp_ = 1;
+  }
+}
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren

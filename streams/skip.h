@@ -1,0 +1,30 @@
+// Passing over ids, by the kinds of streams that can do it.
+#ifndef FENRA_STREAMS_SKIP_H
+#define FENRA_STREAMS_SKIP_H
+
+#include <glib.h>
+
+#include "streams/articledb_generator.h"
+
+namespace ostren {
+namespace fenra {
+namespace streams {
+
+// Skip (pull.h) for streams of ids in the order of guint64_cmp. Streams that know no
+// better way are pulled.
+int skip_ids(OstrenGenerator* input, const void* least, void** item);
+
+// The same for one kind.
+int skip_list(ArticledbGuint64Generator* list, guint64 least, void** item);
+
+// The union of `size` lists, at least one, made by articledb_guint64_generator_new. It takes
+// them over and gives what ostren_generator_union_from_glist gives for them.
+OstrenGenerator* id_union_new(OstrenGenerator** lists, guint32 size);
+bool is_id_union(const OstrenGenerator* gener);
+int skip_id_union(OstrenGenerator* gener, guint64 least, void** item);
+
+}  // namespace streams
+}  // namespace fenra
+}  // namespace ostren
+
+#endif  // FENRA_STREAMS_SKIP_H
