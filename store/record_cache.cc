@@ -6,18 +6,6 @@ namespace ostren {
 namespace fenra {
 namespace store {
 
-bool RecordCache::find(guint64 id, guint64 changes, Record* record) const {
-  if (slots_ == nullptr || changes != changes_) {
-    return false;
-  }
-  const Slot& slot = slots_[id % SLOTS];
-  if (slot.stamp != stamp_ || slot.id != id) {
-    return false;
-  }
-  *record = {&room_[slot.offset], slot.length};
-  return true;
-}
-
 void RecordCache::add(guint64 id, guint64 changes, const Record& record) {
   if (record.length > MAX_LENGTH || (slots_ == nullptr && !make())) {
     return;

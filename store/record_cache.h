@@ -52,6 +52,18 @@ class RecordCache {
   guint64 changes_ = 0;
 };
 
+inline bool RecordCache::find(guint64 id, guint64 changes, Record* record) const {
+  if (slots_ == nullptr || changes != changes_) {
+    return false;
+  }
+  const Slot& slot = slots_[id % SLOTS];
+  if (slot.stamp != stamp_ || slot.id != id) {
+    return false;
+  }
+  *record = {&room_[slot.offset], slot.length};
+  return true;
+}
+
 }  // namespace store
 }  // namespace fenra
 }  // namespace ostren

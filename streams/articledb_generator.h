@@ -103,8 +103,12 @@ FENRA_API OstrenGenerator* articledb_db_lemma_lookup_generator_new(ArticledbDb* 
 
 // The articles that hold a trigram whose key begins with the given bytes: a
 // whole trigram (three words, each with its zero byte), or any prefix of one.
-// Length 0 gives the empty stream, more than 192 null. Keeps one cursor a
-// matching key.
+// Length 0 gives the empty stream, more than 192 null.
+//
+// Up to 256 matching keys keep a cursor each, and an article that is indexed while
+// the stream is read is shown as by the other lookups: when one of those keys has it.
+// When there are more, the call reads all of their ids and keeps a bit for every id
+// that the store has handed out; then the stream shows the articles as of the call.
 FENRA_API OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db,
                                                                      const char* trigram,
                                                                      guint32 length);

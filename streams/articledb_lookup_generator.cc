@@ -6,6 +6,7 @@
 #include "streams/articledb_generator.h"
 #include "streams/skip.h"
 
+using ostren::fenra::streams::id_set_of_trigrams_new;
 using ostren::fenra::streams::id_union_new;
 
 namespace {
@@ -13,6 +14,8 @@ namespace {
 constexpr guint32 MAX_TRIGRAM_LENGTH = TRIGRAM_BUILDER_TRIGRAM_SIZE;
 constexpr guint32 MAX_FORM_LENGTH = 256;
 constexpr guint32 DATE_LENGTH = 8;
+// Up to so many lists a union costs little for each.
+constexpr guint MAX_LISTS = 256;
 
 struct CursorCloser {
   void operator()(ArticledbCursor* cursor) const { articledb_cursor_close(cursor); }
@@ -30,18 +33,31 @@ class Lists {
   // Takes over what articledb_guint64_generator_new has made.
   void add(OstrenGenerator* list) { g_ptr_array_add(lists_, list); }
 
+  guint size() const { return lists_->len; }
+
   // The union of the lists, which takes them over.
   OstrenGenerator* unite() {
     const guint size = lists_->len;
     auto** const lists = reinterpret_cast<OstrenGenerator**>(lists_->pdata);
-    OstrenGenerator* united = size == 0   ? ostren_empty_generator_new()
-                              : size == 1 ? lists[0]
-                                          : id_union_new(lists, size);
+    OstrenGenerator* united = size == 0           ? ostren_empty_generator_new()
+                              : size == 1         ? lists[0]
+                              : size <= MAX_LISTS ? id_union_new(lists, size)
+                                                  : unite_many();
     g_ptr_array_set_free_func(lists_, nullptr);
     return united;
   }
 
  private:
+  OstrenGenerator* unite_many() {
+    GList* cells = nullptr;
+    for (guint i = 0; i < lists_->len; ++i) {
+      cells = g_list_prepend(cells, g_ptr_array_index(lists_, i));
+    }
+    OstrenGenerator* united = ostren_generator_union_from_glist(cells, guint64_cmp);
+    g_list_free(cells);
+    return united;
+  }
+
   static void free_list(gpointer list) { free_a_generator(list, nullptr); }
 
   GPtrArray* const lists_;
@@ -145,6 +161,10 @@ OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db, cons
   ArticledbBuffer buffer = {key, MAX_TRIGRAM_LENGTH, 0};
   while (articledb_cursor_next_key(scan.get(), &buffer) == CURSOR_OK &&
          begins_with(buffer, trigram, length)) {
+    if (lists.size() == MAX_LISTS) {
+      scan.reset();
+      return new_trigram_generator(id_set_of_trigrams_new(db, trigram, length));
+    }
     ArticledbCursor* ids;
     if (articledb_cursor_dup_with_key_data(scan.get(), &ids, key, buffer.length) != 0) {
       return nullptr;

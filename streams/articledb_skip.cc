@@ -21,6 +21,9 @@ int skip_ids(OstrenGenerator* input, const void* least, void** item) {
   if (input->nextf == articledb_generator_from_trigram_next) {
     return skip_ids(reinterpret_cast<ArticledbTrigramGenerator*>(input)->inner, least, item);
   }
+  if (is_id_set(input)) {
+    return skip_id_set(input, id, item);
+  }
   if (is_range(input)) {
     return pull_range(reinterpret_cast<OstrenGuint64RangeGenerator*>(input), id, item);
   }

@@ -23,6 +23,12 @@ OstrenGenerator* id_union_new(OstrenGenerator** lists, guint32 size);
 bool is_id_union(const OstrenGenerator* gener);
 int skip_id_union(OstrenGenerator* gener, guint64 least, void** item);
 
+// The ids that the store has, at the time of the call, under all trigrams that begin with
+// 1 to 192 bytes: what can be read of them. Takes a bit for every id ever handed out.
+OstrenGenerator* id_set_of_trigrams_new(ArticledbDb* db, const char* prefix, guint32 length);
+bool is_id_set(const OstrenGenerator* gener);
+int skip_id_set(OstrenGenerator* gener, guint64 least, void** item);
+
 }  // namespace streams
 }  // namespace fenra
 }  // namespace ostren

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <iterator>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -181,6 +183,52 @@ TEST_F(StoreStreams, TrigramLookups) {
   for (const auto& c : cases) {
     EXPECT_EQ(c.expected, read(kTrigram, c.key)) << c.key;
   }
+}
+
+// Few keys are united, many are scanned in bulks of some thousand pairs: with the same
+// result, for ids that the store has handed out and for others.
+TEST_F(StoreStreams, TrigramPrefixesOfManyKeys) {
+  for (int i = 0; i < 1000; ++i) {
+    guint64 id = 0;
+    ASSERT_EQ(0, articledb_transaction_next_id(t, &id));
+  }
+  std::set<guint64> wanted;
+  const auto add = [&](const std::string& key, const Script& ids) {
+    post(articledb_transaction_put_trigram, key, ids);
+    wanted.insert(ids.begin(), ids.end());
+  };
+  post(articledb_transaction_put_trigram, "j\xff\xff", {700, 701});
+  post(articledb_transaction_put_trigram, "l", {702, 703});
+  Script many;
+  for (guint64 id = 1; id < 6500; ++id) {
+    many.push_back(id / 600 % 2 == 0 ? id : id + 10000000);
+  }
+  add("k0512", many);
+  for (int keys = 1; keys <= 600; ++keys) {
+    const int number = keys * 89 % 601;  // not in the order of the keys
+    add("k" + std::to_string(1000 + number), {static_cast<guint64>(2 * number)});
+    if (keys == 1 || (keys >= 254 && keys <= 257) || keys == 600) {
+      const Script all(wanted.begin(), wanted.end());
+      ASSERT_EQ(all, read(kTrigram, "k")) << keys;
+      // Passing over.
+      Script some;
+      std::copy_if(all.begin(), all.end(), std::back_inserter(some),
+                   [](guint64 id) { return id >= 640 && id < 20000000; });
+      const GeneratorPtr cut(articledb_guint64_cutter_new(
+          kTrigram(db, "k", 1), ostren_guint64_range_generator_new(640, 20000000)));
+      ASSERT_EQ(some, fenra_test::drain(cut.get())) << keys;
+    }
+  }
+  EXPECT_EQ(0, open_cursors);
+  // A key that is too long ends what is collected.
+  const std::string too_long = "k1300" + std::string(190, 'x');
+  post(articledb_transaction_put_trigram, too_long, {5000001});
+  wanted.clear();
+  for (int number = 1; number <= 300; ++number) {
+    wanted.insert(static_cast<guint64>(2 * number));
+  }
+  wanted.insert(many.begin(), many.end());
+  EXPECT_EQ(Script(wanted.begin(), wanted.end()), read(kTrigram, "k"));
 }
 
 TEST_F(StoreStreams, FreedBeforeTheEnd) {
