@@ -8,6 +8,7 @@
 #include "store/directory_lock.h"
 #include "store/environment.h"
 #include "store/gate_file.h"
+#include "store/list_cache.h"
 #include "store/record_cache.h"
 
 using ostren::fenra::store::GateFile;
@@ -31,6 +32,7 @@ struct ArticledbGate {
   void* scratch = nullptr;
   guint32 scratch_size = 0;
   ostren::fenra::store::RecordCache url_records;
+  ostren::fenra::store::ListCache lists;
 };
 
 namespace ostren {
@@ -247,6 +249,8 @@ void* gate_scratch(ArticledbDb* db, guint32 size) {
   }
   return gate->scratch;
 }
+
+ListCache* gate_lists(ArticledbDb* db) { return db->gate == nullptr ? nullptr : &db->gate->lists; }
 
 RecordCache* gate_url_records(ArticledbDb* db) {
   return db->gate == nullptr ? nullptr : &db->gate->url_records;

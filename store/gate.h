@@ -98,9 +98,11 @@ class Binding {
 // any type; null when memory is short. The next call ends it.
 void* gate_scratch(ArticledbDb* db, guint32 size);
 
-// What the handle keeps of "urldb"; null before the store is opened.
+// What the handle keeps of "urldb" and of lists; null before the store is opened.
 class RecordCache;
+class ListCache;
 RecordCache* gate_url_records(ArticledbDb* db);
+ListCache* gate_lists(ArticledbDb* db);
 
 // ---- one record ----
 

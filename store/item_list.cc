@@ -21,6 +21,9 @@ constexpr guint32 SMALL_BULK_BYTES = 4096;
 constexpr guint32 BULK_BYTES = 65536;
 constexpr guint32 MAX_BATCH_BYTES = 65536;
 
+// Of a batch that is not kept: no code of Berkeley DB or the system.
+constexpr int UNKNOWN = G_MAXINT;
+
 constexpr guint32 ID_BYTES = sizeof(guint64);
 constexpr guint32 LENGTH_BYTES = sizeof(guint32);
 
@@ -151,13 +154,19 @@ int ItemList::read_from(Cursor* cursor, guint64 least, ArticledbBuffer* data) {
   Ids ahead = {ids + following(place) / ID_BYTES, ids + batch_length / ID_BYTES};
   ahead.drop_below(least);
   if (ahead.empty()) {
-    // Who goes on far behind the batch will hardly want all of the next one.
+    // Who goes on far behind the batch will hardly want all of the next one; what is
+    // wanted of the list is read from end to end otherwise.
     const guint64 last = ahead.end[-1];
-    if (least - last > last - ids[0]) {
+    const bool far = least - last > last - ids[0];
+    if (far) {
       next_items = 0;
     }
-    const int ret = refill(cursor, DB_NEXT_DUP, &least);
-    return ret != 0 ? ret : deliver(following(place), data);
+    place = batch_length - ID_BYTES;
+    const int ret = refill(cursor, DB_NEXT_DUP, far ? &least : nullptr);
+    if (ret != 0) {
+      return ret;
+    }
+    return far ? deliver(following(place), data) : read_from(cursor, least, data);
   }
   return deliver(static_cast<guint32>(ahead.begin - ids) * ID_BYTES, data);
 }
@@ -179,7 +188,10 @@ int ItemList::deliver(guint32 offset, ArticledbBuffer* data) {
 int ItemList::refill(Cursor* cursor, guint32 operation, const guint64* least) {
   next_items = next_items == 0 ? FIRST_ITEMS : MIN(next_items * GROWTH, MAX_ITEMS);
   guint32 size = next_items > FIRST_ITEMS ? BULK_BYTES : SMALL_BULK_BYTES;
-  int ret;
+  int ret = least == nullptr ? recall(cursor, operation) : UNKNOWN;
+  if (ret != UNKNOWN) {
+    return ret;
+  }
   // An item may be longer than any buffer that is made for many.
   while ((ret = fetch(cursor, operation, least, size)) == DB_BUFFER_SMALL && size < (1U << 31)) {
     size *= 2;
@@ -213,6 +225,8 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
       }
       flags = DB_GET_BOTH_RANGE | DB_MULTIPLE;
     }
+    // What is looked for under the name is found before the batch replaces the last one.
+    const BatchName name = least == nullptr ? name_next(cursor, operation) : BatchName();
     DB* database = db->*cursor->database;
     DBC* dbc = nullptr;
     int ret = database->cursor(database, nullptr, &dbc, 0);
@@ -224,8 +238,84 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
     if (ret == 0 && !take(operation == DB_SET ? nullptr : &last, bulk)) {
       ret = ENOMEM;
     }
+    if (least == nullptr && (ret == 0 || ret == DB_NOTFOUND)) {
+      keep(cursor, operation, gate_changes(db), name, ret);
+    }
     return ret;
   });
+}
+
+// The name of the next batch in what the handle keeps of lists.
+BatchName ItemList::name_next(const Cursor* cursor, guint32 operation) const {
+  constexpr guint32 NONE = G_MAXUINT32;
+  const DBT last = standing();
+  const guint32 last_length = operation == DB_SET ? NONE : last.size;
+  const DBT list_key = cursor->list_key();
+  BatchName name;
+  name.append(&cursor->database, sizeof cursor->database);
+  name.append(&next_items, sizeof next_items);
+  name.append(&last_length, sizeof last_length);
+  if (operation != DB_SET) {
+    name.append(last.data, last.size);
+  }
+  name.append(list_key.data, list_key.size);
+  return name;
+}
+
+// Keeps the batch that was read, without what the list stood on before, or that there
+// was none.
+void ItemList::keep(Cursor* cursor, guint32 operation, guint64 changes, const BatchName& name,
+                    int code) {
+  ListCache* lists = gate_lists(cursor->db);
+  const guint32 begin = code != 0 ? batch_length : operation == DB_SET ? 0 : following(0);
+  if (code != 0 || of_ids) {
+    const auto* ids = reinterpret_cast<const guint64*>(batch + begin);
+    lists->keep_ids(name, changes, ids, (batch_length - begin) / ID_BYTES);
+  } else {
+    lists->keep_items(name, changes, batch + begin, batch_length - begin);
+  }
+}
+
+// Takes the next batch from what is kept: 0, DB_NOTFOUND, ENOMEM; or UNKNOWN.
+int ItemList::recall(Cursor* cursor, guint32 operation) {
+  ListCache* lists = gate_lists(cursor->db);
+  ListCache::Batch kept;
+  if (lists == nullptr ||
+      !lists->find(name_next(cursor, operation), gate_changes(cursor->db), &kept)) {
+    return UNKNOWN;
+  }
+  if (kept.length == 0) {
+    return DB_NOTFOUND;
+  }
+  const DBT last = operation == DB_SET ? DBT{} : standing();
+  const bool follows = operation != DB_SET;
+  if (follows && (last.size == ID_BYTES) != (kept.of_ids != FALSE)) {
+    return UNKNOWN;
+  }
+  const guint32 begin = !follows      ? 0
+                        : kept.of_ids ? ID_BYTES
+                                      : LENGTH_BYTES + static_cast<guint32>(last.size);
+  const guint32 length = begin + (kept.of_ids ? kept.items * ID_BYTES : kept.length);
+  auto* bytes = static_cast<char*>(g_try_malloc(length));
+  if (bytes == nullptr) {
+    return ENOMEM;
+  }
+  if (follows && kept.of_ids) {
+    append_id(bytes, last.data);
+  } else if (follows) {
+    append_item(bytes, last.data, last.size);
+  }
+  if (kept.of_ids) {
+    ListCache::decode(kept, reinterpret_cast<guint64*>(bytes + begin));
+  } else {
+    memcpy(bytes + begin, kept.bytes, kept.length);
+  }
+  g_free(batch);
+  batch = bytes;
+  batch_length = length;
+  place = 0;
+  of_ids = kept.of_ids;
+  return 0;
 }
 
 // Makes a batch of the item that the list stands on, if there is one, and of those of

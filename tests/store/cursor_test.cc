@@ -1,6 +1,8 @@
 // Cursors, key lookups and id resolution.
 #include <cerrno>
+#include <random>
 
+#include "store/list_cache.h"
 #include "store/record_cache.h"
 #include "store_fixture.h"
 
@@ -260,6 +262,50 @@ TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {
     cache.add(1, changes, {"y", 1});
     ASSERT_FALSE(cache.find(100000, changes, &record)) << changes;
   }
+}
+
+TEST(ListCacheTest, GivesBackWhatItKeeps) {
+  ostren::fenra::store::ListCache cache;
+  ostren::fenra::store::ListCache::Batch batch;
+  const auto name_of = [](const std::string& text) {
+    ostren::fenra::store::BatchName name;
+    name.append(text.data(), static_cast<guint32>(text.size()));
+    return name;
+  };
+  std::mt19937_64 random(1);
+  std::map<int, Ids> lists;
+  int found = 0;
+  for (int number = 0; number < 3000; ++number) {
+    // Differences of every length, from 0 on; of other databases they may be negative.
+    Ids ids(random() % 2000);
+    guint64 last = 0;
+    for (guint64& id : ids) {
+      id = last += random() >> random() % 64;
+    }
+    cache.keep_ids(name_of(std::to_string(number)), 5, ids.data(),
+                   static_cast<guint32>(ids.size()));
+    lists[number] = ids;
+    for (const int asked : {number, static_cast<int>(random() % 3000)}) {
+      if (cache.find(name_of(std::to_string(asked)), 5, &batch)) {
+        ++found;
+        Ids decoded(batch.items);
+        ostren::fenra::store::ListCache::decode(batch, decoded.data());
+        ASSERT_EQ(decoded, lists[asked]) << asked;
+      }
+      ASSERT_FALSE(cache.find(name_of(std::to_string(asked)), 4, &batch));
+    }
+  }
+  EXPECT_GT(found, 3500);
+  cache.keep_items(name_of("items"), 5, "abc", 3);
+  ASSERT_TRUE(cache.find(name_of("items"), 5, &batch));
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(batch.bytes), batch.length), "abc");
+  cache.keep_items(name_of("later"), 6, "d", 1);
+  EXPECT_FALSE(cache.find(name_of("items"), 6, &batch));
+  EXPECT_FALSE(cache.find(name_of("items"), 5, &batch));
+  // A name that is too long is no name.
+  const std::string long_name(500, 'n');
+  cache.keep_items(name_of(long_name), 6, "e", 1);
+  EXPECT_FALSE(cache.find(name_of(long_name), 6, &batch));
 }
 
 // Items that are stored between the reads are delivered behind the place of the list,

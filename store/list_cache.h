@@ -1,0 +1,87 @@
+// A handle's copies of batches of lists, kept for as long as nothing is written.
+#ifndef FENRA_STORE_LIST_CACHE_H
+#define FENRA_STORE_LIST_CACHE_H
+
+#include <glib.h>
+
+#include <memory>
+
+namespace ostren {
+namespace fenra {
+namespace store {
+
+// What identifies the reading of a batch: where it starts and how long it may get.
+class BatchName {
+ public:
+  void append(const void* bytes, guint32 length);
+
+  // Too long to be kept.
+  bool overflowed() const { return length_ > MAX_LENGTH; }
+  const char* bytes() const { return bytes_; }
+  guint32 length() const { return length_; }
+  guint64 hash() const;
+
+ private:
+  static constexpr guint32 MAX_LENGTH = 400;
+  char bytes_[MAX_LENGTH];
+  guint32 length_ = 0;
+};
+
+class ListCache {
+ public:
+  // A batch as it is kept: ids as the differences of each from the one before, in groups
+  // of 7 bits, the lowest first; other items as they are.
+  struct Batch {
+    const guint8* bytes;
+    guint32 length;
+    guint32 items;
+    gboolean of_ids;
+  };
+
+  // Looks for a batch as of the state of the store that `changes` stands for
+  // (gate_changes). One that is found is valid until the next call of keep.
+  bool find(const BatchName& name, guint64 changes, Batch* batch) const;
+
+  // Keeps ids, or the bytes of other items, which were read in that state, unless
+  // memory is short. Batches of another state are dropped, and all when the room is
+  // used up.
+  void keep_ids(const BatchName& name, guint64 changes, const guint64* ids, guint32 count);
+  void keep_items(const BatchName& name, guint64 changes, const char* bytes, guint32 length);
+
+  // Writes the ids of a batch to `out`.
+  static void decode(const Batch& batch, guint64* out);
+
+ private:
+  struct Freer {
+    void operator()(void* memory) const { g_free(memory); }
+  };
+  struct Entry {
+    guint32 name_length;
+    guint32 length;
+    guint32 items;
+    gboolean of_ids;
+    // The name and the bytes follow.
+  };
+  struct Slot {
+    guint32 offset;
+    guint32 stamp;  // the entry is there when it is that of the cache
+  };
+  static constexpr guint64 SLOTS = 1 << 18;
+  static constexpr guint32 ROOM = 8 << 20;
+
+  guint8* begin(const BatchName& name, guint64 changes, guint32 most);
+  void finish(const BatchName& name, const Entry& entry);
+  void drop();
+
+  std::unique_ptr<Slot[], Freer> slots_;
+  std::unique_ptr<guint8[], Freer> room_;
+  guint32 used_ = 0;
+  guint32 stamp_ = 1;
+  guint64 changes_ = 0;
+};
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren
+
+#endif  // FENRA_STORE_LIST_CACHE_H
