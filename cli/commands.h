@@ -15,6 +15,7 @@ void add_search_command(CLI::App& app);
 void add_lookup_command(CLI::App& app);
 void add_show_command(CLI::App& app);
 void add_stats_command(CLI::App& app);
+void add_tune_command(CLI::App& app);
 void add_verify_command(CLI::App& app, ExitStatus& status);
 void add_rebuild_command(CLI::App& app, ExitStatus& status);
 void add_lemma_command(CLI::App& app);

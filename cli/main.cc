@@ -52,6 +52,7 @@ ExitStatus run(int argc, char** argv) {
   add_lookup_command(app);
   add_show_command(app);
   add_stats_command(app);
+  add_tune_command(app);
   add_verify_command(app, status);
   add_rebuild_command(app, status);
   add_lemma_command(app);

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -13,6 +14,7 @@
 #include <cstring>
 
 #include "store/database.h"
+#include "store/db_config.h"
 
 namespace ostren {
 namespace fenra {
@@ -68,7 +70,6 @@ int guint64_dbt_cmp(DB*, const DBT* dbta, const DBT* dbtb) {
 
 // ---- making ----
 
-constexpr guint32 CACHE_BYTES = 10 * 1024 * 1024;
 constexpr guint32 MAX_LOCKS = 20000;
 constexpr guint32 LOG_BUFFER_BYTES = 2 * 1024 * 1024;
 constexpr guint32 MAX_MUTEXES = 100000;
@@ -78,13 +79,37 @@ constexpr guint32 MAX_MUTEXES = 100000;
 // somebody waits for, so nobody waits.
 int configure(DB_ENV* env) {
   Steps steps(env);
-  steps.failed(env->set_cachesize(env, 0, CACHE_BYTES, 1), 87) ||
+  steps.failed(env->set_cachesize(env, 0, DEFAULT_CACHE_BYTES, 1), 87) ||
       steps.failed(env->set_lk_max_locks(env, MAX_LOCKS), 88) ||
       steps.failed(env->set_lk_max_objects(env, MAX_LOCKS), 89) ||
       steps.failed(env->mutex_set_max(env, MAX_MUTEXES), 91) ||
       steps.failed(env->set_flags(env, DB_TXN_NOSYNC | DB_TXN_NOWAIT | DB_REGION_INIT, 1), 92) ||
       steps.failed(env->set_lg_bsize(env, LOG_BUFFER_BYTES), 97);
   return steps.code();
+}
+
+// The mutexes that a cache needs beyond those of the default one: one for each of its
+// pages and for each bucket of its hash table, of which there are fewer. Caches below
+// 500 MB are made a quarter larger than they are asked to be.
+guint32 additional_mutexes(guint64 cache_bytes) {
+  const guint64 more = MAX(cache_bytes, DEFAULT_CACHE_BYTES) - DEFAULT_CACHE_BYTES;
+  return static_cast<guint32>(more / PAGE_BYTES * 5 / 2);
+}
+
+// Takes the settings of the directory's DB_CONFIG, which Berkeley DB reads when it
+// opens the environment, into account.
+int adjust_to(DB_ENV* env, const char* directory, DbConfig* config) {
+  gchar* complaint = nullptr;
+  int ret = db_config_read(directory, config, nullptr, nullptr, &complaint);
+  if (ret != 0) {
+    env->errx(env, "%s/%s: %s", directory, DB_CONFIG_FILE, complaint);
+    g_free(complaint);
+    return ret;
+  }
+  if (config->cache_bytes > DEFAULT_CACHE_BYTES) {
+    ret = env->mutex_set_max(env, MAX_MUTEXES + additional_mutexes(config->cache_bytes));
+  }
+  return ret;
 }
 
 // ---- regions ----
@@ -131,20 +156,27 @@ bool contains(const GArray* regions, const RegionMapping& mapping) {
   return false;
 }
 
+// What the region of the mutexes can grow by: it is made with those of the cache, and
+// each of GateFile::PLACES handles takes eleven of some 140 bytes.
+constexpr off_t MUTEX_GROWTH_BYTES = off_t{3} << 20;
+
 // Gives the region files the disk space that they can come to need, as far as their
 // mappings reach: they grow while the environment is used, and a page that a full
-// disk has no room for would be a SIGBUS. Of the mutexes' region, sized for far more
-// of them than the cache and the locks of some dozen handles take, a part.
+// disk has no room for would be a SIGBUS. The mapping of the mutexes reaches far beyond
+// what can be used of it.
 int reserve_region(const RegionMapping& mapping, const char* name) {
   const int fd = open(name, O_RDWR | O_CLOEXEC);
   if (fd == -1) {
     return errno;
   }
-  const bool of_mutexes = g_str_has_suffix(name, "__db.002");
-  const size_t length = of_mutexes ? mapping.length / 4 : mapping.length;
+  auto length = static_cast<off_t>(mapping.length);
+  struct stat status = {};
+  if (g_str_has_suffix(name, "__db.002") && fstat(fd, &status) == 0) {
+    length = MIN(length, status.st_size + MUTEX_GROWTH_BYTES);
+  }
   int ret = 0;
-  if (fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(length)) != 0 &&
-      errno != EOPNOTSUPP && errno != ENOSYS) {
+  if (fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, length) != 0 && errno != EOPNOTSUPP &&
+      errno != ENOSYS) {
     ret = errno;
   }
   close(fd);
@@ -167,8 +199,13 @@ int take_regions(const char* directory, const GArray* before, GArray* regions) {
   return ret;
 }
 
-// What all regions are reserved, and some more.
-constexpr off_t ROOM_BYTES = off_t{29} * 1024 * 1024;
+// What all regions are reserved with a cache of the given size, and some more.
+off_t room_for(guint64 cache_bytes) {
+  constexpr off_t ROOM_BYTES = off_t{29} << 20;  // with the default cache
+  constexpr off_t MUTEX_BYTES = 160;
+  const auto more = static_cast<off_t>(MAX(cache_bytes, DEFAULT_CACHE_BYTES) - DEFAULT_CACHE_BYTES);
+  return ROOM_BYTES + more + more / 4 + MUTEX_BYTES * additional_mutexes(cache_bytes);
+}
 
 // Deletes the files of the regions, which recovery makes anew: nobody who still has them
 // mapped uses them. Their space is then free for the new ones.
@@ -193,11 +230,11 @@ int delete_regions(const char* directory) {
 
 // Whether the disk has room for the regions. Berkeley DB touches their memory while it
 // makes them, before anything can be reserved.
-int look_for_room(const char* directory) {
+int look_for_room(const char* directory, off_t room) {
   gchar* name = g_build_filename(directory, "fenra.room", nullptr);
   const int fd = open(name, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   int ret = fd == -1 ? errno : 0;
-  if (ret == 0 && fallocate(fd, 0, 0, ROOM_BYTES) != 0 && errno != EOPNOTSUPP && errno != ENOSYS) {
+  if (ret == 0 && fallocate(fd, 0, 0, room) != 0 && errno != EOPNOTSUPP && errno != ENOSYS) {
     ret = errno;
   }
   if (fd != -1) {
@@ -213,13 +250,17 @@ int look_for_room(const char* directory) {
 int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArray* regions,
                      bool* opened) {
   guint32 flags = DB_CREATE | DB_INIT_LOCK | DB_INIT_MPOOL | DB_INIT_TXN;
-  int ret = 0;
   *opened = false;
+  DbConfig config;
+  int ret = adjust_to(env, directory, &config);
+  if (ret != 0) {
+    return ret;
+  }
   if (recovery == Recovery::YES) {
     flags |= DB_RECOVER;
     ret = delete_regions(directory);
     if (ret == 0) {
-      ret = look_for_room(directory);
+      ret = look_for_room(directory, room_for(config.cache_bytes));
     }
     if (ret != 0) {
       return ret;

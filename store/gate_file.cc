@@ -74,7 +74,7 @@ struct GateFile::Layout {
   guint32 condemned;
   guint32 clean;
   guint32 complete;
-  guint32 reserved;
+  guint32 configuration;
   char boot_id[BOOT_ID_BYTES];  // of the clean mark
   alignas(64) pthread_mutex_t mutex;
   alignas(64) guint8 occupied[PLACES];
@@ -99,7 +99,8 @@ int GateFile::map(int fd, std::unique_ptr<GateFile>* file) {
   return 0;
 }
 
-int GateFile::open(const char* directory, bool first, std::unique_ptr<GateFile>* file) {
+int GateFile::open(const char* directory, bool first, guint32 configuration,
+                   std::unique_ptr<GateFile>* file) {
   // Who is not the first must not make a file: it would be another one than that of
   // the others.
   const Descriptor fd(open_file(directory, first ? O_RDWR | O_CREAT : O_RDWR));
@@ -123,16 +124,18 @@ int GateFile::open(const char* directory, bool first, std::unique_ptr<GateFile>*
     ret = map(fd, file);
   }
   if (ret == 0) {
-    ret = (*file)->initialise(readable ? found : *reinterpret_cast<const Layout*>(nothing));
+    ret = (*file)->initialise(readable ? found : *reinterpret_cast<const Layout*>(nothing),
+                              configuration);
   }
   return ret;
 }
 
-int GateFile::initialise(const Layout& found) {
+int GateFile::initialise(const Layout& found, guint32 configuration) {
   char boot_id[BOOT_ID_BYTES];
   read_boot_id(boot_id);
   was_clean_ = found.clean == 1 && found.condemned == 0 && boot_id[0] != '\0' &&
-               memcmp(boot_id, found.boot_id, sizeof boot_id) == 0;
+               memcmp(boot_id, found.boot_id, sizeof boot_id) == 0 &&
+               found.configuration == configuration;
   const guint32 complete = found.complete;
   // A process that is killed in here leaves a file that the next one does not take
   // for clean: that mark goes first.
@@ -141,6 +144,7 @@ int GateFile::initialise(const Layout& found) {
   layout_->generation = 1;
   layout_->condemned = was_clean_ ? 0 : 1;
   layout_->complete = complete;
+  layout_->configuration = configuration;
 
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);
@@ -194,6 +198,8 @@ guint64 GateFile::changes() const { return layout_->changes.load(std::memory_ord
 void GateFile::count_change() { layout_->changes.fetch_add(1); }
 
 void GateFile::absolve() { layout_->condemned = 0; }
+
+void GateFile::set_configuration(guint32 configuration) { layout_->configuration = configuration; }
 
 void GateFile::set_clean() {
   read_boot_id(layout_->boot_id);

@@ -19,9 +19,11 @@ class GateFile {
 
   // Maps the file of the directory. `first` says that nobody else has the store
   // open, which the caller has made sure of: the file is then made anew, whatever it
-  // held, since a mutex survives neither a reboot nor a copy. Returns 0; the code of
-  // the system call that failed; EPROTO for a file of another version that is in use.
-  static int open(const char* directory, bool first, std::unique_ptr<GateFile>* file);
+  // held, since a mutex survives neither a reboot nor a copy; `configuration` is then
+  // the fingerprint of the environment's settings. Returns 0; the code of the system
+  // call that failed; EPROTO for a file of another version that is in use.
+  static int open(const char* directory, bool first, guint32 configuration,
+                  std::unique_ptr<GateFile>* file);
   ~GateFile();
   GateFile(const GateFile&) = delete;
   GateFile& operator=(const GateFile&) = delete;
@@ -35,7 +37,8 @@ class GateFile {
   void unlock();
 
   // Of the file as it was found: the last handle had closed the store in order, since
-  // the machine was started, and nothing has been done to it after that.
+  // the machine was started, nothing has been done to it after that, and its
+  // environment has been made with the present settings.
   bool was_clean() const { return was_clean_; }
 
   // The rest is used under the mutex.
@@ -49,6 +52,9 @@ class GateFile {
   void condemn();
   bool condemned() const;
   void absolve();
+
+  // The fingerprint of the settings that the environment is made with.
+  void set_configuration(guint32 configuration);
 
   // Marks the store as closed in order.
   void set_clean();
@@ -69,7 +75,7 @@ class GateFile {
   struct Layout;
   explicit GateFile(Layout* layout) : layout_(layout) {}
   static int map(int fd, std::unique_ptr<GateFile>* file);
-  int initialise(const Layout& found);
+  int initialise(const Layout& found, guint32 configuration);
 
   Layout* const layout_;
   bool was_clean_ = false;

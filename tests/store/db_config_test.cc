@@ -1,0 +1,179 @@
+// The file DB_CONFIG of a store directory.
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+
+#include "store_fixture.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+class DbConfigTest : public StoreTest {
+ protected:
+  void configure(const std::string& text) const {
+    std::ofstream(path + "/DB_CONFIG", std::ios::binary) << text;
+  }
+
+  void configureMebibytes(guint64 size) const {
+    configure("set_cachesize 0 " + std::to_string(size << 20) + " 1\n");
+  }
+
+  static guint64 cacheOf(const ArticledbDb* store) {
+    guint32 gigabytes = 0;
+    guint32 bytes = 0;
+    int parts = 0;
+    EXPECT_EQ(store->env->get_cachesize(store->env, &gigabytes, &bytes, &parts), 0);
+    return (guint64{gigabytes} << 30) + bytes;
+  }
+
+  // Runs `work` on the store in a process of its own, which it kills.
+  template <typename Work>
+  void expectKilled(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      db = articledb_db_new();
+      if (articledb_db_open(db, path.c_str()) == 0) {
+        begin();
+        work();
+      }
+      _exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+  }
+
+  guint64 mebibytes() const { return cacheOf(db) >> 20; }
+};
+
+TEST_F(DbConfigTest, WhatAStoreCannotBeUsedWithIsRefused) {
+  ASSERT_EQ(index("u1", {"etxe"}), 0);
+  close();
+  const struct {
+    std::string text;
+    const char* complaint;
+  } cases[] = {
+      {"set_open_flags DB_PRIVATE on\n",
+       "line 1, 'set_open_flags DB_PRIVATE on': a store takes no"},
+      {"# the log\n\n\tset_lg_dir /elsewhere", "line 3, '\tset_lg_dir /elsewhere'"},
+      {"set_flags DB_TXN_NOT_DURABLE on\r\n", "set_flags"},
+      {"set_cachesize", "line 1"},
+      {"set_cachesize 0 -1 1", "gigabytes, bytes and a number of parts"},
+      {"set_cachesize 0 20479 1", "altogether 20 KiB to 64 GiB"},
+      {"set_cachesize 64 1 1", "64 GiB"},
+      {"set_cachesize 0 4294967296 1", "set it with: fenra tune"},
+      {"set_cachesize 0 1048576 17", "up to 16"},
+      {"set_cachesize 0 1048576 1 1", "'set_cachesize 0 1048576 1 1'"},
+      {"set_cachesize 99999999999999999999 0 1", "line 1"},
+      {"set_lg_max 10485759", "set_lg_max takes 10485760 to 1073741824"},
+      {"# " + std::string(253, 'x') + "\nset_lg_max 10485760", "line 1 has more than 250 bytes"},
+      {std::string("# \0\n", 4), "zero byte"},
+      {std::string(70000, '\n'), "more than 65536 bytes"},
+      {std::string(60000, '\xff'), "line 1 has more"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.complaint);
+    configure(c.text);
+    ArticledbDb* handle = articledb_db_new();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(articledb_db_open(handle, path.c_str()), EINVAL);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(c.complaint));
+    EXPECT_EQ(articledb_db_close(handle), 0);
+  }
+  // What is no file must not be waited for.
+  const std::string name = path + "/DB_CONFIG";
+  for (const int kind : {S_IFIFO, S_IFDIR}) {
+    std::filesystem::remove(name);
+    ASSERT_EQ(kind == S_IFIFO ? mkfifo(name.c_str(), 0600) : mkdir(name.c_str(), 0700), 0);
+    ArticledbDb* handle = articledb_db_new();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(articledb_db_open(handle, path.c_str()), EINVAL);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("no regular file"));
+    EXPECT_EQ(articledb_db_close(handle), 0);
+  }
+  std::filesystem::remove(name);
+  configure("# none\r\n\n \t\nset_lg_max 20971520\nset_cachesize\t0 1048576  2 \r\n");
+  reopen();
+  EXPECT_EQ(mebibytes(), 1U);
+  EXPECT_EQ(formIds("etxe"), Ids{1});
+}
+
+TEST_F(DbConfigTest, AChangeTakesEffectWhenEverybodyHasClosed) {
+  EXPECT_EQ(mebibytes(), 12U);
+  configure("set_cachesize 0 67108864 1\n");
+  ArticledbDb* neighbour = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(neighbour, path.c_str()), 0);
+  ASSERT_EQ(index("u1", {"etxe"}), 0);
+  EXPECT_EQ(cacheOf(neighbour) >> 20, 12U);
+  close();
+  EXPECT_EQ(articledb_db_close(neighbour), 0);
+  db = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
+  begin();
+  EXPECT_EQ(mebibytes(), 80U);
+  EXPECT_EQ(formIds("etxe"), Ids{1});
+  // Opened again without a change, the regions stay.
+  struct stat before = {};
+  struct stat after = {};
+  ASSERT_EQ(stat((path + "/__db.003").c_str(), &before), 0);
+  reopen();
+  ASSERT_EQ(stat((path + "/__db.003").c_str(), &after), 0);
+  EXPECT_EQ(before.st_ino, after.st_ino);
+  std::filesystem::remove(path + "/DB_CONFIG");
+  reopen();
+  EXPECT_EQ(mebibytes(), 12U);
+  EXPECT_EQ(formIds("etxe"), Ids{1});
+}
+
+TEST_F(DbConfigTest, RecoveryMakesTheCacheAnew) {
+  close();
+  for (const guint64 size : {64, 32}) {
+    configureMebibytes(size);
+    const std::string url = "u" + std::to_string(size);
+    expectKilled([&] {
+      if (index(url, {url}) == 0) {
+        raise(SIGKILL);
+      }
+    });
+  }
+  reopen();
+  EXPECT_EQ(mebibytes(), 40U);
+  EXPECT_EQ(formIds("u64"), Ids{1});
+  EXPECT_EQ(formIds("u32"), Ids{2});
+  // Recovered with other settings while the store is in use, which are then taken back.
+  configureMebibytes(64);
+  expectKilled([&] {
+    db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); };
+    index("never", {"never"});
+  });
+  EXPECT_EQ(index("u4", {"zuria"}), 0);
+  EXPECT_EQ(mebibytes(), 80U);
+  configureMebibytes(32);
+  reopen();
+  EXPECT_EQ(mebibytes(), 40U);
+  // A file that is damaged in use costs those nothing who have the store open.
+  configure("set_everything 1\n");
+  EXPECT_EQ(index("u3", {"etxe"}), 0);
+  EXPECT_EQ(formIds("etxe"), Ids{maxId()});
+}
+
+// Each page of the cache takes a mutex.
+TEST_F(DbConfigTest, AGibibyteHasItsMutexes) {
+  configure("set_cachesize 1 0 1\n");
+  reopen();
+  EXPECT_EQ(mebibytes(), 1024U);
+  DB_MUTEX_STAT* mutexes = nullptr;
+  ASSERT_EQ(db->env->mutex_stat(db->env, &mutexes, 0), 0);
+  constexpr guint32 PAGES = 1 << 18;
+  EXPECT_GE(mutexes->st_mutex_max, mutexes->st_mutex_inuse + PAGES + 20000);
+  free(mutexes);
+  EXPECT_EQ(index("u1", {"etxe"}), 0);
+  EXPECT_EQ(formIds("etxe"), Ids{1});
+}
+
+}  // namespace
