@@ -66,14 +66,16 @@ void write_all(const Descriptor& to, const char* bytes, size_t length, const std
   }
 }
 
+std::string megabytes(uint64_t bytes) { return std::to_string(bytes >> 20) + " MiB"; }
+
 // Copies one store. Log files are removed by the store's users once the database file
 // has what they tell; the copy of it may be older. An open file outlives its removal, so
 // every log file is opened before that can happen to it: at the beginning and, those
 // that come later, between any two blocks.
 class Copier {
  public:
-  Copier(std::string from, std::string to, const Snapshot::Copied& copied)
-      : from_(std::move(from)), to_(std::move(to)), copied_(copied), buffer_(kBlock) {}
+  Copier(std::string from, std::string to, StatusLine& line)
+      : from_(std::move(from)), to_(std::move(to)), line_(line), buffer_(kBlock) {}
 
   void run() {
     open_logs();
@@ -147,13 +149,15 @@ class Copier {
       write_all(to, buffer_.data(), static_cast<size_t>(count), path);
       done_ += static_cast<uint64_t>(count);
       open_logs();
-      copied_(done_, std::max(done_, total_));
+      line_.show([this](int) {
+        return "copying: " + megabytes(done_) + " of " + megabytes(std::max(done_, total_));
+      });
     }
   }
 
   const std::string from_;
   const std::string to_;
-  const Snapshot::Copied& copied_;
+  StatusLine& line_;
   std::vector<char> buffer_;
   std::map<std::string, Descriptor> logs_;
   bool copying_ = false;
@@ -200,11 +204,11 @@ void remove_directory(const std::string& path) {
 
 }  // namespace
 
-Snapshot::Snapshot(const std::string& store, const Copied& copied) {
+Snapshot::Snapshot(const std::string& store, StatusLine& line) {
   require_store(store);
   path_ = make_directory();
   try {
-    Copier(store, path_, copied).run();
+    Copier(store, path_, line).run();
     replay_log(path_);
   } catch (...) {
     remove_directory(path_);

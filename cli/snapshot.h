@@ -3,23 +3,20 @@
 #ifndef FENRA_CLI_SNAPSHOT_H
 #define FENRA_CLI_SNAPSHOT_H
 
-#include <cstdint>
-#include <functional>
 #include <string>
+
+#include "cli/progress.h"
 
 namespace cli {
 
 class Snapshot {
  public:
-  // Told of the bytes copied so far and of those that there are to copy.
-  using Copied = std::function<void(uint64_t done, uint64_t total)>;
-
   // Copies the database file of the store in `store`, then the log, to the temporary
   // directory, and replays the whole log there. The copy then holds every article
   // that had been acknowledged when the copying of the log began. Throws Failure
   // when the store cannot be read, the temporary directory cannot be written or the
-  // log cannot be replayed.
-  Snapshot(const std::string& store, const Copied& copied);
+  // log cannot be replayed. `line` shows how far the copying is.
+  Snapshot(const std::string& store, StatusLine& line);
   ~Snapshot();
   Snapshot(const Snapshot&) = delete;
   Snapshot& operator=(const Snapshot&) = delete;

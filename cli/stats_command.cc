@@ -1,5 +1,4 @@
 #include <fenra/fenra.h>
-#include <signal.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +10,8 @@
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/output.h"
+#include "cli/progress.h"
+#include "cli/snapshot.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -46,28 +47,9 @@ Size size_of(const DB_HASH_STAT& stat) {
 
 Size size_of(const DB_BTREE_STAT& stat) { return {stat.bt_ndata, pages(stat) * stat.bt_pagesize}; }
 
-// Holds signals back. What is measured here is read through the database handles
-// themselves, where a process that ended would leave the store's shared memory as it
-// happened to be.
-class SignalsHeld {
- public:
-  SignalsHeld() {
-    sigset_t all;
-    sigfillset(&all);
-    sigprocmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-
- private:
-  sigset_t before_;
-};
-
 // Walks the whole database.
 template <typename Stat>
 Size measure(DB* database) {
-  const SignalsHeld held;
   void* record = nullptr;
   const int status = database->stat(database, nullptr, &record, 0);
   const std::unique_ptr<void, Releaser<std::free>> owner(record);
@@ -120,7 +102,10 @@ void print_row(const std::string& name, const std::string& entries, const std::s
 }
 
 void stats(const std::string& path) {
-  const Store store = open_store(path);
+  StatusLine line;
+  const Snapshot snapshot(path, line);
+  line.clear();
+  const Store store = open_store(snapshot.path());
   const uint64_t last = last_id(store.get());
   const ArticledbDb& db = *store;
   const struct {
@@ -152,7 +137,8 @@ void add_stats_command(CLI::App& app) {
   CLI::App* command = app.add_subcommand("stats", "Print the size of a store and of its databases");
   add_text(*command, "STORE", *path, "Store directory")->required();
   command->footer(
-      "Reads the whole store: seconds for a large one.\n"
+      "Copies the store as it stands to the temporary directory, which needs room for it (set\n"
+      "TMPDIR), and reads the whole copy, so the store can be in use and written to.\n"
       "Example:\n"
       "  fenra stats articles.store");
   command->callback([path] { stats(*path); });

@@ -22,15 +22,11 @@ void print_findings(const std::string& kind, const Findings& findings) {
   }
 }
 
-std::string megabytes(uint64_t bytes) { return std::to_string(bytes >> 20) + " MiB"; }
-
 ExitStatus verify(const std::string& path, bool deep) {
   const Stopwatch watch;
   StatusLine line;
   CheckResult result;
-  const Snapshot snapshot(path, [&line](uint64_t done, uint64_t total) {
-    line.show([&](int) { return "copying: " + megabytes(done) + " of " + megabytes(total); });
-  });
+  const Snapshot snapshot(path, line);
   // Opening a store writes to it; the pages are looked at first, as they were copied.
   check_pages(snapshot.path(), line, result);
   // Berkeley DB trusts the pages that it reads.

@@ -10,6 +10,9 @@
 #include <chrono>
 #include <functional>
 
+#include "store/articledb.h"
+#include "store/gate.h"
+#include "tests/cli/program.h"
 #include "tests/faults/support.h"
 
 namespace faults {
@@ -106,6 +109,23 @@ TEST_F(NeighboursTest, TheWriterIsKilledToo) {
 
 // The writer is the reading instance or another one of the process.
 class IndexWhileReadingTest : public FaultTest, public testing::WithParamInterface<bool> {};
+
+// The program measures and verifies a store without taking part in it, whatever somebody
+// does there meanwhile.
+TEST_F(NeighboursTest, ACopyIsMadeBesideTheGate) {
+  EXPECT_TRUE(stores(*open(), 1));
+  ArticledbDb* db = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(db, path().c_str()), 0);
+  EXPECT_EQ(ostren::fenra::store::run_in_gate(
+                db,
+                [&] {
+                  EXPECT_EQ(cli_test::fenra({"stats", path()}).out.substr(0, 11), "articles 1\n");
+                  expect_sound();
+                  return 0;
+                }),
+            0);
+  EXPECT_EQ(articledb_db_close(db), 0);
+}
 
 TEST_P(IndexWhileReadingTest, TheAnswerHoldsWhatWasThere) {
   const Instance reader = open();

@@ -8,7 +8,10 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
+#include <sstream>
 
+#include "store/articledb.h"
 #include "tests/cli/program.h"
 
 namespace faults {
@@ -57,6 +60,33 @@ Urls answer(Fenra& fenra, const std::string& query) {
   return urls;
 }
 
+namespace {
+
+DBT item(const void* bytes, size_t length) {
+  DBT item = {};
+  item.data = const_cast<void*>(bytes);
+  item.size = static_cast<guint32>(length);
+  return item;
+}
+
+guint64 id_of(ArticledbDb* db, const std::string& url) {
+  guint64 id = 0;
+  DBT key = item(url.data(), url.size());
+  DBT data = item(&id, 0);
+  data.ulen = sizeof id;
+  data.flags = DB_DBT_USERMEM;
+  EXPECT_EQ(db->urlidx->get(db->urlidx, nullptr, &key, &data, 0), 0) << url;
+  return id;
+}
+
+bool has_posting(DB* database, const std::string& text, guint64 id) {
+  DBT key = item(text.data(), text.size());
+  DBT data = item(&id, sizeof id);
+  return database->get(database, nullptr, &key, &data, DB_GET_BOTH) == 0;
+}
+
+}  // namespace
+
 FaultTest::FaultTest()
     : seed_(getenv("FENRA_TEST_SEED") != nullptr ? strtoull(getenv("FENRA_TEST_SEED"), nullptr, 10)
                                                  : std::random_device()()),
@@ -74,8 +104,8 @@ Instance FaultTest::open(const std::string& path) {
   return fenra;
 }
 
-bool FaultTest::stores(Fenra& fenra, uint64_t number) {
-  return fenra.index(url_of(number).c_str(), text_of(number).c_str(), "text/plain") ==
+bool FaultTest::stores(Fenra& fenra, uint64_t number, int words) {
+  return fenra.index(url_of(number).c_str(), text_of(number, words).c_str(), "text/plain") ==
          FENRA_NO_ERROR;
 }
 
@@ -85,9 +115,35 @@ void FaultTest::expect_found(Fenra& fenra, const std::vector<uint64_t>& numbers)
   }
 }
 
-void FaultTest::expect_sound(const std::string& path) {
+void FaultTest::expect_whole(const std::vector<uint64_t>& numbers,
+                             const std::function<int(uint64_t)>& words) const {
+  const std::string verdict = expect_sound();
+  ArticledbDb* db = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(db, path().c_str()), 0);
+  for (const uint64_t number : numbers) {
+    SCOPED_TRACE(url_of(number));
+    const guint64 id = id_of(db, url_of(number));
+    std::istringstream text(text_of(number, words(number)));
+    std::deque<std::string> last;
+    int missing = 0;
+    for (std::string word; text >> word;) {
+      missing += has_posting(db->formdb, word, id) ? 0 : 1;
+      last.push_back(word + '\0');
+      if (last.size() == 3) {
+        missing += has_posting(db->trigramdb, last[0] + last[1] + last[2], id) ? 0 : 1;
+        last.pop_front();
+      }
+    }
+    EXPECT_EQ(missing, 0) << "postings of article " << id;
+    EXPECT_EQ(verdict.find("article " + std::to_string(id) + " lacks"), std::string::npos);
+  }
+  EXPECT_EQ(articledb_db_close(db), 0);
+}
+
+std::string FaultTest::expect_sound(const std::string& path) {
   const cli_test::Result result = cli_test::fenra({"verify", path, "--deep"});
   EXPECT_EQ(result.status, 0) << result.out << result.err;
+  return result.out;
 }
 
 pid_t start(const std::function<void()>& work) {
