@@ -9,9 +9,12 @@
 #include <functional>
 
 #include "store/creation.h"
+#include "store/gate.h"
 #include "store_fixture.h"
 
 namespace {
+
+using ostren::fenra::store::gate_generation;
 
 // ---- dying at a chosen point, in a process of its own ----
 
@@ -93,8 +96,10 @@ TEST_F(GateTest, ASurvivorGoesOnWhereItWas) {
       ASSERT_EQ(articledb_cursor_next_data_dup(list, &buffer), CURSOR_OK);
       EXPECT_EQ(idIn(bytes), ++last);
     }
+    const guint64 generation = gate_generation(db);
     neighbourDiesUnderTheGate();
     ASSERT_EQ(index("berria" + std::to_string(death), {"etxe"}), 0);
+    EXPECT_GT(gate_generation(db), generation) << "used as the death left it";
   }
   const Ids rest = ids(list);
   ASSERT_FALSE(rest.empty());
