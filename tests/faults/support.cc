@@ -148,11 +148,12 @@ std::string FaultTest::expect_sound(const std::string& path) {
 
 pid_t start(const std::function<void()>& work) {
   fflush(stdout);
+  const bool failed_before = testing::Test::HasFailure();
   const pid_t child = fork();
   if (child == 0) {
     work();
     fflush(stdout);
-    _exit(testing::Test::HasFailure() ? 1 : 0);
+    _exit(testing::Test::HasFailure() && !failed_before ? 1 : 0);
   }
   return child;
 }
