@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -6,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -156,6 +156,29 @@ std::string cache_line(uint64_t bytes) {
          std::to_string(bytes % kGigabyte) + " 1\n";
 }
 
+// Refuses a cache that the store could not be opened with: its file and that of its
+// mutexes take the place of the present ones.
+void require_room(const std::string& store, uint64_t cache_bytes) {
+  const uint64_t needed = cache_bytes + cache_bytes / 3;
+  std::error_code error;
+  uint64_t room = std::filesystem::space(store, error).available;
+  if (error) {
+    return;
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(store, error)) {
+    struct stat status = {};
+    if (entry.path().filename().string().compare(0, 5, "__db.") == 0 &&
+        stat(entry.path().c_str(), &status) == 0) {
+      room += static_cast<uint64_t>(status.st_blocks) * 512;
+    }
+  }
+  if (room < needed) {
+    throw Failure("a cache of " + size_text(cache_bytes) + " takes " +
+                  std::to_string(needed >> 20) + " MiB of disk space, and there are " +
+                  std::to_string(room >> 20) + " MiB for '" + store + "'; give a smaller size");
+  }
+}
+
 // ---- showing ----
 
 // The memory of a cache, which Berkeley DB makes larger than it is asked to.
@@ -212,6 +235,9 @@ void show(const std::string& path) {
 
 void tune(const std::string& path, const std::optional<uint64_t>& cache_bytes) {
   require_store(path);
+  if (cache_bytes) {
+    require_room(path, *cache_bytes);
+  }
   write_config(path, other_settings(path) + (cache_bytes ? cache_line(*cache_bytes) : ""));
   show(path);
 }
