@@ -12,6 +12,7 @@
 #include "store/environment.h"
 #include "store/gate.h"
 #include "store/gate_file.h"
+#include "store/known_pairs.h"
 
 using ostren::fenra::store::environment_make;
 using ostren::fenra::store::gate_close;
@@ -139,6 +140,7 @@ int articledb_db_close(ArticledbDb* db) {
   }
   const int ret = gate_close(db, close_databases, close_environment);
   if (ret == 0) {
+    delete db->known_pairs;
     g_free(db);
   }
   return ret;

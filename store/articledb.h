@@ -60,6 +60,8 @@ typedef struct ArticledbDb {
   guint32 submitted_length;    // sum of the "_length" values
   // Private: what the handle shares with the others on the store; null until opening.
   struct ArticledbGate* gate;
+  // Private: what the handle remembers of "lemmadb"; null until an article is indexed.
+  struct ArticledbKnownPairs* known_pairs;
 } ArticledbDb;
 
 // A new empty handle, or null when memory is short. Released by

@@ -4,15 +4,16 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <new>
-#include <string>
 #include <vector>
 
 #include "store/articledb.h"
 #include "store/database.h"
 #include "store/environment.h"
 #include "store/gate.h"
+#include "store/postings.h"
 
 using ostren::fenra::store::Binding;
 using ostren::fenra::store::DatabaseField;
@@ -22,6 +23,7 @@ using ostren::fenra::store::gate_generation;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::input_item;
 using ostren::fenra::store::output_item;
+using ostren::fenra::store::Postings;
 using ostren::fenra::store::run_in_gate;
 using ostren::fenra::store::WRITES_LOST;
 
@@ -173,94 +175,14 @@ int put_article_records(ArticledbTransaction* t, GHashTable* metadata, const Art
   return ret;
 }
 
-struct Lemmatizer {
-  ArticledbLemmatizerFunc lemmatize;
+struct TokenSource {
+  ArticledbNextTokenFunc next_token;
   void* state;
 };
 
-int post_form(ArticledbTransaction* t, guint64 id, const char* token, int length,
-              TrigramBuilder* trigrams) {
-  int ret = articledb_transaction_put_form(t, token, static_cast<guint32>(length), id);
-  const char* trigram = nullptr;
-  int trigram_length = 0;
-  if (ret == 0 &&
-      trigram_builder_next_trigram(trigrams, token, length, &trigram, &trigram_length) != 0) {
-    ret = articledb_transaction_put_trigram(t, trigram, static_cast<guint32>(trigram_length), id);
-  }
-  return ret;
-}
-
-int post_lemmas(ArticledbTransaction* t, const GList* lemmas, const char* token, int length) {
-  int ret = 0;
-  for (const GList* lemma = lemmas; ret == 0 && lemma != nullptr; lemma = lemma->next) {
-    const auto* string = static_cast<const char*>(lemma->data);
-    ret = articledb_transaction_put_lemma(t, string, static_cast<guint32>(strlen(string)), token,
-                                          static_cast<guint32>(length));
-  }
-  return ret;
-}
-
-// A token source whose last tokens can be read again.
-class TokenTape {
- public:
-  TokenTape(ArticledbNextTokenFunc next_token, void* tokenizer)
-      : next_token_(next_token), tokenizer_(tokenizer) {}
-
-  // ARTICLEDB_TOKEN_OK and the next token, valid until the next call; -1 when memory is
-  // short; else what the source has ended with.
-  int next(const char** token, int* length) {
-    if (position_ == lengths_.size()) {
-      const int status = record();
-      if (status != ARTICLEDB_TOKEN_OK) {
-        return status;
-      }
-    }
-    *token = bytes_.data() + offset_;
-    *length = lengths_[position_];
-    offset_ += static_cast<size_t>(lengths_[position_++]);
-    return ARTICLEDB_TOKEN_OK;
-  }
-
-  // Goes back to the first token on the tape.
-  void rewind() { position_ = offset_ = 0; }
-
-  // Clears the tape: what has been read will not be asked for again.
-  void clear() {
-    lengths_.clear();
-    bytes_.clear();
-    rewind();
-  }
-
-  guint32 tokens_read() const { return tokens_read_; }
-
- private:
-  int record() {
-    const char* token = nullptr;
-    int length = 0;
-    if (status_ == ARTICLEDB_TOKEN_OK) {
-      status_ = next_token_(tokenizer_, &token, &length);
-    }
-    if (status_ != ARTICLEDB_TOKEN_OK) {
-      return status_;
-    }
-    ++tokens_read_;
-    try {
-      bytes_.append(token, static_cast<size_t>(length));
-      lengths_.push_back(length);
-    } catch (const std::exception&) {
-      return status_ = -1;
-    }
-    return status_;
-  }
-
-  const ArticledbNextTokenFunc next_token_;
-  void* const tokenizer_;
-  int status_ = ARTICLEDB_TOKEN_OK;
-  guint32 tokens_read_ = 0;
-  std::string bytes_;
-  std::vector<int> lengths_;
-  size_t position_ = 0;  // in lengths_
-  size_t offset_ = 0;    // in bytes_
+struct Lemmatizer {
+  ArticledbLemmatizerFunc lemmatize;
+  void* state;
 };
 
 // Writes one article, in portions that each reach the disk before the next one
@@ -269,15 +191,15 @@ class TokenTape {
 class ArticleWriter {
  public:
   ArticleWriter(ArticledbTransaction* t, GHashTable* metadata, const Article& article,
-                const TextRecord& text_record, TokenTape* tokens, const Lemmatizer& lemmatizer)
+                const TextRecord& text_record, const TokenSource& tokens,
+                const Lemmatizer& lemmatizer)
       : t_(t),
         metadata_(metadata),
         article_(article),
         text_record_(text_record),
         tokens_(tokens),
-        lemmatizer_(lemmatizer) {
-    trigram_builder_init(&trigrams_);
-  }
+        lemmatizer_(lemmatizer),
+        postings_(t->store->known_pairs) {}
 
   // Returns 0 when all is on disk; the code of a failed write; or what the source has
   // failed with, which may be 0 too. *exhausted tells that the source came to its end.
@@ -289,40 +211,36 @@ class ArticleWriter {
       if (ret != 0) {
         return ret;
       }
-      tokens_->clear();
+      postings_.next_portion();
       started_ = true;
     } while (source_status_ == ARTICLEDB_TOKEN_OK);
     *exhausted = source_status_ == ARTICLEDB_TOKEN_END;
     return *exhausted ? 0 : source_status_;
   }
 
- private:
-  // About a megabyte of log.
-  static constexpr size_t PORTION_TOKENS = 4096;
+  guint32 tokens_read() const { return tokens_read_; }
 
+ private:
   int write_portion() {
-    const TrigramBuilder trigrams = trigrams_;
+    bool collected = false;
     int ret;
     do {
-      tokens_->rewind();
-      trigrams_ = trigrams;
       ret = run_in_gate(t_->store, [this] {
         generation_ = gate_generation(t_->store);
         return 0;
       });
+      if (ret == 0 && !started_) {
+        ret = write_records();
+      }
+      if (ret == 0 && !collected) {
+        collect_postings();
+        collected = true;
+      }
       if (ret == 0) {
-        ret = try_portion();
+        ret = write_postings();
       }
     } while (ret == WRITES_LOST);
     return ret;
-  }
-
-  int try_portion() {
-    int ret = started_ ? 0 : write_records();
-    if (ret == 0) {
-      ret = post_tokens();
-    }
-    return ret == 0 ? flush() : ret;
   }
 
   // Another try draws another id: the first one may be somebody else's by now.
@@ -335,33 +253,33 @@ class ArticleWriter {
     return ret != 0 ? ret : put_article_records(t_, metadata_, article_, text_record_, id_);
   }
 
-  int post_tokens() {
-    const char* token = nullptr;
-    int length = 0;
-    for (size_t i = 0; i < PORTION_TOKENS; ++i) {
-      source_status_ = tokens_->next(&token, &length);
+  // The token source and the lemmatizer are the host's, and run unbound.
+  void collect_postings() {
+    while (!postings_.is_full()) {
+      const char* token = nullptr;
+      int length = 0;
+      source_status_ = tokens_.next_token(tokens_.state, &token, &length);
       if (source_status_ != ARTICLEDB_TOKEN_OK) {
-        return 0;
+        return;
       }
-      const int ret = post_token(token, length);
-      if (ret != 0) {
-        return ret;
+      ++tokens_read_;
+      const std::unique_ptr<GList, StringListFreer> lemmas(
+          lemmatizer_.lemmatize(lemmatizer_.state, token, length));
+      try {
+        postings_.add_token(token, length, lemmas.get());
+      } catch (const std::exception&) {
+        source_status_ = -1;
+        return;
       }
     }
-    return 0;
   }
 
-  // The token source and the lemmatizer are the host's, and run unbound.
-  int post_token(const char* token, int length) {
-    const std::unique_ptr<GList, StringListFreer> lemmas(
-        lemmatizer_.lemmatize(lemmatizer_.state, token, length));
+  int write_postings() {
     const Binding binding(t_->store, generation_);
-    const int ret = post_form(t_, id_, token, length, &trigrams_);
-    return ret != 0 ? ret : post_lemmas(t_, lemmas.get(), token, length);
-  }
-
-  int flush() {
-    const Binding binding(t_->store, generation_);
+    const int ret = postings_.write(t_, id_);
+    if (ret != 0) {
+      return ret;
+    }
     DB_ENV* const* env = &t_->store->env;
     return run_in_gate(t_->store, [env] { return (*env)->log_flush(*env, nullptr); });
   }
@@ -370,13 +288,14 @@ class ArticleWriter {
   GHashTable* const metadata_;
   const Article& article_;
   const TextRecord& text_record_;
-  TokenTape* const tokens_;
+  const TokenSource& tokens_;
   const Lemmatizer& lemmatizer_;
-  TrigramBuilder trigrams_;
+  Postings postings_;
   guint64 generation_ = 0;  // of the environment that the portion is written to
   guint64 id_ = 0;
   bool started_ = false;
   int source_status_ = ARTICLEDB_TOKEN_OK;
+  guint32 tokens_read_ = 0;
 };
 
 // Bounds what recovery has to replay, and the log. The article is safe in the log
@@ -409,17 +328,24 @@ int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextToken
   if (ret != 0) {
     return ret;
   }
-  TokenTape tokens(next_token, tokenizer);
+  if (db->known_pairs == nullptr) {
+    db->known_pairs = new (std::nothrow) ArticledbKnownPairs;
+    if (db->known_pairs == nullptr) {
+      return -1;
+    }
+  }
+  const TokenSource tokens = {next_token, tokenizer};
   const Lemmatizer lemmas = {lemmatize, lemmatizer};
+  ArticleWriter writer(t, metadata, article, text_record, tokens, lemmas);
   bool exhausted = false;
-  ret = ArticleWriter(t, metadata, article, text_record, &tokens, lemmas).write(&exhausted);
-  db->processed_tokens += tokens.tokens_read();
+  ret = writer.write(&exhausted);
+  db->processed_tokens += writer.tokens_read();
   if (!exhausted) {
     return ret;
   }
 
   ++db->indexed_articles;
-  db->indexed_tokens += tokens.tokens_read();
+  db->indexed_tokens += writer.tokens_read();
   db->indexed_text_bytes += article.txt.length;
   ret = articledb_transaction_commit(transaction.release());
   checkpoint_now_and_then(db);
