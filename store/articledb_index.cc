@@ -298,8 +298,8 @@ class ArticleWriter {
   guint32 tokens_read_ = 0;
 };
 
-// Bounds what recovery has to replay, and the log. The article is safe in the log
-// already, so a checkpoint that fails is only made later.
+// Bounds what recovery has to replay, and the room that the log takes on a small disk. The
+// article is safe in the log already, so a checkpoint that fails is only made later.
 void checkpoint_now_and_then(ArticledbDb* db) {
   constexpr guint32 CHECKPOINT_KIB = 8192;
   run_in_gate(db, [db] { return environment_checkpoint(db->env, CHECKPOINT_KIB); });

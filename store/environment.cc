@@ -296,6 +296,11 @@ int make_database(ArticledbDb* db, const DatabaseSpec& spec, int* step) {
     ++*step;
     ret = handle->set_dup_compare(handle, guint64_dbt_cmp);
   }
+  // The pages of the forms are met again soon, those of the trigrams are not. Pages that
+  // leave the cache while their article is being written cost a flush of the log.
+  if (ret == 0 && spec.field == &ArticledbDb::formdb) {
+    ret = handle->set_priority(handle, DB_PRIORITY_VERY_HIGH);
+  }
   if (ret != 0) {
     return ret;
   }

@@ -173,6 +173,7 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
   for (size_t i = 0; i < tokens.size(); ++i) {
     const std::string& form = tokens[i];
     ASSERT_THAT(formIds(form), testing::Contains(id)) << form;
+    ASSERT_THAT(dups(lookup(articledb_db_lookup_lemma, form)), testing::ElementsAre(form));
     if (i >= 2) {
       const std::string trigram = tokens[i - 2] + '\0' + tokens[i - 1] + '\0' + form + '\0';
       ArticledbCursor* cursor = lookup(articledb_db_lookup_trigram, trigram);
@@ -181,6 +182,19 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
   }
   close();
   verify();
+}
+
+// What never got to the disk is not remembered as being there.
+TEST_F(GateTest, PairsOfAnArticleThatFailedAreWrittenAgain) {
+  ASSERT_EQ(index("a", {"etxe"}), 0);
+  db->env->log_flush = [](DB_ENV*, const DB_LSN*) { return EIO; };
+  EXPECT_EQ(index("b", {"etxe", "zuri"}), EIO);
+  neighbourDiesUnderTheGate();
+  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), testing::ElementsAre("etxe"));
+  EXPECT_EQ(index("c", {"etxe", "zuri"}), 0);
+  for (const char* form : {"etxe", "zuri"}) {
+    EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, form)), testing::ElementsAre(form));
+  }
 }
 
 TEST_F(GateTest, ARecoveryThatIsKilledIsMadeByTheNextOne) {

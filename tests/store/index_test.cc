@@ -1,11 +1,14 @@
 // Indexing of articles.
+#include <map>
 #include <optional>
+#include <set>
 
 #include "store_fixture.h"
 
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
@@ -120,6 +123,99 @@ TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {
   EXPECT_THAT(lemmas, testing::UnorderedElementsAre("bat", "bi"));
   EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "bi")), ElementsAre("hitza", "hitzak"));
   EXPECT_EQ(formIds("ezezaguna"), Ids{1});
+}
+
+// Tokens over several portions, with words that come back in each of them, one that is
+// too long for a group of writes and one that is empty.
+TEST_F(IndexTest, LongArticleRepeatsItself) {
+  Strings tokens = {"", std::string(3000, 'w')};
+  while (tokens.size() < 10000) {
+    tokens.push_back("h" + std::to_string(tokens.size() % 1700));
+  }
+  for (guint64 id = 1; id <= 2; ++id) {
+    ASSERT_EQ(index("u" + std::to_string(id), tokens), 0);
+  }
+  std::map<std::string, std::set<std::string>> expected;
+  for (size_t i = 0; i < tokens.size(); ++i) {
+    expected["forms"].insert(tokens[i]);
+    if (i >= 4) {
+      expected["trigrams"].insert(tokens[i - 2] + '\0' + tokens[i - 1] + '\0' + tokens[i] + '\0');
+    }
+  }
+  for (const std::string& form : expected["forms"]) {
+    EXPECT_EQ(formIds(form), (Ids{1, 2})) << form;
+    EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, form)), ElementsAre(form));
+  }
+  EXPECT_THAT(keys(whole(articledb_db_get_trigrams)), ElementsAreArray(expected["trigrams"]));
+  for (const std::string& trigram : expected["trigrams"]) {
+    ASSERT_EQ(ids(lookup(articledb_db_lookup_trigram, trigram)), (Ids{1, 2})) << trigram;
+  }
+  close();
+  verify();
+}
+
+// Puts that fail: all that carry several pairs, and those of a chosen key.
+struct FailingPuts {
+  static inline int (*real)(DB*, DB_TXN*, DBT*, DBT*, guint32);
+  static inline std::string key;
+  static inline int groups;
+
+  static int put(DB* database, DB_TXN* txn, DBT* key_item, DBT* data, guint32 flags) {
+    if ((flags & DB_MULTIPLE_KEY) != 0) {
+      ++groups;
+      // It is made, so that its undoing has something to undo.
+      EXPECT_EQ(real(database, txn, key_item, data, flags), 0);
+      return EIO;
+    }
+    const std::string_view string(static_cast<const char*>(key_item->data), key_item->size);
+    return string == key ? EFBIG : real(database, txn, key_item, data, flags);
+  }
+};
+
+TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
+  const Strings tokens = {"zazpi", "sei", "bost", "sei", "lau", "hiru"};
+  const auto fail_puts = [this](DB* database, const std::string& key) {
+    FailingPuts::real = database->put;
+    FailingPuts::key = key;
+    FailingPuts::groups = 0;
+    database->put = FailingPuts::put;
+    testing::internal::CaptureStderr();
+  };
+  fail_puts(db->formdb, "lau");
+  EXPECT_EQ(index("a", tokens), EFBIG);
+  EXPECT_EQ(FailingPuts::groups, 1);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::HasSubstr("Errorea articledb_transaction_put_with_string_guint64: lau"));
+  EXPECT_EQ(text(1), "testua");
+  EXPECT_EQ(formIds("bost"), Ids{1});
+  EXPECT_THAT(formIds("hiru"), IsEmpty());
+  reopen();
+  fail_puts(db->trigramdb, std::string("sei\0bost\0sei\0", 13));
+  EXPECT_EQ(index("b", tokens), EFBIG);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(ids(lookup(articledb_db_lookup_trigram, std::string("zazpi\0sei\0bost\0", 15))),
+            (Ids{1, 2}));
+  EXPECT_THAT(formIds("hiru"), IsEmpty());
+  reopen();
+  // A group alone may fail.
+  fail_puts(db->formdb, "");
+  EXPECT_EQ(index("c", tokens), 0);
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(formIds("hiru"), Ids{3});
+  EXPECT_EQ(formIds("zazpi"), (Ids{1, 2, 3}));
+  close();
+  verify();
+}
+
+TEST_F(IndexTest, PairsThatAreOnDiskAreNotWrittenAgain) {
+  ASSERT_EQ(index("a", {"etxe", "zuri"}), 0);
+  // Whoever puts one of them fails.
+  FailingPuts::real = db->lemmadb->put;
+  FailingPuts::key = "etxe";
+  db->lemmadb->put = FailingPuts::put;
+  EXPECT_EQ(index("b", {"etxe", "gorri"}), 0);
+  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)),
+              testing::UnorderedElementsAre("etxe", "zuri", "gorri"));
 }
 
 }  // namespace
