@@ -3,6 +3,7 @@
 #define FENRA_CLI_HANDLES_H
 
 #include <fenra/articledb.h>
+#include <fenra/articledb_bulk.h>
 #include <fenra/articledb_generator.h>
 #include <fenra/articledb_lemmatizer.h>
 #include <fenra/articledb_util.h>
@@ -24,6 +25,8 @@ struct Releaser {
 };
 
 using Store = std::unique_ptr<ArticledbDb, Releaser<articledb_db_close>>;
+using Bulk = std::unique_ptr<ArticledbBulk, Releaser<articledb_bulk_free>>;
+using BulkArticle = std::unique_ptr<ArticledbBulkArticle, Releaser<articledb_bulk_article_free>>;
 using Transaction = std::unique_ptr<ArticledbTransaction, Releaser<articledb_transaction_abort>>;
 using Stream = std::unique_ptr<OstrenGenerator, Releaser<ostren_generator_free>>;
 using Tokenizer = std::unique_ptr<ArticledbUtf8Tokenizer, Releaser<articledb_utf8_tokenizer_free>>;

@@ -90,6 +90,12 @@ void Progress::refused(const std::string& name, const std::string& reason) {
   advance();
 }
 
+void Progress::working(const std::string& name, uint64_t done, uint64_t total) {
+  line_.show([&](int) {
+    return name + ": " + std::to_string(total == 0 ? 100 : done * 100 / total) + " %";
+  });
+}
+
 void Progress::note(const std::string& text) {
   clear();
   complain(text);

@@ -66,7 +66,11 @@ class StatusLine {
 class Progress {
  public:
   // Inputs to work on; until it is set there is no bar.
-  void set_total(uint64_t total) { total_ = total; }
+  void set_total(uint64_t total) {
+    total_ = total;
+    started_ = true;
+  }
+  bool started() const { return started_; }
 
   void indexed(uint64_t bytes);
   void skipped() { ++counts_.skipped; }
@@ -74,6 +78,10 @@ class Progress {
   void passed_over() { advance(); }
   // Reports the input on standard error, with the reason.
   void refused(const std::string& name, const std::string& reason);
+  // What has been indexed so far is not stored after all.
+  void nothing_stored() { counts_.indexed = counts_.bytes = 0; }
+  // Work of another kind, in place of the bar.
+  void working(const std::string& name, uint64_t done, uint64_t total);
   // A line on standard error.
   void note(const std::string& text);
 
@@ -90,6 +98,7 @@ class Progress {
 
   StatusLine line_;
   const Stopwatch watch_;
+  bool started_ = false;
   uint64_t total_ = 0;
   uint64_t done_ = 0;
   Counts counts_;

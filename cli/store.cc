@@ -65,15 +65,6 @@ Store make_store(const std::string& path) {
   return open_with(articledb_db_create, path, "cannot make the store");
 }
 
-// An instance notes the lexicon that the index is made with.
-void note_lexicon(const std::string& path) {
-  const std::unique_ptr<ostren::fenra::Fenra> instance(
-      ostren::fenra::Fenra::createInstance(path.c_str()));
-  if (instance->error() != ostren::fenra::FENRA_NO_ERROR) {
-    throw Failure("cannot open the store '" + path + "' with the lexicon");
-  }
-}
-
 [[noreturn]] void fail_record(uint64_t id, const std::string& reason) {
   throw Failure("the text of article " + std::to_string(id) + " " + reason);
 }
@@ -106,6 +97,15 @@ void require_store(const std::string& path) {
     throw Failure("'" + path + "' is not a store: it is not a directory" + remedy);
   }
   throw Failure("'" + path + "' is not a store: it has no file " + kDatabaseFile + remedy);
+}
+
+// An instance does that.
+void note_lexicon(const std::string& path) {
+  const std::unique_ptr<ostren::fenra::Fenra> instance(
+      ostren::fenra::Fenra::createInstance(path.c_str()));
+  if (instance->error() != ostren::fenra::FENRA_NO_ERROR) {
+    throw Failure("cannot open the store '" + path + "' with the lexicon");
+  }
 }
 
 Store open_store(const std::string& path) {

@@ -31,6 +31,9 @@ Store open_store(const std::string& path);
 // directory.
 Store open_or_make_store(const std::string& path);
 
+// Has the lexicon that the index was made with noted in the store. Throws Failure.
+void note_lexicon(const std::string& path);
+
 // Closes the store; throws Failure when that fails.
 void close_store(Store store);
 

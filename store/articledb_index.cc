@@ -1,30 +1,35 @@
 // Indexing of one article.
 #include <glib.h>
-#include <zlib.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <new>
 #include <vector>
 
+#include "store/article.h"
 #include "store/articledb.h"
 #include "store/database.h"
 #include "store/environment.h"
 #include "store/gate.h"
 #include "store/postings.h"
 
+using ostren::fenra::store::Article;
+using ostren::fenra::store::article_read;
 using ostren::fenra::store::Binding;
+using ostren::fenra::store::build_text_record;
 using ostren::fenra::store::DatabaseField;
 using ostren::fenra::store::delete_records;
 using ostren::fenra::store::environment_checkpoint;
 using ostren::fenra::store::gate_generation;
+using ostren::fenra::store::GlibReleaser;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::input_item;
 using ostren::fenra::store::output_item;
 using ostren::fenra::store::Postings;
 using ostren::fenra::store::run_in_gate;
+using ostren::fenra::store::Text;
+using ostren::fenra::store::TextRecord;
 using ostren::fenra::store::WRITES_LOST;
 
 namespace {
@@ -32,71 +37,9 @@ namespace {
 struct TransactionAborter {
   void operator()(ArticledbTransaction* t) const { articledb_transaction_abort(t); }
 };
-struct GFreer {
-  void operator()(void* p) const { g_free(p); }
-};
 struct StringListFreer {
   void operator()(GList* list) const { articledb_string_list_free(list); }
 };
-
-// A string of the metadata with its length.
-struct Text {
-  const char* bytes = nullptr;
-  guint32 length = 0;
-};
-
-struct Article {
-  Text source;
-  Text url;
-  Text date;
-  Text lang;
-  Text txt;
-  guint32 raw_length = 0;
-
-  bool complete() const {
-    return source.bytes != nullptr && url.bytes != nullptr && date.bytes != nullptr &&
-           lang.bytes != nullptr && txt.bytes != nullptr && raw_length != 0;
-  }
-};
-
-Text lookup_text(GHashTable* metadata, const char* key) {
-  Text text;
-  text.bytes = static_cast<const char*>(g_hash_table_lookup(metadata, key));
-  text.length = text.bytes == nullptr ? 0 : static_cast<guint32>(strlen(text.bytes));
-  return text;
-}
-
-Article read_metadata(GHashTable* metadata) {
-  Article article;
-  article.source = lookup_text(metadata, "source");
-  article.url = lookup_text(metadata, "_url");
-  article.date = lookup_text(metadata, "date");
-  article.lang = lookup_text(metadata, "lang");
-  article.txt = lookup_text(metadata, "_txt");
-  article.raw_length = GPOINTER_TO_UINT(g_hash_table_lookup(metadata, "_length"));
-  return article;
-}
-
-struct TextRecord {
-  std::unique_ptr<char, GFreer> bytes;
-  guint32 length = 0;
-};
-
-// On disk: the text's length, 4 bytes in the machine's order, and its zlib
-// stream. Returns 0, -1 when memory is short, or zlib's code.
-int build_text_record(const Text& text, TextRecord* record) {
-  uLongf compressed = compressBound(text.length);
-  record->bytes.reset(static_cast<char*>(g_try_malloc(sizeof text.length + compressed)));
-  char* bytes = record->bytes.get();
-  if (bytes == nullptr) {
-    return -1;
-  }
-  memcpy(bytes, &text.length, sizeof text.length);
-  const int ret = compress(reinterpret_cast<Bytef*>(bytes + sizeof text.length), &compressed,
-                           reinterpret_cast<const Bytef*>(text.bytes), text.length);
-  record->length = static_cast<guint32>(sizeof text.length + compressed);
-  return ret;
-}
 
 // ---- replacing earlier articles ----
 
@@ -158,7 +101,7 @@ int put_article_records(ArticledbTransaction* t, GHashTable* metadata, const Art
   if (ret != 0) {
     return ret;
   }
-  const std::unique_ptr<char, GFreer> url_record(
+  const std::unique_ptr<char, GlibReleaser> url_record(
       articledb_pack_url_with_metadata(article.url.bytes, metadata));
   ret = articledb_transaction_put_url(t, url_record.get(),
                                       static_cast<guint32>(strlen(url_record.get())), id);
@@ -166,8 +109,7 @@ int put_article_records(ArticledbTransaction* t, GHashTable* metadata, const Art
     ret = articledb_transaction_put_source(t, article.source.bytes, article.source.length, id);
   }
   if (ret == 0) {
-    const auto date = static_cast<guint32>(strtol(article.date.bytes, nullptr, 10));
-    ret = articledb_transaction_put_date(t, date, id);
+    ret = articledb_transaction_put_date(t, article.date_number(), id);
   }
   if (ret == 0) {
     ret = articledb_transaction_put_txt(t, id, text_record.bytes.get(), text_record.length);
@@ -317,7 +259,7 @@ int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextToken
     return -1;
   }
   articledb_transaction_begin(t, db);
-  const Article article = read_metadata(metadata);
+  const Article article = article_read(metadata);
   db->submitted_length += article.raw_length;
   if (!article.complete()) {
     return STATUS_MISSING_METADATA;

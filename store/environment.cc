@@ -1,4 +1,3 @@
-#undef NDEBUG
 #include "store/environment.h"
 
 #include <fcntl.h>
@@ -7,7 +6,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -15,58 +13,12 @@
 
 #include "store/database.h"
 #include "store/db_config.h"
+#include "store/schema.h"
 
 namespace ostren {
 namespace fenra {
 namespace store {
 namespace {
-
-// ---- schema ----
-
-// On disk: the file of the nine databases.
-constexpr char DATABASE_FILE[] = "fenra.index";
-
-// On disk. The library's default follows the file system's block; with small
-// pages the environment runs out of mutexes.
-constexpr guint32 PAGE_BYTES = 4096;
-
-// How the data items under one key are kept.
-enum class Duplicates { NONE, BYTEWISE, NUMERIC };
-
-struct DatabaseSpec {
-  DB* ArticledbDb::*field;
-  const char* name;  // on disk
-  DBTYPE type;
-  Duplicates duplicates;
-  // Number in messages of the first step, the making of the handle. The steps that
-  // the database needs after it count on from there: page size, duplicates,
-  // comparison, opening.
-  int step;
-};
-
-// In the order of making them.
-constexpr DatabaseSpec DATABASES[] = {
-    {&ArticledbDb::urldb, "urldb", DB_HASH, Duplicates::NONE, 101},
-    {&ArticledbDb::urlidx, "urlidx", DB_HASH, Duplicates::BYTEWISE, 106},
-    {&ArticledbDb::datedb, "datedb", DB_HASH, Duplicates::NUMERIC, 113},
-    {&ArticledbDb::sourcedb, "sourcedb", DB_HASH, Duplicates::NUMERIC, 120},
-    {&ArticledbDb::txtdb, "txtdb", DB_HASH, Duplicates::BYTEWISE, 127},
-    {&ArticledbDb::lemmadb, "lemmadb", DB_HASH, Duplicates::BYTEWISE, 133},
-    {&ArticledbDb::formdb, "formdb", DB_HASH, Duplicates::NUMERIC, 139},
-    {&ArticledbDb::trigramdb, "trigramdb", DB_BTREE, Duplicates::NUMERIC, 146},
-    {&ArticledbDb::iddb, "iddb", DB_HASH, Duplicates::NONE, 153},
-};
-
-// The duplicate order of ids: ascending numbers.
-int guint64_dbt_cmp(DB*, const DBT* dbta, const DBT* dbtb) {
-  assert(dbta->size == sizeof(guint64));
-  assert(dbtb->size == sizeof(guint64));
-  guint64 a;
-  guint64 b;
-  memcpy(&a, dbta->data, sizeof a);
-  memcpy(&b, dbtb->data, sizeof b);
-  return a < b ? -1 : a > b ? 1 : 0;
-}
 
 // ---- making ----
 
@@ -286,16 +238,7 @@ int make_database(ArticledbDb* db, const DatabaseSpec& spec, int* step) {
     return ret;
   }
   DB* handle = *field;
-  ++*step;
-  ret = handle->set_pagesize(handle, PAGE_BYTES);
-  if (ret == 0 && spec.duplicates != Duplicates::NONE) {
-    ++*step;
-    ret = handle->set_flags(handle, DB_DUPSORT);
-  }
-  if (ret == 0 && spec.duplicates == Duplicates::NUMERIC) {
-    ++*step;
-    ret = handle->set_dup_compare(handle, guint64_dbt_cmp);
-  }
+  ret = schema_configure(handle, spec, step);
   // The pages of the forms are met again soon, those of the trigrams are not. Pages that
   // leave the cache while their article is being written cost a flush of the log.
   if (ret == 0 && spec.field == &ArticledbDb::formdb) {

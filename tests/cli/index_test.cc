@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -224,6 +225,85 @@ TEST_F(IndexTest, DrawsTheBarOnATerminalAndTakesItAway) {
   // The refusal stands on a line of its own: the bar was removed before it.
   EXPECT_THAT(result.err, HasSubstr("\r\033[Kfenra: refused: "));
   EXPECT_THAT(result.err, Not(HasSubstr("left\n")));
+}
+
+// Everything but the file's own layout.
+std::string outcome(const Result& result) {
+  return std::to_string(result.status) + result.out.substr(0, result.out.find("seconds")) +
+         result.err;
+}
+
+TEST_F(IndexTest, BuildsTheSameStoreInBulk) {
+  std::string list;
+  for (int i = 0; i < 60; ++i) {
+    const std::string name = std::to_string(i);
+    const bool html = i % 3 == 0;
+    const std::string text = "etxea mendian " + std::string(1, static_cast<char>('a' + i % 26));
+    const std::string path = scratch_.write(name, i % 10 == 4 ? ""
+                                                  : html      ? html_page("Orria", text)
+                                                              : text);
+    list += "u:" + std::to_string(i % 45) + (html ? "\ttext/html\t" : "\ttext/plain\t") + path +
+            "\t2026010" + std::to_string(i % 5) + "\n";
+  }
+  list += "u|\ttext/plain\t" + scratch_.path("0") + "\nu:9\ttext/plain\tnone\n";
+  const std::string bulk = scratch_.path("bulk");
+  const Result one_by_one = fenra({"index", store(), "--list", "-"}, list);
+  EXPECT_EQ(3, one_by_one.status);
+  EXPECT_EQ(outcome(one_by_one), outcome(fenra({"index", "--bulk", bulk, "--list", "-"}, list)));
+  for (const Arguments& question :
+       {Arguments{"search", "", "etxe"}, Arguments{"lookup", "", "--date", "20260103"},
+        Arguments{"lookup", "", "--form", "mendian"}, Arguments{"show", "", "u:3"}}) {
+    const auto ask = [&question](const std::string& path) {
+      Arguments arguments = question;
+      arguments[1] = path;
+      return fenra(arguments).out;
+    };
+    EXPECT_EQ(ask(store()), ask(bulk)) << question.front();
+    EXPECT_THAT(ask(bulk), HasSubstr("u:3"));
+  }
+  EXPECT_THAT(ScratchDirectory::listing(bulk), testing::Contains("fenra.lexicon"));
+  const Result check = fenra({"verify", bulk, "--deep"});
+  EXPECT_THAT(check.out, HasSubstr("problems 0, leftovers 0")) << check.out;
+}
+
+TEST_F(IndexTest, BuildsInBulkWhereNothingIs) {
+  const std::string page = scratch_.write("full/a.txt", "mendia");
+  ASSERT_EQ(0, fenra({"index", store(), page}).status);
+  Result result = fenra({"index", "--bulk", store(), page});
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(result.err, HasSubstr("it is a store already; name a new or an empty directory"));
+  EXPECT_EQ("", result.out);
+
+  result = fenra({"index", "--bulk", scratch_.path("full"), page});
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(result.err, HasSubstr("there is something that is not a store; name a new"));
+  EXPECT_THAT(ScratchDirectory::listing(scratch_.path("full")), ElementsAre("a.txt"));
+}
+
+// The next build clears away what one that was killed has left.
+TEST_F(IndexTest, LeavesNothingOfABulkThatIsCutShort) {
+  std::string list;
+  for (int i = 0; i < 20000; ++i) {
+    list += "u:" + std::to_string(i) + "\ttext/plain\t" + scratch_.path("a.txt") + "\n";
+  }
+  scratch_.write("a.txt", "mendia");
+  const std::string file = scratch_.write("list", list);
+  for (const int signal : {SIGINT, SIGKILL}) {
+    const Result result = fenra_signalled(
+        {"index", "--bulk", store(), "--list", file}, signal,
+        [this] { return access(scratch_.path("store.fenra-build").c_str(), F_OK); });
+    if (signal == SIGKILL) {
+      EXPECT_EQ(1000 + SIGKILL, result.status);
+    } else {
+      EXPECT_EQ(130, result.status);
+      EXPECT_THAT(result.out, StartsWith("indexed 0, refused 0, "));
+      EXPECT_THAT(result.err, HasSubstr("interrupted: nothing is stored"));
+      EXPECT_EQ(-1, access(scratch_.path("store.fenra-build").c_str(), F_OK));
+    }
+    EXPECT_EQ(-1, access(store().c_str(), F_OK));
+  }
+  EXPECT_EQ(0, fenra({"index", "--bulk", store(), scratch_.path("a.txt")}).status);
+  EXPECT_EQ(-1, access(scratch_.path("store.fenra-build").c_str(), F_OK));
 }
 
 struct Line {

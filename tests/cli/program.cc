@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,6 +110,25 @@ Result fenra_on_terminal(const Arguments& arguments, unsigned short columns) {
   close(terminal);
   result.status = wait_for(child);
   result.out = content_of(out.get());
+  return result;
+}
+
+Result fenra_signalled(const Arguments& arguments, int signal, const std::function<int()>& ready) {
+  const File in = temporary_file();
+  const File out = temporary_file();
+  const File err = temporary_file();
+  const pid_t child = start(arguments, fileno(in.get()), fileno(out.get()), fileno(err.get()));
+  int ended = 0;
+  while (ready() != 0 && (ended = waitid(P_PID, static_cast<id_t>(child), nullptr,
+                                         WEXITED | WNOHANG | WNOWAIT)) == 0) {
+    usleep(1000);
+  }
+  EXPECT_EQ(0, ended);
+  kill(child, signal);
+  Result result;
+  result.status = wait_for(child);
+  result.out = content_of(out.get());
+  result.err = content_of(err.get());
   return result;
 }
 

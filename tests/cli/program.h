@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ bool terminals_exist();
 // Runs it with standard error on a pseudo-terminal of `columns` columns; what was
 // shown there is in `err`.
 Result fenra_on_terminal(const Arguments& arguments, unsigned short columns);
+
+// Runs it and sends it the signal as soon as `ready` gives 0.
+Result fenra_signalled(const Arguments& arguments, int signal, const std::function<int()>& ready);
 
 // Runs it with standard output on the file or device `path`.
 Result fenra_to(const std::string& path, const Arguments& arguments);

@@ -1,0 +1,140 @@
+#include "cli/bulk_build.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include "cli/failure.h"
+#include "cli/input_article.h"
+#include "cli/lemma_cache.h"
+#include "cli/ordered_pool.h"
+#include "cli/stop.h"
+#include "cli/store.h"
+
+namespace cli {
+namespace {
+
+// Prepared articles that wait for their turn, for each worker.
+constexpr size_t kWaitingPerWorker = 8;
+
+// An input as a worker leaves it: prepared, or refused.
+struct Outcome {
+  BulkArticle article;  // null when refused
+  uint64_t bytes = 0;
+  std::string refusal;
+};
+
+class Worker {
+ public:
+  Worker(const std::vector<Input>& inputs, LemmaCache* lemmas)
+      : inputs_(&inputs), lemmatizer_(std::make_unique<CachedLemmatizer>(lemmas)) {}
+
+  Outcome operator()(size_t item) const {
+    const Input& input = (*inputs_)[item];
+    Outcome outcome;
+    try {
+      const InputArticle article(input);
+      outcome.article = prepare(article);
+      outcome.bytes = article.bytes();
+    } catch (const Refused& refused) {
+      outcome.refusal = refused.reason;
+    }
+    return outcome;
+  }
+
+ private:
+  BulkArticle prepare(const InputArticle& article) const {
+    ArticledbBulkArticle* prepared = nullptr;
+    const int status = articledb_bulk_prepare(
+        article.metadata(), articledb_utf8_tokenizer_next_token, article.tokenizer(),
+        CachedLemmatizer::first_lemma, lemmatizer_.get(), &prepared);
+    BulkArticle owner(prepared);
+    if (status != 0) {
+      throw Failure("cannot read " + article.input().path + ": " + status_text(status));
+    }
+    return owner;
+  }
+
+  const std::vector<Input>* inputs_;
+  std::unique_ptr<CachedLemmatizer> lemmatizer_;
+};
+
+// The patterns of the conversions are compiled by the first one in the process.
+void compile_patterns() {
+  char text[16];
+  int capacity = sizeof(text);
+  articledb_html_to_txt("", 0, text, &capacity);
+  const Tokenizer tokenizer(articledb_utf8_tokenizer_new("", 0));
+}
+
+std::string reason_not_to_build(const std::string& path, int status) {
+  switch (status) {
+    case EEXIST:
+      return has_database(path) ? "it is a store already; name a new or an empty directory, or "
+                                  "leave out --bulk to add to it"
+                                : "there is something that is not a store; name a new or an empty "
+                                  "directory";
+    case EBUSY:
+      return "somebody else is building it";
+    default:
+      return status_text(status);
+  }
+}
+
+int show_progress(void* progress, guint64 done, guint64 total) {
+  static_cast<Progress*>(progress)->working("writing the store", done, total);
+  return stop_requested() ? 1 : 0;
+}
+
+}  // namespace
+
+BulkBuild::BulkBuild(const std::string& store) : path_(store) {
+  ArticledbBulk* bulk = nullptr;
+  const int status = articledb_bulk_new(&bulk, store.c_str(), 0);
+  bulk_.reset(bulk);
+  if (status != 0) {
+    throw Failure("cannot make a store of '" + store + "': " + reason_not_to_build(store, status));
+  }
+}
+
+void BulkBuild::add_all(const std::vector<Input>& inputs, Progress& progress) {
+  compile_patterns();
+  LemmaCache lemmas;
+  std::vector<Worker> workers;
+  for (unsigned i = worker_count(); i > 0; --i) {
+    workers.emplace_back(inputs, &lemmas);
+  }
+  OrderedPool<Outcome> pool(inputs.size(), workers.size() * kWaitingPerWorker, workers);
+  for (size_t i = 0; i < inputs.size() && !stop_requested(); ++i) {
+    Outcome outcome = pool.next();
+    if (outcome.article == nullptr) {
+      progress.refused(inputs[i].path, outcome.refusal);
+      continue;
+    }
+    const int status = articledb_bulk_add(bulk_.get(), outcome.article.release(), nullptr);
+    if (status != 0) {
+      throw Failure("the store failed at " + inputs[i].path + ": " + status_text(status));
+    }
+    progress.indexed(outcome.bytes);
+  }
+}
+
+void BulkBuild::finish(Progress& progress) {
+  const int status =
+      stop_requested() ? ECANCELED : articledb_bulk_finish(bulk_.get(), show_progress, &progress);
+  bulk_.reset();
+  if (status != 0) {
+    progress.nothing_stored();
+  }
+  if (status == ECANCELED) {
+    progress.note("interrupted: nothing is stored");
+    return;
+  }
+  if (status != 0) {
+    throw Failure("the store cannot be written: " + status_text(status));
+  }
+  note_lexicon(path_);
+}
+
+}  // namespace cli

@@ -1,0 +1,39 @@
+// One input of `index`, read and converted.
+#ifndef FENRA_CLI_INPUT_ARTICLE_H
+#define FENRA_CLI_INPUT_ARTICLE_H
+
+#include <cstdint>
+#include <string>
+
+#include "cli/handles.h"
+#include "cli/index_inputs.h"
+
+namespace cli {
+
+// An input that is not stored, with the reason. The run goes on.
+struct Refused {
+  std::string reason;
+};
+
+class InputArticle {
+ public:
+  // Reads the file. Borrows `input`. Throws Refused.
+  explicit InputArticle(const Input& input);
+
+  const Input& input() const { return input_; }
+  GHashTable* metadata() const { return metadata_.get(); }
+  // At the first of the tokens.
+  ArticledbUtf8Tokenizer* tokenizer() const { return tokenizer_.get(); }
+  uint64_t bytes() const { return bytes_; }  // of the file
+
+ private:
+  const Input& input_;
+  const Metadata metadata_;
+  GlibText text_;  // outlives the tokenizer, which walks it
+  Tokenizer tokenizer_;
+  uint64_t bytes_ = 0;
+};
+
+}  // namespace cli
+
+#endif  // FENRA_CLI_INPUT_ARTICLE_H

@@ -1,0 +1,101 @@
+#include "store/articledb_bulk.h"
+
+#include <cerrno>
+#include <memory>
+#include <string>
+
+#include "store/article_sorter.h"
+#include "store/build_directory.h"
+#include "store/failed.h"
+#include "store/prepared_article.h"
+#include "store/store_filling.h"
+#include "store/store_writer.h"
+
+using ostren::fenra::store::absolute_path;
+using ostren::fenra::store::ArticleSorter;
+using ostren::fenra::store::BuildDirectory;
+using ostren::fenra::store::cache_bytes;
+using ostren::fenra::store::fill_store;
+using ostren::fenra::store::prepare_article;
+using ostren::fenra::store::PreparedArticle;
+using ostren::fenra::store::require_free;
+using ostren::fenra::store::status_of;
+using ostren::fenra::store::StoreWriter;
+using ostren::fenra::store::WorkMeter;
+
+struct ArticledbBulkArticle {
+  std::unique_ptr<PreparedArticle> prepared;
+};
+
+struct ArticledbBulk {
+  ArticledbBulk(const std::string& target, size_t memory_)
+      : directory(target), memory(memory_), sorter(directory.path(), memory_) {}
+
+  BuildDirectory directory;
+  const size_t memory;
+  ArticleSorter sorter;
+  guint64 last_id = 0;
+  int status = 0;  // of the build so far
+};
+
+int articledb_bulk_new(ArticledbBulk** bulk, const char* path, guint64 memory) {
+  if (path == nullptr) {
+    return EINVAL;
+  }
+  return status_of([&] {
+    const std::string target = absolute_path(path);
+    require_free(target);
+    *bulk = new ArticledbBulk(target, memory == 0 ? ARTICLEDB_BULK_MEMORY : memory);
+  });
+}
+
+int articledb_bulk_prepare(GHashTable* metadata, ArticledbNextTokenFunc next_token, void* tokenizer,
+                           ArticledbLemmatizerFunc lemmatize, void* lemmatizer,
+                           ArticledbBulkArticle** article) {
+  *article = nullptr;
+  int ret = 0;
+  const int failure = status_of([&] {
+    auto made = std::make_unique<ArticledbBulkArticle>();
+    ret =
+        prepare_article(metadata, {next_token, tokenizer, lemmatize, lemmatizer}, &made->prepared);
+    if (made->prepared != nullptr) {
+      *article = made.release();
+    }
+  });
+  return failure != 0 ? failure : ret;
+}
+
+void articledb_bulk_article_free(ArticledbBulkArticle* article) { delete article; }
+
+int articledb_bulk_add(ArticledbBulk* bulk, ArticledbBulkArticle* article, guint64* id) {
+  const std::unique_ptr<ArticledbBulkArticle> taken(article);
+  if (bulk->status == 0) {
+    bulk->status = status_of([&] {
+      bulk->sorter.add(std::move(taken->prepared), bulk->last_id + 1);
+      ++bulk->last_id;
+    });
+  }
+  if (bulk->status == 0 && id != nullptr) {
+    *id = bulk->last_id;
+  }
+  return bulk->status;
+}
+
+int articledb_bulk_finish(ArticledbBulk* bulk, ArticledbBulkProgressFunc progress, void* state) {
+  if (bulk->status != 0) {
+    return bulk->status;
+  }
+  const int ret = status_of([&] {
+    const auto& runs = bulk->sorter.finish();
+    WorkMeter meter(progress, state);
+    StoreWriter writer(bulk->directory.path(), cache_bytes(bulk->memory));
+    fill_store(runs, bulk->last_id, &writer, &meter);
+    writer.finish(bulk->last_id);
+    bulk->directory.become_target();
+  });
+  // There is no second try, nor a second store.
+  bulk->status = ret != 0 ? ret : EEXIST;
+  return ret;
+}
+
+void articledb_bulk_free(ArticledbBulk* bulk) { delete bulk; }

@@ -1,0 +1,196 @@
+#include "store/build_directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "store/failed.h"
+
+namespace ostren {
+namespace fenra {
+namespace store {
+namespace {
+
+std::string parent_of(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The names of the files in an open directory.
+std::vector<std::string> names_in(int directory) {
+  const int fd = require_call(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DIR* const entries = fdopendir(fd);
+  if (entries == nullptr) {
+    close(fd);
+    throw Failed{ENOMEM};
+  }
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(entries)) {
+    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  closedir(entries);
+  return names;
+}
+
+// A store and a build have files only, no directories.
+void remove_files(int directory) {
+  for (const std::string& name : names_in(directory)) {
+    require_call(unlinkat(directory, name.c_str(), 0));
+  }
+}
+
+void sync_file(int directory, const char* name) {
+  const int fd = require_call(openat(directory, name, O_RDONLY | O_CLOEXEC));
+  const int ret = fsync(fd) == 0 ? 0 : errno;
+  close(fd);
+  require(ret);
+}
+
+bool is_same_directory(int fd, const std::string& path) {
+  struct stat open_one = {};
+  struct stat named_one = {};
+  return fstat(fd, &open_one) == 0 && lstat(path.c_str(), &named_one) == 0 &&
+         open_one.st_dev == named_one.st_dev && open_one.st_ino == named_one.st_ino;
+}
+
+}  // namespace
+
+std::string absolute_path(const std::string& path) {
+  std::string stripped = path;
+  while (stripped.size() > 1 && stripped.back() == '/') {
+    stripped.pop_back();
+  }
+  const auto resolve = [](const std::string& name) {
+    char* const resolved = realpath(name.c_str(), nullptr);
+    const int code = errno;
+    std::string result = resolved == nullptr ? "" : resolved;
+    free(resolved);
+    errno = code;
+    return result;
+  };
+  std::string resolved = resolve(stripped);
+  if (!resolved.empty()) {
+    return resolved;
+  }
+  const size_t slash = stripped.rfind('/');
+  const std::string name = slash == std::string::npos ? stripped : stripped.substr(slash + 1);
+  if (errno != ENOENT || name.empty()) {
+    throw Failed{errno};
+  }
+  resolved = resolve(slash == std::string::npos ? "."
+                     : slash == 0               ? "/"
+                                                : stripped.substr(0, slash));
+  if (resolved.empty()) {
+    throw Failed{errno};
+  }
+  return resolved == "/" ? "/" + name : resolved + "/" + name;
+}
+
+void require_free(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd == -1) {
+    require(errno == ENOENT ? 0 : errno == ENOTDIR ? EEXIST : errno);
+    return;
+  }
+  bool empty = false;
+  const int ret = status_of([&] { empty = names_in(fd).empty(); });
+  close(fd);
+  require(ret == 0 && !empty ? EEXIST : ret);
+}
+
+BuildDirectory::BuildDirectory(const std::string& target)
+    : target_(target), path_(target + BUILD_SUFFIX) {
+  try {
+    claim();
+  } catch (...) {
+    if (fd_ != -1) {
+      close(fd_);
+    }
+    throw;
+  }
+}
+
+// A lock tells a build at work from one that is left over.
+void BuildDirectory::claim() {
+  do {
+    if (fd_ != -1) {
+      close(fd_);
+      fd_ = -1;
+    }
+    if (mkdir(path_.c_str(), 0700) != 0 && errno != EEXIST) {
+      throw Failed{errno};
+    }
+    fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd_ == -1 && errno == ENOENT) {
+      continue;
+    }
+    require_call(fd_);
+    if (flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+      throw Failed{errno == EWOULDBLOCK ? EBUSY : errno};
+    }
+    // It may have been removed, or become a store, in between.
+  } while (fd_ == -1 || !is_same_directory(fd_, path_));
+  remove_files(fd_);
+}
+
+BuildDirectory::~BuildDirectory() {
+  if (!moved_) {
+    status_of([this] { remove_files(fd_); });
+    rmdir(path_.c_str());
+  }
+  close(fd_);
+}
+
+void BuildDirectory::become_target() {
+  sync();
+  if (rename(path_.c_str(), target_.c_str()) != 0) {
+    throw Failed{errno == ENOTEMPTY || errno == ENOTDIR ? EEXIST : errno};
+  }
+  moved_ = true;
+  // The same kind of lock keeps openings of the store apart.
+  flock(fd_, LOCK_UN);
+  sync_parent();
+}
+
+void BuildDirectory::replace_target() {
+  sync();
+  require_call(renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE));
+  moved_ = true;
+  sync_parent();
+  // What is left is not the store any more. A failure to remove it is made good by the
+  // next build.
+  const int old = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (old != -1) {
+    status_of([old] { remove_files(old); });
+    close(old);
+    rmdir(path_.c_str());
+  }
+}
+
+void BuildDirectory::sync() const {
+  for (const std::string& name : names_in(fd_)) {
+    sync_file(fd_, name.c_str());
+  }
+  require_call(fsync(fd_));
+}
+
+void BuildDirectory::sync_parent() const {
+  const int fd = require_call(open(parent_of(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const int ret = fsync(fd) == 0 ? 0 : errno;
+  close(fd);
+  require(ret);
+}
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren
