@@ -18,6 +18,7 @@ void add_stats_command(CLI::App& app);
 void add_tune_command(CLI::App& app);
 void add_verify_command(CLI::App& app, ExitStatus& status);
 void add_rebuild_command(CLI::App& app, ExitStatus& status);
+void add_compact_command(CLI::App& app, ExitStatus& status);
 void add_lemma_command(CLI::App& app);
 void add_fst_command(CLI::App& app);
 

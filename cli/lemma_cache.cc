@@ -33,14 +33,19 @@ GList* CachedLemmatizer::first_lemma(void* lemmatizer, const char* form, int len
 }
 
 const std::string& CachedLemmatizer::lemma_of(const char* form, int length) {
-  form_.assign(form, static_cast<size_t>(length));
-  if (!cache_->find(form_, &lemma_)) {
+  const std::string_view bytes(form, static_cast<size_t>(length));
+  Place& place = places_[std::hash<std::string_view>()(bytes) % kPlaces];
+  if (place.form == bytes && length != 0) {
+    return place.lemma;
+  }
+  place.form = bytes;
+  if (!cache_->find(place.form, &place.lemma)) {
     const StringList lemmas(
         articledb_simple_fst_lemmatizer_first_lemma(lemmatizer_.get(), form, length));
-    lemma_ = static_cast<const char*>(lemmas->data);
-    cache_->insert(form_, lemma_);
+    place.lemma = static_cast<const char*>(lemmas->data);
+    cache_->insert(place.form, place.lemma);
   }
-  return lemma_;
+  return place.lemma;
 }
 
 }  // namespace cli

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "cli/handles.h"
 
@@ -48,10 +49,16 @@ class CachedLemmatizer {
  private:
   const std::string& lemma_of(const char* form, int length);
 
+  // The forms that are met most often, without a lock: each has one place where it can be.
+  static constexpr size_t kPlaces = 1 << 14;
+  struct Place {
+    std::string form;
+    std::string lemma;
+  };
+
   LemmaCache* const cache_;
   const Lemmatizer lemmatizer_;
-  std::string form_;
-  std::string lemma_;
+  std::vector<Place> places_ = std::vector<Place>(kPlaces);
 };
 
 }  // namespace cli

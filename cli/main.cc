@@ -55,6 +55,7 @@ ExitStatus run(int argc, char** argv) {
   add_tune_command(app);
   add_verify_command(app, status);
   add_rebuild_command(app, status);
+  add_compact_command(app, status);
   add_lemma_command(app);
   add_fst_command(app);
   try {

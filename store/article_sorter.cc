@@ -235,9 +235,19 @@ void ArticleSorter::write_trigrams(RunFile* run) {
   const Numbers in_order = words_in_byte_order();
   Numbers ranks;
   ranks.assign_zeros(in_order.size());
+  // The words as trigrams have them, side by side.
+  GrowingArray<char> bytes;
+  GrowingArray<size_t> starts;
   for (size_t i = 0; i < in_order.size(); ++i) {
     ranks[in_order[i]] = static_cast<guint32>(i);
+    const std::string_view word = words_[in_order[i]];
+    starts.push_back(bytes.size());
+    if (word.size() < TRIGRAM_BUILDER_WORD_SIZE) {
+      bytes.append(word.data(), word.size());
+      bytes.push_back('\0');
+    }
   }
+  starts.push_back(bytes.size());
   for (Trigram& trigram : trigrams_) {
     for (guint32& word : trigram.words) {
       word = ranks[word];
@@ -253,7 +263,7 @@ void ArticleSorter::write_trigrams(RunFile* run) {
   for (const Trigram* trigram = trigrams_.begin(); trigram != trigrams_.end();) {
     key.clear();
     for (const guint32 rank : trigram->words) {
-      key.append(words_[in_order[rank]]).push_back('\0');
+      key.append(bytes.begin() + starts[rank], starts[size_t{rank} + 1] - starts[rank]);
     }
     ids.clear();
     guint64 before = 0;

@@ -8,6 +8,7 @@
 #include "store/build_directory.h"
 #include "store/failed.h"
 #include "store/prepared_article.h"
+#include "store/store_compaction.h"
 #include "store/store_filling.h"
 #include "store/store_writer.h"
 
@@ -15,6 +16,7 @@ using ostren::fenra::store::absolute_path;
 using ostren::fenra::store::ArticleSorter;
 using ostren::fenra::store::BuildDirectory;
 using ostren::fenra::store::cache_bytes;
+using ostren::fenra::store::compact_store;
 using ostren::fenra::store::fill_store;
 using ostren::fenra::store::prepare_article;
 using ostren::fenra::store::PreparedArticle;
@@ -22,6 +24,12 @@ using ostren::fenra::store::require_free;
 using ostren::fenra::store::status_of;
 using ostren::fenra::store::StoreWriter;
 using ostren::fenra::store::WorkMeter;
+
+namespace {
+
+size_t memory_or_default(guint64 memory) { return memory == 0 ? ARTICLEDB_BULK_MEMORY : memory; }
+
+}  // namespace
 
 struct ArticledbBulkArticle {
   std::unique_ptr<PreparedArticle> prepared;
@@ -45,7 +53,7 @@ int articledb_bulk_new(ArticledbBulk** bulk, const char* path, guint64 memory) {
   return status_of([&] {
     const std::string target = absolute_path(path);
     require_free(target);
-    *bulk = new ArticledbBulk(target, memory == 0 ? ARTICLEDB_BULK_MEMORY : memory);
+    *bulk = new ArticledbBulk(target, memory_or_default(memory));
   });
 }
 
@@ -90,7 +98,7 @@ int articledb_bulk_finish(ArticledbBulk* bulk, ArticledbBulkProgressFunc progres
     WorkMeter meter(progress, state);
     StoreWriter writer(bulk->directory.path(), cache_bytes(bulk->memory));
     fill_store(runs, bulk->last_id, &writer, &meter);
-    writer.finish(bulk->last_id);
+    writer.finish();
     bulk->directory.become_target();
   });
   // There is no second try, nor a second store.
@@ -99,3 +107,14 @@ int articledb_bulk_finish(ArticledbBulk* bulk, ArticledbBulkProgressFunc progres
 }
 
 void articledb_bulk_free(ArticledbBulk* bulk) { delete bulk; }
+
+int articledb_bulk_compact(const char* path, guint64 memory, ArticledbBulkProgressFunc progress,
+                           void* state) {
+  if (path == nullptr) {
+    return EINVAL;
+  }
+  return status_of([&] {
+    WorkMeter meter(progress, state);
+    compact_store(absolute_path(path), cache_bytes(memory_or_default(memory)), &meter);
+  });
+}

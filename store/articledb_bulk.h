@@ -1,4 +1,4 @@
-// Building a store from many articles at once.
+// Building a store from many articles at once, and writing a store anew without gaps.
 //
 // A build gives the store that articledb_db_index would give for the same articles in the
 // same order, with the same contents of all nine databases, many times faster: what is
@@ -83,6 +83,18 @@ FENRA_API int articledb_bulk_finish(ArticledbBulk* bulk, ArticledbBulkProgressFu
 // Releases the build; when it has not been finished, gives up and removes what it has
 // written. Null is allowed.
 FENRA_API void articledb_bulk_free(ArticledbBulk* bulk);
+
+// Writes a store anew, in an order and with a fill of the pages as a build does, and puts
+// it into the place of the old one in one step. Contents, ids and the id counter stay; the
+// log is gone, since nothing is left in it. Room for a second copy of the store is
+// needed beside it for a time, in `path`.fenra-build. `memory` and `progress` as above.
+//
+// While it works nobody else can open the store. EBUSY when somebody has it open; ENOENT
+// when there is none; EINVAL, or ENOSYS, on a file system that cannot exchange two
+// directories. The store is as it was after every failure, and one of the two is there,
+// whole, whenever the process is killed.
+FENRA_API int articledb_bulk_compact(const char* path, guint64 memory,
+                                     ArticledbBulkProgressFunc progress, void* state);
 
 FENRA_END_DECLS
 

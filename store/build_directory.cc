@@ -56,6 +56,14 @@ void sync_file(int directory, const char* name) {
   require(ret);
 }
 
+// Gives an open file mode and owner of another one. Another owner only root can give.
+void adopt(int fd, const struct stat& attributes) {
+  if (fchown(fd, attributes.st_uid, attributes.st_gid) != 0 && errno != EPERM) {
+    throw Failed{errno};
+  }
+  require_call(fchmod(fd, attributes.st_mode & 07777U));
+}
+
 bool is_same_directory(int fd, const std::string& path) {
   struct stat open_one = {};
   struct stat named_one = {};
@@ -163,18 +171,35 @@ void BuildDirectory::become_target() {
 }
 
 void BuildDirectory::replace_target() {
+  struct stat attributes = {};
+  require_call(stat(target_.c_str(), &attributes));
+  adopt(fd_, attributes);
   sync();
   require_call(renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE));
   moved_ = true;
+  flock(fd_, LOCK_UN);
   sync_parent();
-  // What is left is not the store any more. A failure to remove it is made good by the
-  // next build.
+  // What is left is not the store any more, and a failure to remove it no failure: the
+  // next build does it.
   const int old = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   if (old != -1) {
     status_of([old] { remove_files(old); });
     close(old);
     rmdir(path_.c_str());
   }
+}
+
+void BuildDirectory::link_from_target(bool (*wanted)(const std::string& name)) const {
+  const int target = require_call(open(target_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const int ret = status_of([&] {
+    for (const std::string& name : names_in(target)) {
+      if (wanted(name)) {
+        require_call(linkat(target, name.c_str(), fd_, name.c_str(), 0));
+      }
+    }
+  });
+  close(target);
+  require(ret);
 }
 
 void BuildDirectory::sync() const {

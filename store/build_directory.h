@@ -37,7 +37,11 @@ class BuildDirectory {
   // has been written to it. EEXIST for any other target.
   void become_target();
 
-  // Changes places with the target, a directory, and removes that.
+  // Gets the files of the target, a directory, whose names are `wanted`: the same files,
+  // under a second name.
+  void link_from_target(bool (*wanted)(const std::string& name)) const;
+
+  // Changes places with the target, takes over its mode and owner, and removes it.
   void replace_target();
 
  private:

@@ -181,6 +181,14 @@ int db_config_read(const char* directory, DbConfig* config, gchar** text, gsize*
   return ret;
 }
 
+guint32 db_config_fingerprint(const char* directory) {
+  DbConfig config;
+  gchar* complaint = nullptr;
+  db_config_read(directory, &config, nullptr, nullptr, &complaint);
+  g_free(complaint);
+  return config.fingerprint;
+}
+
 }  // namespace store
 }  // namespace fenra
 }  // namespace ostren

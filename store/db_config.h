@@ -40,6 +40,10 @@ int db_config_parse(const char* text, gsize length, DbConfig* config, gchar** co
 int db_config_read(const char* directory, DbConfig* config, gchar** text, gsize* length,
                    gchar** complaint);
 
+// The fingerprint of the file of a directory, whether it is any good or not: that shows
+// when the environment is opened.
+guint32 db_config_fingerprint(const char* directory);
+
 }  // namespace store
 }  // namespace fenra
 }  // namespace ostren

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <glib.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -59,6 +60,17 @@ int become_present(int fd, off_t byte) {
   return fcntl(fd, F_OFD_SETLK, &presence) == 0 ? 0 : errno;
 }
 
+// ESTALE when the path has come to name another directory, as compaction makes it do,
+// while this one's door was shut.
+int still_named(int fd, const char* path) {
+  struct stat entered = {};
+  struct stat named = {};
+  if (fstat(fd, &entered) != 0 || stat(path, &named) != 0) {
+    return errno;
+  }
+  return entered.st_dev == named.st_dev && entered.st_ino == named.st_ino ? 0 : ESTALE;
+}
+
 int look_for_others(int fd, off_t byte, bool* alone) {
   struct flock others = byte_range(F_WRLCK, byte, 1);
   if (fcntl(fd, F_OFD_GETLK, &others) != 0) {
@@ -68,9 +80,7 @@ int look_for_others(int fd, off_t byte, bool* alone) {
   return 0;
 }
 
-}  // namespace
-
-int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* alone) {
+int try_to_enter(const char* path, ArticledbDirectoryLock** lock, bool* alone) {
   const int fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd == -1) {
     return errno;
@@ -85,8 +95,21 @@ int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* 
     ret = become_present(fd, 0);
   }
   if (ret == 0) {
+    ret = still_named(fd, path);
+  }
+  if (ret == 0) {
     *lock = entered.release();
   }
+  return ret;
+}
+
+}  // namespace
+
+int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* alone) {
+  int ret;
+  do {
+    ret = try_to_enter(path, lock, alone);
+  } while (ret == ESTALE);
   return ret;
 }
 

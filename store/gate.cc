@@ -81,21 +81,12 @@ int move_in(ArticledbGate* gate) {
 
 // ---- the environment of the present generation ----
 
-// Whether the settings are any good shows when the environment is opened.
-guint32 settings_of(const char* directory) {
-  DbConfig config;
-  gchar* complaint = nullptr;
-  db_config_read(directory, &config, nullptr, nullptr, &complaint);
-  g_free(complaint);
-  return config.fingerprint;
-}
-
 // After a failure what has been made stays.
 int open_environment(ArticledbDb* db) {
   ArticledbGate* gate = db->gate;
   const bool condemned = gate->file->condemned();
   if (condemned) {
-    gate->file->set_configuration(settings_of(gate->directory));
+    gate->file->set_configuration(db_config_fingerprint(gate->directory));
   }
   bool opened = false;
   const int ret = environment_open(db, gate->directory, condemned ? Recovery::YES : Recovery::NO,
@@ -167,9 +158,9 @@ int enter_directory(const char* path, ArticledbGate* gate) {
   }
   bool alone = false;
   const int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
-  return ret != 0
-             ? ret
-             : GateFile::open(gate->directory, alone, settings_of(gate->directory), &gate->file);
+  return ret != 0 ? ret
+                  : GateFile::open(gate->directory, alone, db_config_fingerprint(gate->directory),
+                                   &gate->file);
 }
 
 int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {

@@ -1,14 +1,13 @@
 #include "store/store_filling.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "store/article_sorter.h"
-#include "store/failed.h"
+#include "store/database.h"
 
 namespace ostren {
 namespace fenra {
@@ -28,41 +27,14 @@ size_t count_numbers(std::string_view numbers) {
       std::count_if(numbers.begin(), numbers.end(), [](char byte) { return (byte & 0x80) == 0; }));
 }
 
-// Adds up what entries with one key take, which come one after the other.
-class KeyMeasure {
- public:
-  void add(std::string_view key, size_t items, size_t data_bytes) {
-    if (items_ != 0 && key != key_) {
-      end_key();
-    }
-    key_ = key;
-    items_ += items;
-    data_bytes_ += data_bytes;
-  }
-
-  BucketBytes finish() {
-    if (items_ != 0) {
-      end_key();
-    }
-    return bytes_;
-  }
-
- private:
-  void end_key() {
-    bytes_.add(key_.size(), items_, data_bytes_);
-    items_ = data_bytes_ = 0;
-  }
-
-  BucketBytes bytes_;
-  std::string key_;
-  size_t items_ = 0;
-  size_t data_bytes_ = 0;
-};
-
 class Filling {
  public:
   Filling(const Runs& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter)
-      : runs_(runs), writer_(*writer), meter_(*meter), replaced_(last_id + 1, false) {
+      : runs_(runs),
+        last_id_(last_id),
+        writer_(*writer),
+        meter_(*meter),
+        replaced_(last_id + 1, false) {
     guint64 total = 0;
     for (const auto& run : runs) {
       total += run->end_of(section::COUNT - 1);
@@ -82,6 +54,8 @@ class Filling {
     writer_.begin(&ArticledbDb::trigramdb);
     for_each(section::TRIGRAMS,
              [this](std::string_view key, std::string_view numbers) { put_ids(key, numbers); });
+    writer_.begin(&ArticledbDb::iddb);
+    writer_.put({ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, bytes_of(last_id_));
   }
 
  private:
@@ -97,15 +71,15 @@ class Filling {
   // `take(key, payload, measure)` adds one entry to the measure.
   template <typename Take>
   BucketBytes measure(int number, Take take) const {
-    KeyMeasure keys;
+    BucketBytes keys;
     for (MergedSection entries(runs_, number); entries.next();) {
       take(entries.key(), entries.payload(), &keys);
     }
-    return keys.finish();
+    return keys;
   }
 
   BucketBytes measure_ids(int number) const {
-    return measure(number, [](std::string_view key, std::string_view numbers, KeyMeasure* keys) {
+    return measure(number, [](std::string_view key, std::string_view numbers, BucketBytes* keys) {
       const size_t count = count_numbers(numbers);
       keys->add(without_order(key), count, count * sizeof(guint64));
     });
@@ -163,7 +137,7 @@ class Filling {
     writer_.begin(
         field,
         measure(number, put_live([](std::string_view id, std::string_view record,
-                                    KeyMeasure* keys) { keys->add(id, 1, record.size()); })));
+                                    BucketBytes* keys) { keys->add(id, 1, record.size()); })));
     for_each(number, put_live([this](std::string_view id, std::string_view record) {
                writer_.put(id, record);
              }));
@@ -183,7 +157,7 @@ class Filling {
     };
     const BucketBytes bytes = measure(
         section::LEMMAS, distinct([](std::string_view lemma, std::string_view form,
-                                     KeyMeasure* keys) { keys->add(lemma, 1, form.size()); }));
+                                     BucketBytes* keys) { keys->add(lemma, 1, form.size()); }));
     before.clear();
     writer_.begin(&ArticledbDb::lemmadb, bytes);
     for_each(section::LEMMAS, distinct([this](std::string_view lemma, std::string_view form) {
@@ -192,18 +166,13 @@ class Filling {
   }
 
   const Runs& runs_;
+  const guint64 last_id_;
   StoreWriter& writer_;
   WorkMeter& meter_;
   std::vector<bool> replaced_;  // by id
 };
 
 }  // namespace
-
-void WorkMeter::report() const {
-  if (progress_(state_, std::min(done_, total_), total_) != 0) {
-    throw Failed{ECANCELED};
-  }
-}
 
 void fill_store(const Runs& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter) {
   Filling(runs, last_id, writer, meter).run();

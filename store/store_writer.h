@@ -24,13 +24,19 @@ namespace store {
 // pages and duplicates on pages of their own are not counted.
 class BucketBytes {
  public:
-  // The data items of one key have `data_bytes` together.
-  void add(size_t key_bytes, size_t items, size_t data_bytes);
+  // `items` more data items of the key, with so many bytes together. Those of one key
+  // come one after the other.
+  void add(std::string_view key, guint64 items, guint64 data_bytes);
 
-  guint64 total() const { return total_; }
+  guint64 total() const { return total_ + bytes_of_key(); }
 
  private:
-  guint64 total_ = 0;
+  guint64 bytes_of_key() const;
+
+  guint64 total_ = 0;  // of the keys before
+  std::string key_;
+  guint64 items_ = 0;
+  guint64 data_bytes_ = 0;
 };
 
 // The cache for a writer that is to take `memory` bytes.
@@ -55,8 +61,11 @@ class StoreWriter {
   // the keys of a B-tree, and in the order of the items of one key.
   void put(std::string_view key, std::string_view data);
 
-  // Writes the id counter, and everything to the disk.
-  void finish(guint64 last_id);
+  // Brings everything to the disk.
+  void finish();
+
+  // For reading other files meanwhile.
+  DB_ENV* environment() const { return env_; }
 
  private:
   void end_database();

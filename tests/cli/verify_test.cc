@@ -49,6 +49,22 @@ TEST_F(VerifyTest, FindsASoundStoreSound) {
   }
 }
 
+TEST_F(VerifyTest, ACompactedStoreIsSoundAndTheSame) {
+  const std::string before = fenra({"show", store(), "u:2"}).out;
+  Result result = fenra({"compact", store()});
+  EXPECT_EQ(0, result.status) << result.err;
+  EXPECT_THAT(result.out, StartsWith("database          pages     fill          now     fill\n"));
+  EXPECT_THAT(result.out, HasSubstr("\ntotal "));
+  EXPECT_THAT(ScratchDirectory::listing(store()),
+              testing::ElementsAre("fenra.index", "fenra.lexicon"));
+  EXPECT_EQ(before, fenra({"show", store(), "u:2"}).out);
+  EXPECT_THAT(fenra({"verify", store(), "--deep"}).out, HasSubstr("problems 0, leftovers 0"));
+
+  result = fenra({"compact", scratch_.path("none")});
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(result.err, HasSubstr("there is no store at"));
+}
+
 TEST_F(VerifyTest, TellsOfDamage) {
   damage(3);
   const Result result = fenra({"verify", store(), "--deep"});

@@ -1,0 +1,216 @@
+// Faults while a store is built from many articles or written anew: there is all of it or
+// what there was before.
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include "store/articledb_bulk.h"
+#include "tests/faults/injection.h"
+#include "tests/faults/support.h"
+
+namespace faults {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Releaser {
+  void operator()(ArticledbBulk* bulk) const { articledb_bulk_free(bulk); }
+  void operator()(GHashTable* table) const { g_hash_table_destroy(table); }
+  void operator()(ArticledbUtf8Tokenizer* t) const { articledb_utf8_tokenizer_free(t); }
+};
+
+// That of instances, which "fenra verify" compares with; loaded once.
+void* lemmatizer() {
+  static void* const loaded = [] {
+    const ostren::fenra::TmpFile file(fstContent, fstContentSize);
+    return articledb_simple_fst_lemmatizer_new(file.name());
+  }();
+  return loaded;
+}
+
+// Prepares article `number` and adds it.
+int add(ArticledbBulk* bulk, uint64_t number, int words) {
+  std::string url = url_of(number);
+  std::string text = text_of(number, words);
+  char empty[] = "";
+  const std::unique_ptr<GHashTable, Releaser> metadata(g_hash_table_new(g_str_hash, g_str_equal));
+  const auto insert = [&metadata](const char* key, gpointer value) {
+    g_hash_table_insert(metadata.get(), const_cast<char*>(key), value);
+  };
+  insert("_url", url.data());
+  insert("_txt", text.data());
+  insert("_length", GUINT_TO_POINTER(text.size()));
+  for (const char* key : {"source", "date", "lang"}) {
+    insert(key, empty);
+  }
+  const std::unique_ptr<ArticledbUtf8Tokenizer, Releaser> tokenizer(
+      articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())));
+  ArticledbBulkArticle* article = nullptr;
+  const int status =
+      articledb_bulk_prepare(metadata.get(), articledb_utf8_tokenizer_next_token, tokenizer.get(),
+                             articledb_simple_fst_lemmatizer_first_lemma, lemmatizer(), &article);
+  return status != 0 ? status : articledb_bulk_add(bulk, article, nullptr);
+}
+
+constexpr uint64_t kArticles = 60;
+
+// Builds a store of some articles in runs; returns the status.
+int build(const std::string& path, uint64_t articles = kArticles, int words = 60) {
+  constexpr guint64 kMemory = 100000;
+  ArticledbBulk* made = nullptr;
+  int status = articledb_bulk_new(&made, path.c_str(), kMemory);
+  const std::unique_ptr<ArticledbBulk, Releaser> bulk(made);
+  for (uint64_t number = 0; status == 0 && number < articles; ++number) {
+    status = add(bulk.get(), number, words);
+  }
+  return status != 0 ? status : articledb_bulk_finish(bulk.get(), nullptr, nullptr);
+}
+
+int compact(const std::string& path) {
+  return articledb_bulk_compact(path.c_str(), 1, nullptr, nullptr);
+}
+
+class BulkFaultTest : public FaultTest {
+ protected:
+  void SetUp() override { ASSERT_NE(lemmatizer(), nullptr); }
+
+  // The store has its articles, or there is nothing where one is built.
+  void expect_all_or_nothing(bool has_store) {
+    if (!has_store) {
+      EXPECT_EQ(fs::exists(path()), false);
+      return;
+    }
+    ASSERT_EQ(fs::exists(path() + "/fenra.index"), true);
+    run_apart([&] {
+      Instance fenra = open();
+      EXPECT_EQ(answer(*fenra, "mendia etxea").empty(), false);
+      expect_found(*fenra, {0, kArticles / 2, kArticles - 1});
+      EXPECT_TRUE(stores(*fenra, kArticles));
+    });
+    expect_sound();
+  }
+
+  std::string build_path() const { return path() + ".fenra-build"; }
+};
+
+// ---- killed ----
+
+class BulkKillTest : public BulkFaultTest, public testing::WithParamInterface<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Works, BulkKillTest, testing::Bool(), [](const auto& compacting) {
+  return compacting.param ? "Compaction" : "Building";
+});
+
+TEST_P(BulkKillTest, LeavesAWholeStoreOrNone) {
+  const bool compacting = GetParam();
+  int cut_short = 0;
+  for (int i = 0; i < rounds(12); ++i) {
+    SCOPED_TRACE(i);
+    fs::remove_all(path());
+    if (compacting) {
+      ASSERT_EQ(build(path()), 0);
+    }
+    const pid_t worker = start([&] { _exit(compacting ? compact(path()) : build(path())); });
+    usleep(static_cast<useconds_t>(below(compacting ? 300000 : 80000)));
+    kill(worker, SIGKILL);
+    cut_short += WIFSIGNALED(wait_for(worker)) ? 1 : 0;
+    expect_all_or_nothing(compacting || fs::exists(path()));
+    // The next one clears away what is left.
+    fs::remove_all(path());
+    EXPECT_EQ(build(path()), 0);
+    EXPECT_EQ(fs::exists(build_path()), false);
+  }
+  printf("%d of %d cut short\n", cut_short, rounds(12));
+}
+
+// ---- failing calls ----
+
+struct BulkSweep {
+  Call call;
+  bool compacting;
+};
+
+class BulkFailingCallsTest : public BulkFaultTest, public testing::WithParamInterface<BulkSweep> {};
+
+std::string name_of(const testing::TestParamInfo<BulkSweep>& info) {
+  std::ostringstream name;
+  name << info.param.call << (info.param.compacting ? "_compacting" : "_building");
+  return name.str();
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, BulkFailingCallsTest,
+                         testing::Values(BulkSweep{Call::WRITE, false},
+                                         BulkSweep{Call::WRITE, true},
+                                         BulkSweep{Call::FSYNC, false},
+                                         BulkSweep{Call::FSYNC, true}),
+                         name_of);
+
+TEST_P(BulkFailingCallsTest, AFailureLeavesWhatThereWas) {
+  enum { kUnreached = 40, kFailed = 41 };
+  const BulkSweep sweep = GetParam();
+  int tried = 0;
+  for (int n = 1;; n += 1 + n / (2 * rounds(1))) {
+    SCOPED_TRACE(n);
+    fs::remove_all(path());
+    if (sweep.compacting) {
+      ASSERT_EQ(build(path()), 0);
+    }
+    const int status = wait_for(start([&] {
+      if (freopen("/dev/null", "w", stderr) == nullptr) {
+        _exit(1);
+      }
+      install_hooks();
+      fail_call(sweep.call, n, true);
+      const int outcome = sweep.compacting ? compact(path()) : build(path());
+      if (lift_faults() == 0) {
+        _exit(outcome == 0 ? kUnreached : 1);
+      }
+      _exit(outcome != 0 ? kFailed : 1);
+    }));
+    ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    if (WEXITSTATUS(status) == kUnreached) {
+      break;
+    }
+    ASSERT_EQ(WEXITSTATUS(status), kFailed);
+    EXPECT_EQ(fs::exists(build_path()), false);
+    expect_all_or_nothing(sweep.compacting);
+    ++tried;
+  }
+  EXPECT_GT(tried, 0);
+}
+
+// ---- a full disk ----
+
+TEST_F(BulkFaultTest, AFullDiskEndsABuildWithoutATrace) {
+  constexpr int kNoMount = 77;
+  const std::string disk = directory().path();
+  const int status =
+      wait_for(start([&] {
+                 if (unshare(CLONE_NEWNS) != 0 ||
+                     mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                     mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=8m") != 0) {
+                   _exit(kNoMount);
+                 }
+                 // The first one fails while runs are written, the second one while the databases
+                 // are.
+                 EXPECT_EQ(build(path(), 20000, 400), ENOSPC);
+                 EXPECT_EQ(fs::is_empty(disk), true);
+                 EXPECT_EQ(build(path(), 700, 400), ENOSPC);
+                 EXPECT_EQ(fs::is_empty(disk), true);
+               }),
+               120);
+  ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  if (WEXITSTATUS(status) == kNoMount) {
+    GTEST_SKIP() << "no file system can be mounted here";
+  }
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+}  // namespace
+}  // namespace faults
