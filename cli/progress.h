@@ -97,7 +97,7 @@ class Progress {
   void advance();
 
   StatusLine line_;
-  const Stopwatch watch_;
+  const Stopwatch watch_{};
   bool started_ = false;
   uint64_t total_ = 0;
   uint64_t done_ = 0;

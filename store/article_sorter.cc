@@ -160,8 +160,9 @@ const Runs& ArticleSorter::finish() {
 
 void ArticleSorter::write_run() {
   auto run = std::make_unique<RunFile>(directory_, section::COUNT);
+  const Numbers in_order = words_in_bucket_order();
   for (const Postings* postings : {&urls_, &sources_, &dates_, &forms_}) {
-    write_postings(run.get(), *postings);
+    write_postings(run.get(), *postings, in_order);
   }
   write_trigrams(run.get());
   write_lemmas(run.get());
@@ -194,7 +195,8 @@ ArticleSorter::Numbers ArticleSorter::words_in_bucket_order() const {
 }
 
 // Brings the articles of each word together; they are in order already.
-void ArticleSorter::write_postings(RunFile* run, const Postings& postings) {
+void ArticleSorter::write_postings(RunFile* run, const Postings& postings,
+                                   const Numbers& in_order) {
   Numbers starts;
   starts.assign_zeros(size_t{words_.size()} + 2);
   for (const Posting& posting : postings) {
@@ -211,7 +213,7 @@ void ArticleSorter::write_postings(RunFile* run, const Postings& postings) {
   }
   std::string key;
   std::string ids;
-  for (const guint32 word : words_in_bucket_order()) {
+  for (const guint32 word : in_order) {
     if (starts[word] == starts[size_t{word} + 1]) {
       continue;
     }

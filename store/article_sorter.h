@@ -97,7 +97,7 @@ class ArticleSorter {
   void take_words(const PreparedArticle& article, guint32 index);
 
   void write_run();
-  void write_postings(RunFile* run, const Postings& postings);
+  void write_postings(RunFile* run, const Postings& postings, const Numbers& in_order);
   void write_trigrams(RunFile* run);
   void write_lemmas(RunFile* run);
   template <typename RecordOf>

@@ -76,6 +76,9 @@ int articledb_bulk_prepare(GHashTable* metadata, ArticledbNextTokenFunc next_tok
 void articledb_bulk_article_free(ArticledbBulkArticle* article) { delete article; }
 
 int articledb_bulk_add(ArticledbBulk* bulk, ArticledbBulkArticle* article, guint64* id) {
+  if (article == nullptr) {
+    return EINVAL;
+  }
   const std::unique_ptr<ArticledbBulkArticle> taken(article);
   if (bulk->status == 0) {
     bulk->status = status_of([&] {

@@ -66,8 +66,9 @@ FENRA_API void articledb_bulk_article_free(ArticledbBulkArticle* article);
 
 // Adds the article, which it takes over whatever happens, to the build: behind all that
 // have been added before, and replacing those of the same URL. *id, unless `id` is null,
-// becomes its id on success. After a failure, as ENOSPC while sorted articles are written,
-// every later call for the build but the freeing gives the same code.
+// becomes its id on success. EINVAL for null, which changes nothing. After a failure, as ENOSPC
+// while sorted articles are written, every later call for the build but the freeing gives the same
+// code.
 FENRA_API int articledb_bulk_add(ArticledbBulk* bulk, ArticledbBulkArticle* article, guint64* id);
 
 // Is told now and then how much has been done out of `total`, in a unit of no meaning;

@@ -136,6 +136,8 @@ struct BulkSweep {
   bool compacting;
 };
 
+void PrintTo(const BulkSweep& sweep, std::ostream* out) { *out << sweep.call; }
+
 class BulkFailingCallsTest : public BulkFaultTest, public testing::WithParamInterface<BulkSweep> {};
 
 std::string name_of(const testing::TestParamInfo<BulkSweep>& info) {

@@ -167,6 +167,8 @@ struct Limits {
   int articles;
 };
 
+void PrintTo(const Limits& limits, std::ostream* out) { *out << limits.name; }
+
 class BulkEqualityTest : public BulkTest, public testing::WithParamInterface<Limits> {};
 
 // With little memory every article is a run of its own, and runs are merged to runs.
