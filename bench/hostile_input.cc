@@ -10,15 +10,13 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/texts.h"
 #include "facade/fenra.h"
 #include "fst/ostrenfst.h"
 #include "tests/support/temporary_directory.h"
@@ -102,14 +100,10 @@ std::string made_up_page() {
 
 const std::vector<std::string>& ordinary_pages() {
   static const std::vector<std::string> pages = [] {
+    const char* directory = getenv("FENRA_BENCH_PAGES");
     std::vector<std::string> read;
-    if (const char* directory = getenv("FENRA_BENCH_PAGES")) {
-      for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
-        if (entry.path().extension() == ".html") {
-          std::ifstream file(entry.path(), std::ios::binary);
-          read.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-        }
-      }
+    if (directory != nullptr) {
+      read = bench::read_pages(directory);
     }
     if (read.empty()) {
       read.push_back(made_up_page());
@@ -119,42 +113,11 @@ const std::vector<std::string>& ordinary_pages() {
   return pages;
 }
 
-size_t total_size(const std::vector<std::string>& texts) {
-  size_t size = 0;
-  for (const std::string& text : texts) {
-    size += text.size();
-  }
-  return size;
-}
-
 void add(const std::string& name, const std::function<void(benchmark::State&)>& run) {
   benchmark::RegisterBenchmark(name.c_str(), run)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
 // ---- text ----
-
-// The text of a page, empty when the page is refused.
-std::string convert(const std::string& page) {
-  std::string text(page.size(), '\0');
-  int size = static_cast<int>(page.size());
-  const int status = articledb_html_to_txt(page.data(), size, text.data(), &size);
-  text.resize(status == 0 ? static_cast<size_t>(size) : 0);
-  return text;
-}
-
-size_t count_tokens(const std::string& text) {
-  const std::unique_ptr<ArticledbUtf8Tokenizer, decltype(&articledb_utf8_tokenizer_free)> tokenizer(
-      articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())),
-      articledb_utf8_tokenizer_free);
-  size_t tokens = 0;
-  const char* token;
-  int length;
-  while (articledb_utf8_tokenizer_next_token(tokenizer.get(), &token, &length) ==
-         ARTICLEDB_TOKEN_OK) {
-    ++tokens;
-  }
-  return tokens;
-}
 
 // Megabytes (10^6 bytes) a second, and what else is worth a column.
 void report(benchmark::State& state, size_t bytes_a_round) {
@@ -177,14 +140,14 @@ void measure(benchmark::State& state, bool interpreter, const std::vector<std::s
     });
   }
   pcre_seam::interpreter_only = false;
-  report(state, total_size(texts));
+  report(state, bench::total_size(texts));
   state.counters["results"] = static_cast<double>(results);
 }
 
 // In a page, every pass of the conversion gets to see the text.
 std::string in_page(const std::string& text) { return "<title>T</title><body></p>" + text + "<"; }
 
-size_t converted_size(const std::string& page) { return convert(page).size(); }
+size_t converted_size(const std::string& page) { return bench::convert(page).size(); }
 
 std::string way(bool interpreter) { return interpreter ? "/interpreter/" : "/machine code/"; }
 
@@ -194,7 +157,7 @@ void register_text(const std::string& input, bool interpreter,
   add("html" + way(interpreter) + input,
       [=](benchmark::State& state) { measure(state, interpreter, pages(), converted_size); });
   add("tokenizer" + way(interpreter) + input,
-      [=](benchmark::State& state) { measure(state, interpreter, texts(), count_tokens); });
+      [=](benchmark::State& state) { measure(state, interpreter, texts(), bench::count_tokens); });
 }
 
 void register_texts() {
@@ -203,7 +166,7 @@ void register_texts() {
     register_text("ordinary", interpreter, ordinary_pages, [] {
       Texts texts;
       for (const std::string& page : ordinary_pages()) {
-        texts.push_back(convert(page));
+        texts.push_back(bench::convert(page));
       }
       return texts;
     });

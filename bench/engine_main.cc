@@ -1,0 +1,174 @@
+// One measured program per search engine; bench/run.py starts them.
+//
+//   ENGINE VARIANT bulk STORE LIST [CACHE_MB]      makes a store of the listed articles
+//   ENGINE VARIANT append STORE LIST [CACHE_MB]    adds them one by one, each on disk
+//   ENGINE VARIANT query STORE QUERIES [CACHE_MB]  answers lines CLASS<tab>WORD[ WORD]...
+//   ENGINE VARIANT open STORE [CACHE_MB]           opens the store
+//
+// LIST has lines URL<tab>MIME<tab>PATH. All but bulk, which is timed from outside,
+// print lines of numbers, as described at the functions.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+#include "bench/engine.h"
+
+namespace bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A class of queries is run up to these times, so that one with many answers does
+// not hold up the rest.
+constexpr double kWarmingSeconds = 0.25;
+constexpr double kMeasuringSeconds = 1;
+
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::ifstream open_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw std::runtime_error("cannot read " + path);
+  }
+  return file;
+}
+
+void for_each_article(const std::string& list, const std::function<void(const Article&)>& visit) {
+  std::ifstream lines = open_file(list);
+  Article article;
+  std::string path;
+  while (std::getline(lines, article.url, '\t') && std::getline(lines, article.mime, '\t') &&
+         std::getline(lines, path)) {
+    std::ifstream file = open_file(path);
+    article.text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    visit(article);
+  }
+}
+
+double percentile(const std::vector<double>& sorted, double share) {
+  return sorted[static_cast<size_t>(share * static_cast<double>(sorted.size() - 1) + 0.5)];
+}
+
+// Prints: actions, seconds, p50 and p99 in seconds.
+void print_times(std::vector<double> times) {
+  double sum = 0;
+  for (const double time : times) {
+    sum += time;
+  }
+  std::sort(times.begin(), times.end());
+  std::printf("%zu %.9f %.9f %.9f", times.size(), sum, percentile(times, 0.5),
+              percentile(times, 0.99));
+}
+
+void bulk(Engine& engine, const std::string& list) {
+  for_each_article(list, [&](const Article& article) { engine.add(article); });
+  engine.commit();
+}
+
+// Prints the times of the articles.
+void append(Engine& engine, const std::string& list) {
+  std::vector<Article> articles;
+  for_each_article(list, [&](const Article& article) { articles.push_back(article); });
+  std::vector<double> times;
+  for (const Article& article : articles) {
+    const Clock::time_point start = Clock::now();
+    engine.add(article);
+    engine.commit();
+    times.push_back(seconds_since(start));
+  }
+  print_times(times);
+  std::printf("\n");
+}
+
+using Query = std::vector<std::string>;
+
+// Runs the queries, in turn, until the time is over. Returns the time of each and adds
+// up the answers.
+std::vector<double> run_queries(Engine& engine, const std::vector<Query>& queries, double limit,
+                                size_t* hits) {
+  std::vector<double> times;
+  size_t url_bytes = 0;
+  const Clock::time_point begin = Clock::now();
+  for (const Query& query : queries) {
+    const Clock::time_point start = Clock::now();
+    engine.search(query, [&](const char*, size_t length) {
+      ++*hits;
+      url_bytes += length;
+    });
+    times.push_back(seconds_since(start));
+    if (seconds_since(begin) > limit) {
+      break;
+    }
+  }
+  if (*hits != 0 && url_bytes == 0) {
+    throw std::runtime_error("the URLs are empty");
+  }
+  return times;
+}
+
+// Prints for each class: name, times of the queries, answers.
+void query(Engine& engine, const std::string& queries_file) {
+  std::map<std::string, std::vector<Query>> classes;
+  std::ifstream lines = open_file(queries_file);
+  std::string name;
+  std::string line;
+  while (std::getline(lines, name, '\t') && std::getline(lines, line)) {
+    std::istringstream words(line);
+    classes[name].emplace_back(std::istream_iterator<std::string>(words),
+                               std::istream_iterator<std::string>());
+  }
+  for (const auto& [class_name, queries] : classes) {
+    size_t hits = 0;
+    run_queries(engine, queries, kWarmingSeconds, &hits);
+    hits = 0;
+    const std::vector<double> times = run_queries(engine, queries, kMeasuringSeconds, &hits);
+    std::printf("%s ", class_name.c_str());
+    print_times(times);
+    std::printf(" %zu\n", hits);
+  }
+}
+
+int run(const std::vector<std::string>& arguments) {
+  const std::string& variant = arguments.at(1);
+  const std::string& action = arguments.at(2);
+  const std::string& store = arguments.at(3);
+  const size_t cache_at = action == "open" ? 4 : 5;
+  const size_t cache_mb = arguments.size() > cache_at ? std::stoul(arguments[cache_at]) : 0;
+  const Access access = action == "bulk"     ? Access::BUILD
+                        : action == "append" ? Access::APPEND
+                                             : Access::READ;
+  const Clock::time_point start = Clock::now();
+  const std::unique_ptr<Engine> engine = open_engine(variant, store, access, cache_mb);
+  if (action == "open") {
+    std::printf("%.9f\n", seconds_since(start));
+  } else if (action == "bulk") {
+    bulk(*engine, arguments.at(4));
+  } else if (action == "append") {
+    append(*engine, arguments.at(4));
+  } else if (action == "query") {
+    query(*engine, arguments.at(4));
+  } else {
+    throw std::runtime_error("unknown action " + action);
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace bench
+
+int main(int argc, char** argv) {
+  try {
+    return bench::run({argv, argv + argc});
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,71 @@
+"""Draws the queries of the benchmark from a collection.
+
+A class is a number of words and how frequent each is: the number of articles that hold a
+form of its lemma. The words of a query stand in one article, so that it has an answer.
+Queries of the class "drawn" are words of an article whatever their frequency, so that a
+word comes as often as it is written.
+"""
+import collections
+import random
+import re
+
+QUERIES_A_CLASS = 200
+WORD = re.compile("[a-z]{3,}")
+RARE, MIDDLE, FREQUENT, DRAWN = "rare", "middle", "frequent", "drawn"
+CLASSES = {f"{count} {kind}": (kind,) * count
+           for kind in (RARE, MIDDLE, FREQUENT) for count in (1, 2, 3)}
+CLASSES["rare, frequent"] = (RARE, FREQUENT)
+CLASSES["drawn"] = None
+
+
+def words_of(text):
+    words = (word.strip('.,:;!?()"\'') for word in text.split())
+    return [word for word in words if WORD.fullmatch(word)]
+
+
+def kind_of(count, articles):
+    if 2 <= count <= max(5, articles // 1000):
+        return RARE
+    if articles // 200 <= count <= articles // 50:
+        return MIDDLE
+    return FREQUENT if count >= articles // 10 else None
+
+
+def draw(rng, words, wanted, kinds):
+    """A query from the words of an article, or None when it has none of that class."""
+    if wanted is None:
+        return [rng.choice(words) for _ in range(1 + int(3 * rng.random()))] if words else None
+    chosen = []
+    for kind in wanted:
+        candidates = [word for word in words if kinds[word] == kind and word not in chosen]
+        if not candidates:
+            return None
+        chosen.append(rng.choice(candidates))
+    return chosen
+
+
+def kinds_of_words(texts, lemmatize):
+    words = [set(words_of(text)) for text in texts]
+    lemmas = lemmatize(sorted(set().union(*words)))
+    articles = collections.Counter()
+    for words_of_article in words:
+        articles.update({lemmas[word] for word in words_of_article})
+    return {word: kind_of(articles[lemma], len(texts)) for word, lemma in lemmas.items()}
+
+
+def write_queries(texts, lemmatize, seed, file):
+    """Writes lines CLASS<tab>WORDS for a collection of texts. `lemmatize` makes a
+    dictionary from a list of words."""
+    kinds = kinds_of_words(texts, lemmatize)
+    rng = random.Random(seed)
+    lines = []
+    for name, wanted in CLASSES.items():
+        queries = []
+        for _ in range(100 * QUERIES_A_CLASS):
+            if len(queries) == QUERIES_A_CLASS:
+                break
+            query = draw(rng, words_of(rng.choice(texts)), wanted, kinds)
+            if query is not None:
+                queries.append(query)
+        lines += [f"{name}\t{' '.join(query)}\n" for query in queries]
+    file.write_text("".join(lines))

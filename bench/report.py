@@ -1,0 +1,274 @@
+"""Makes a page of results, and plots, from the measurements that run.py has written.
+
+usage: report.py RAW_RESULTS DIRECTORY
+"""
+import collections
+import json
+import pathlib
+import statistics
+import sys
+
+import matplotlib
+
+matplotlib.use("svg")
+import matplotlib.pyplot as plt
+
+from run import FENRA, FROM_HTML, LARGE_CACHE_MB, LEMMA_WORDS, ONE_BY_ONE, SIDES, TRIGRAM_LETTER
+
+COLOURS = dict(zip([*SIDES, ONE_BY_ONE], ("#b2182b", "#08519c", "#3182bd", "#9ecae1", "#31a354",
+                                          "#a1d99b", "#ef8a62")))
+
+
+def number(value):
+    """Three significant digits, without an exponent."""
+    if value is None:
+        return "-"
+    if value >= 100:
+        return f"{value:,.0f}"
+    return f"{value:.3g}" if value >= 0.001 else f"{value:.6f}"
+
+
+def table(header, rows):
+    """Markdown; all columns but the first are numbers."""
+    lines = [header, ["---"] + ["---:"] * (len(header) - 1), *rows]
+    return "\n".join("| " + " | ".join(map(str, line)) + " |" for line in lines) + "\n"
+
+
+class Results:
+    def __init__(self, raw):
+        self.conditions = raw["conditions"]
+        self.records = raw["records"]
+        self.scale = self.conditions["scale"]
+
+    def values(self, measure, side, field, **wanted):
+        """The values of the repetitions, in their order."""
+        found = [(record["repetition"], record[field]) for record in self.records
+                 if record["measure"] == measure and record["side"] == side
+                 and all(record[key] == value for key, value in wanted.items())]
+        return [value for _, value in sorted(found)]
+
+    def median(self, measure, side, field, unit=1.0, **wanted):
+        values = self.values(measure, side, field, **wanted)
+        return statistics.median(values) * unit if values else None
+
+    def ratio(self, measure, side, field, base=FENRA, **wanted):
+        """The median of fenra's values by the side's of the same repetition."""
+        pairs = zip(self.values(measure, base, field, **wanted),
+                    self.values(measure, side, field, **wanted))
+        ratios = [ours / theirs for ours, theirs in pairs]
+        return statistics.median(ratios) if ratios else None
+
+    def sides(self, measure, **wanted):
+        return [side for side in (*SIDES, ONE_BY_ONE)
+                if self.values(measure, side, "repetition", **wanted)]
+
+    def cell(self, measure, side, field, base=FENRA, **wanted):
+        """A median and, for other engines, fenra's ratio to it."""
+        median = number(self.median(measure, side, field, **wanted))
+        ratio = self.ratio(measure, side, field, base, **wanted)
+        ours = side in (FENRA, ONE_BY_ONE, FROM_HTML)
+        return median if ours or ratio is None else f"{median} ({number(ratio)})"
+
+
+# ---- the parts of the page ----
+
+
+def conditions(results):
+    c = results.conditions
+    versions = ", ".join(f"{name} {version}" for name, version in c["versions"].items())
+    return table(["Condition", ""], [
+        ["date, revision", f"{c['date']}, {c['revision']}"],
+        ["processor", f"{c['processor']}, {c['cores']} cores"],
+        ["memory", f"{c['memory_gb']:.0f} GiB"],
+        ["kernel", c["kernel"]],
+        ["file system", c["file_system"]],
+        ["fdatasync of a 4 KiB write, median", f"{c['sync_seconds'] * 1000:.2f} ms"],
+        ["load when started", f"{c['load']:.1f}"],
+        ["versions", versions],
+        ["seed of the collections", c["seed"]],
+        ["repetitions", f"{c['scale']['repetitions']}"],
+        ["whole run", f"{c['minutes']:.0f} minutes"],
+    ])
+
+
+def bulk_sizes(results):
+    return sorted({record["collection"] for record in results.records
+                   if record["measure"] == "bulk" and record["collection"] != "pages"})
+
+
+def bulk(results):
+    sizes = ["pages", *bulk_sizes(results)]
+    names = [f"{size:,}" if size != "pages" else "pages" for size in sizes]
+
+    def rows(cell):
+        return [[side, *(cell(side, size) for size in sizes)] for side in (*SIDES, ONE_BY_ONE, FROM_HTML)]
+
+    def rate(side, size):
+        return results.cell("bulk", side, "rate", collection=size)
+
+    def peak(side, size):
+        return number(results.median("bulk", side, "peak_mb", collection=size))
+
+    def disk(side, size):
+        data = results.median("bulk", side, "bytes", collection=size)
+        logs = results.median("bulk", side, "log_bytes", collection=size)
+        return f"{number(data)} + {number(logs)}" if logs else number(data)
+
+    return "\n".join([
+        "Articles a second:\n", table(["", *names], rows(rate)),
+        "Peak memory, MB:\n", table(["", *names], rows(peak)),
+        "Bytes on disk for an article (+ bytes of logs):\n", table(["", *names], rows(disk))])
+
+
+def append(results):
+    rows = [[side, results.cell("append", side, "rate"),
+             number(results.median("append", side, "p50", 1000)),
+             number(results.median("append", side, "p99", 1000)),
+             number(results.median("append", side, "peak_mb"))] for side in SIDES]
+    return table(["", "articles/s", "p50, ms", "p99, ms", "peak, MB"], rows)
+
+
+def query(results, size):
+    sides = results.sides("query", collection=size)
+    names = list(dict.fromkeys(record["query"] for record in results.records
+                               if record["measure"] == "query" and record["collection"] == size))
+
+    def hits(side, name):
+        return number(results.median("query", side, "hits", collection=size, query=name))
+
+    def latency(side, name):
+        return "/".join(number(results.median("query", side, field, 1e6, collection=size,
+                                              query=name)) for field in ("p50", "p99"))
+
+    rates = [[name, hits(sides[0], name), hits(sides[-1], name),
+              *(results.cell("query", side, "rate", collection=size, query=name)
+                for side in sides)] for name in names]
+    latencies = [[name, *(latency(side, name) for side in sides)] for name in names]
+    return "\n".join([
+        "Queries a second:\n",
+        table(["class", f"answers, {sides[0]}", f"answers, {sides[-1]}", *sides], rates),
+        "Latency of a query, p50/p99, microseconds:\n", table(["class", *sides], latencies)])
+
+
+def growth(results):
+    sizes = results.scale["growth"]
+
+    def p50(side, size):
+        return number(results.median("growth", side, "p50", 1e6, collection=size))
+
+    return table(["p50, microseconds", *(f"{size:,}" for size in sizes)],
+                 [[side, *(p50(side, size) for size in sizes)] for side in SIDES])
+
+
+def opening(results):
+    return table(["", "ms", "peak, MB"],
+                 [[side, number(results.median("open", side, "seconds", 1000)),
+                   number(results.median("open", side, "peak_mb"))] for side in SIDES])
+
+
+def lemmas(results):
+    tools = list(dict.fromkeys(record["side"] for record in results.records
+                               if record["measure"] == "lemmas"))
+    return table(["", "words/s", "fenra : it", "peak, MB"],
+                 [[tool, number(results.median("lemmas", tool, "rate")),
+                   number(results.ratio("lemmas", tool, "rate")),
+                   number(results.median("lemmas", tool, "peak_mb"))] for tool in tools])
+
+
+def trigrams(results):
+    def median(field, unit=1):
+        return number(results.median("trigrams", FENRA, field, unit))
+
+    return (f"{median('articles')} articles, {median('seconds', 1000)} ms, "
+            f"{median('peak_mb')} MB at the peak.\n")
+
+
+def loops(results):
+    by_loop = collections.defaultdict(list)
+    for record in results.records:
+        if record["measure"] == "loops":
+            by_loop[record["loop"]].append(record)
+    rows = []
+    for loop, records in by_loop.items():
+        bytes_a_second = [record["bytes_a_second"] for record in records]
+        if all(bytes_a_second):
+            value = f"{number(statistics.median(bytes_a_second) / 1e6)} MB/s"
+        else:
+            items = statistics.median(record["items_a_second"] for record in records)
+            value = f"{number(1e9 / items)} ns"
+        rows.append([f"`{loop}`", value])
+    return table(["loop", "bytes a second, or time for an item"], rows)
+
+
+# ---- plots ----
+
+
+def plot(results, file, label, measure, field, unit, sizes, sides):
+    plt.figure(figsize=(7, 4.2))
+    for side in sides:
+        points = [(size, results.median(measure, side, field, unit, collection=size))
+                  for size in sizes]
+        points = [point for point in points if point[1] is not None]
+        if points:
+            plt.plot(*zip(*points), marker="o", markersize=3, label=side, color=COLOURS[side])
+    plt.xscale("log")
+    plt.yscale("log")
+    plt.xlabel("articles in the store")
+    plt.ylabel(label)
+    plt.grid(True, which="both", linewidth=0.3)
+    plt.legend(fontsize="small")
+    plt.tight_layout()
+    plt.savefig(file, metadata={"Date": None})
+    plt.close()
+
+
+def plots(results, directory):
+    matplotlib.rcParams["svg.hashsalt"] = "fenra"
+    plot(results, directory / "throughput.svg", "articles indexed per second", "bulk", "rate", 1,
+         bulk_sizes(results), [*SIDES, ONE_BY_ONE])
+    plot(results, directory / "latency.svg", "median time of a query, microseconds", "growth",
+         "p50", 1e6, results.scale["growth"], SIDES)
+
+
+def page(results):
+    scale = results.scale
+    main, large = f"{scale['main']:,}", f"{scale['large']:,}"
+    parts = [
+        "# Results\n\nMade by `scripts/bench`; [../README.md](../README.md) says what each figure"
+        " means and how the engines are set. Figures are medians of the repetitions. In brackets:"
+        " fenra's figure by this one, the median of the repetitions' ratios; above 1, fenra does"
+        " more in a second. \"-\": not measured.\n",
+        conditions(results),
+        "## Making a store at one go\n\n![throughput](throughput.svg)\n",
+        bulk(results),
+        f"## Appending to {main} articles, each on disk before the next\n",
+        append(results),
+        f"## Queries, {main} articles, default settings\n",
+        query(results, scale["main"]),
+        f"## Queries, {large} articles, {LARGE_CACHE_MB} MB of cache\n",
+        query(results, scale["large"]),
+        "## Queries in a growing collection\n\nThe same queries, words drawn from the text,"
+        " default settings.\n\n![latency](latency.svg)\n",
+        growth(results),
+        f"## Opening a store of {main} articles\n",
+        opening(results),
+        f"## Lemmas and stems, {LEMMA_WORDS:,} words of the pages\n",
+        lemmas(results),
+        f"## Trigrams of the pages whose first word begins with \"{TRIGRAM_LETTER}\"\n",
+        trigrams(results),
+        "## Inner loops\n",
+        loops(results),
+    ]
+    return "\n".join(parts)
+
+
+def main():
+    results = Results(json.loads(pathlib.Path(sys.argv[1]).read_text()))
+    directory = pathlib.Path(sys.argv[2])
+    directory.mkdir(parents=True, exist_ok=True)
+    (directory / "README.md").write_text(page(results))
+    plots(results, directory)
+
+
+if __name__ == "__main__":
+    main()

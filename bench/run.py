@@ -1,0 +1,423 @@
+"""Runs the measurements and writes all of their repetitions to a file.
+
+usage: run.py small|full BUILD PAGES WORK RAW_RESULTS
+
+BUILD is fenra's build directory, PAGES the HTML pages, WORK a directory for
+collections (kept) and stores (not kept). scripts/bench calls this and then report.py.
+"""
+import json
+import os
+import pathlib
+import platform
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+import queries
+
+SEED = 20090315
+
+# name: program, variant. The first is what the others are compared with.
+SIDES = {
+    "fenra": ("fenra", "default"),
+    "Xapian": ("xapian", "positions"),
+    "Xapian, no positions": ("xapian", "plain"),
+    "Xapian, URLs only": ("xapian", "lean"),
+    "SQLite": ("sqlite", "apart"),
+    "SQLite, stored": ("sqlite", "stored"),
+}
+FENRA = "fenra"
+ONE_BY_ONE = "fenra, one by one"  # index() where others build at one go
+FROM_HTML = "fenra, from HTML"  # the program, which converts the pages itself
+
+SCALES = {
+    # Sizes of the growing collection; the one measured most; the large one, with a
+    # large cache; articles that are appended; repetitions; the most articles that
+    # fenra indexes one by one.
+    "small": dict(growth=[250, 500, 1000], main=1000, large=2000, appended=30, repetitions=2,
+                  one_by_one=500),
+    "full": dict(growth=[1000, 10000, 100000], main=20000, large=100000, appended=300,
+                 repetitions=3, one_by_one=10000),
+}
+LARGE_CACHE_MB = 256
+REPEATED_UP_TO = 20000  # articles; larger collections are built once
+TRIGRAM_LETTER = "e"
+LEMMA_WORDS = 50000
+
+
+class Bench:
+    def __init__(self, scale, build, pages, work):
+        self.scale = SCALES[scale]
+        self.build = pathlib.Path(build)
+        self.pages = pathlib.Path(pages)
+        self.work = pathlib.Path(work)
+        self.stores = self.work / "stores"
+        self.cli = self.build / "cli/fenra"
+        self.records = []
+        self.bulk_known = "--bulk" in self.help("index")
+        self.tune_known = "--cache" in self.help("tune")
+
+    def help(self, command):
+        return subprocess.run([self.cli, command, "--help"], capture_output=True, text=True).stdout
+
+    def record(self, measure, side, repetition, **values):
+        self.records.append(dict(measure=measure, side=side, repetition=repetition, **values))
+        shown = {key: f"{value:.6g}" if isinstance(value, float) else value
+                 for key, value in values.items()}
+        print(f"{measure:8} {side:22}", *(f"{key}={value}" for key, value in shown.items()),
+              flush=True)
+
+    # ---- programs ----
+
+    def measured(self, command, accepted=(0,), **options):
+        """Runs a program. Returns its output, wall-clock seconds and peak memory in MB."""
+        with tempfile.NamedTemporaryFile("r") as peak:
+            # A process begins with the peak of the one that starts it: time(1) is small.
+            wrapped = ["/usr/bin/time", "--quiet", "-f", "%M", "-o", peak.name, *map(str, command)]
+            start = time.perf_counter()
+            run = subprocess.run(wrapped, stdout=subprocess.PIPE, text=True, **options)
+            seconds = time.perf_counter() - start
+            if run.returncode not in accepted:
+                sys.exit(f"{' '.join(wrapped)}: status {run.returncode}")
+            return run.stdout, seconds, int(peak.read()) / 1024
+
+    def engine(self, side, action, *arguments):
+        program, variant = SIDES[FENRA if side == ONE_BY_ONE else side]
+        return self.measured([self.build / "bench" / f"bench_{program}", variant, action,
+                              *arguments])
+
+    # ---- collections ----
+
+    def make_collections(self):
+        articles = self.scale["large"] + self.scale["appended"]
+        directory = self.work / f"corpus-{SEED}-{articles}"
+        if not directory.exists():
+            part = directory.with_suffix(".part")
+            shutil.rmtree(part, ignore_errors=True)
+            part.mkdir(parents=True)
+            subprocess.run([sys.executable, pathlib.Path(__file__).with_name("corpus.py"),
+                            self.pages, part, str(articles), str(SEED)], check=True)
+            part.rename(directory)
+        self.corpus = directory
+        self.texts = [self.read(line) for line in self.lines("articles")]
+
+    def lines(self, collection):
+        return (self.corpus / f"{collection}.list").read_text().splitlines()
+
+    def read(self, line):
+        """The text of a listed article."""
+        return (self.corpus / line.split("\t")[2]).read_text("utf-8")
+
+    def write_list(self, name, lines):
+        """A list with absolute paths, as the programs read it."""
+        file = self.work / f"{name}.list"
+        rows = (line.rsplit("\t", 1) for line in lines)
+        file.write_text("".join(f"{row}\t{self.corpus / path}\n" for row, path in rows))
+        return file
+
+    def query_file(self, size):
+        file = self.corpus / f"queries-{size}"
+        if not file.exists():
+            queries.write_queries(self.texts[:size], self.lemmatize, SEED, file)
+        return file
+
+    def lemmatize(self, words):
+        run = subprocess.run([self.cli, "lemma"], input="\n".join(words) + "\n",
+                             capture_output=True, text=True, check=True)
+        return dict(line.split("\t")[:2] for line in run.stdout.splitlines())
+
+    def word_file(self):
+        words = [word for line in self.lines("pages") for word in queries.words_of(self.read(line))]
+        file = self.work / "words"
+        file.write_text("\n".join(words[:LEMMA_WORDS]) + "\n")
+        return file
+
+    # ---- stores ----
+
+    def store(self, side, collection):
+        program, variant = SIDES.get(side, (side.replace(" ", "-").replace(",", ""), ""))
+        return self.stores / f"{program}-{variant}-{collection}.store"
+
+    def remove(self, store):
+        if store.is_dir():
+            shutil.rmtree(store)
+        for file in store.parent.glob(store.name + "*"):
+            if file.is_file():
+                file.unlink()
+
+    def copy(self, store, to):
+        self.remove(to)
+        for file in store.parent.glob(store.name + "*"):
+            if file.name == store.name or file.name.startswith(store.name + "-wal"):
+                copied = to.parent / (to.name + file.name[len(store.name):])
+                subprocess.run(["cp", "-r", "--sparse=always", file, copied], check=True)
+        os.sync()  # or it is written out during the measurement
+
+    @staticmethod
+    def disk_use(store):
+        files = [store] if store.is_file() else list(store.iterdir())
+        sizes = {file.name: file.stat().st_blocks * 512 for file in files}
+        logs = sum(size for name, size in sizes.items() if name.startswith("log."))
+        regions = sum(size for name, size in sizes.items() if name.startswith("__db."))
+        return sum(sizes.values()) - logs - regions, logs
+
+    # ---- measurements ----
+
+    def sides(self, repetition, sides):
+        """The sides in another order at every repetition."""
+        sides = list(sides)
+        turn = repetition % len(sides)
+        return sides[turn:] + sides[:turn]
+
+    def build_one(self, side, list_file, store):
+        self.remove(store)
+        os.sync()
+        if side == FENRA:
+            # Status 3: pages were refused.
+            return self.measured([self.cli, "index", "--bulk", store, "--list", list_file],
+                                 accepted=(0, 3))
+        return self.engine(side, "bulk", store, list_file)
+
+    def bulk(self, collection, list_file, articles, sides, repetitions):
+        for repetition in range(repetitions):
+            for side in self.sides(repetition, sides):
+                store = self.store(side, collection)
+                _, seconds, peak = self.build_one(side, list_file, store)
+                self.record_bulk(side, repetition, collection, articles, seconds, peak)
+
+    def record_bulk(self, side, repetition, collection, articles, seconds, peak):
+        data, logs = self.disk_use(self.store(side, collection))
+        self.record("bulk", side, repetition, collection=collection, articles=articles,
+                    rate=articles / seconds, peak_mb=peak, bytes=data / articles,
+                    log_bytes=logs / articles)
+
+    def build_sides(self, articles):
+        sides = [side for side in SIDES if side != FENRA or self.bulk_known]
+        if articles <= self.scale["one_by_one"]:
+            sides.append(ONE_BY_ONE)
+        return sides
+
+    def build_collections(self):
+        pages = self.lines("pages")
+        self.bulk("pages", self.write_list("pages", pages), len(pages),
+                  [*(side for side in SIDES if side != FENRA or self.bulk_known), ONE_BY_ONE], 1)
+        self.pages_from_html(len(pages))
+        for size in sorted({*self.scale["growth"], self.scale["main"], self.scale["large"]}):
+            list_file = self.write_list(f"articles-{size}", self.lines("articles")[:size])
+            repetitions = self.scale["repetitions"] if size <= REPEATED_UP_TO else 1
+            self.bulk(size, list_file, size, self.build_sides(size), repetitions)
+        self.make_missing_stores()
+
+    def pages_from_html(self, articles):
+        store = self.store(FROM_HTML, "pages")
+        bulk = ["--bulk"] if self.bulk_known else []
+        # Status 3: a page without a title is refused.
+        _, seconds, peak = self.measured([self.cli, "index", *bulk, store, self.pages, "--base-url",
+                                          "https://orriak.example/"],
+                                         accepted=(0, 3), stderr=subprocess.DEVNULL)
+        self.record_bulk(FROM_HTML, 0, "pages", articles, seconds, peak)
+
+    def make_missing_stores(self):
+        """Without bulk building, fenra's stores of moderate size are made one by one."""
+        if self.bulk_known:
+            return
+        for collection in ("pages", *self.scale["growth"], self.scale["main"]):
+            store, made = self.store(FENRA, collection), self.store(ONE_BY_ONE, collection)
+            if made.exists():
+                made.rename(store)
+            elif collection <= REPEATED_UP_TO:
+                self.engine(ONE_BY_ONE, "bulk", store, self.work / f"articles-{collection}.list")
+
+    def append(self):
+        main = self.scale["main"]
+        lines = self.lines("articles")[-self.scale["appended"]:]
+        list_file = self.write_list("appended", lines)
+        for repetition in range(self.scale["repetitions"]):
+            for side in self.sides(repetition, SIDES):
+                copy = self.store(side, "copy")
+                self.copy(self.store(side, main), copy)
+                output, _, peak = self.engine(side, "append", copy, list_file)
+                count, seconds, p50, p99 = map(float, output.split())
+                self.record("append", side, repetition, collection=main, rate=count / seconds,
+                            p50=p50, p99=p99, peak_mb=peak)
+                self.remove(copy)
+
+    def query(self, measure, size, query_file, repetitions, *cache):
+        sides = [side for side in SIDES if self.store(side, size).exists()]
+        for repetition in range(repetitions):
+            for side in self.sides(repetition, sides):
+                output, _, peak = self.engine(side, "query", self.store(side, size), query_file,
+                                              *cache)
+                for line in output.splitlines():
+                    name, count, seconds, p50, p99, hits = line.rsplit(None, 5)
+                    self.record(measure, side, repetition, collection=size, query=name,
+                                rate=int(count) / float(seconds), p50=float(p50), p99=float(p99),
+                                hits=int(hits) / int(count), queries=int(count), peak_mb=peak)
+
+    def query_all(self):
+        repetitions, main, large = (self.scale[key] for key in ("repetitions", "main", "large"))
+        self.query("query", main, self.query_file(main), repetitions)
+        # The same queries at every size.
+        smallest = self.query_file(self.scale["growth"][0]).read_text().splitlines()
+        drawn = self.work / "queries-growth"
+        drawn.write_text("\n".join(line for line in smallest if line.startswith("drawn")) + "\n")
+        for size in self.scale["growth"]:
+            self.query("growth", size, drawn, repetitions)
+        self.set_cache(self.store(FENRA, large))
+        self.query("query", large, self.query_file(large), repetitions, LARGE_CACHE_MB)
+
+    def set_cache(self, store):
+        if not store.exists():
+            return
+        if self.tune_known:
+            subprocess.run([self.cli, "tune", store, "--cache", f"{LARGE_CACHE_MB}M"], check=True,
+                           stdout=subprocess.DEVNULL)
+        else:
+            setting = f"set_cachesize 0 {LARGE_CACHE_MB << 20} 1\n"
+            (store / "DB_CONFIG").write_text(setting)
+
+    def open(self):
+        main = self.scale["main"]
+        for repetition in range(3 * self.scale["repetitions"]):
+            for side in self.sides(repetition, SIDES):
+                output, _, peak = self.engine(side, "open", self.store(side, main))
+                self.record("open", side, repetition, seconds=float(output), peak_mb=peak)
+
+    def lemmas(self):
+        words = self.word_file()
+        piped = self.lexicon_tools()
+        for repetition in range(self.scale["repetitions"]):
+            for tool in ("fenra", "hunspell", "snowball"):
+                output, _, peak = self.measured([self.build / "bench/bench_lemmas", tool, words])
+                count, seconds = map(float, output.split())
+                self.record("lemmas", tool, repetition, rate=count / seconds, peak_mb=peak)
+            for tool, command in piped.items():
+                seconds, peak = self.time_pipe(command, words)
+                self.record("lemmas", tool, repetition, rate=LEMMA_WORDS / seconds, peak_mb=peak)
+
+    def time_pipe(self, command, words):
+        """Seconds that a filter needs for the words, without those of its start."""
+        seconds = {}
+        for name in ("/dev/null", words):
+            with open(name) as standard_input:
+                _, seconds[name], peak = self.measured(command, stdin=standard_input)
+        return seconds[words] - seconds["/dev/null"], peak
+
+    def lexicon_tools(self):
+        """fenra's lexicon for other transducer engines: their AT&T text has letters, not
+        numbers, and their input side comes first."""
+        arcs, symbols = [], {}
+        for line in (self.build / "lexicon/basque/lexicon.att").read_text("latin-1").splitlines():
+            fields = line.split(" ")
+            if len(fields) == 2:
+                symbols[fields[0]] = fields[1]
+            elif line:
+                arcs.append(fields)
+        symbols["0"] = "@0@"
+        att = self.work / "lexicon.att"
+        with att.open("w") as file:
+            for fields in arcs:
+                states, labels = fields[:2], [symbols[label] for label in fields[:1:-1]]
+                print(*(states + labels), sep="\t", file=file)
+        compiled = {name: self.work / f"lexicon.{name}" for name in ("lttoolbox", "hfst")}
+        self.measured(["lt-comp", "lr", att, compiled["lttoolbox"]])
+        self.measured(["hfst-txt2fst", "-e", "@0@", "-i", att, "-o", self.work / "lexicon.ofst"])
+        self.measured(["hfst-fst2fst", "-f", "olw", "-i", self.work / "lexicon.ofst", "-o",
+                       compiled["hfst"]])
+        return {"lt-proc": ["lt-proc", "-w", compiled["lttoolbox"]],
+                "hfst-optimized-lookup": ["hfst-optimized-lookup", "--pipe-mode=input", "--fast",
+                                          compiled["hfst"]]}
+
+    def trigram_prefix(self):
+        for repetition in range(self.scale["repetitions"]):
+            output, _, peak = self.measured([self.build / "bench/bench_trigram_prefix",
+                                             self.store(FENRA, "pages"), TRIGRAM_LETTER])
+            articles, seconds = output.split()
+            self.record("trigrams", FENRA, repetition, articles=int(articles),
+                        seconds=float(seconds), peak_mb=peak)
+
+    def inner_loops(self):
+        environment = dict(os.environ, FENRA_BENCH_PAGES=self.pages,
+                           FENRA_BENCH_WORDS=self.work / "words",
+                           FENRA_BENCH_STORE=self.store(FENRA, self.scale["main"]))
+        output, _, _ = self.measured([self.build / "bench/inner_loops", "--benchmark_format=json",
+                                      f"--benchmark_repetitions={self.scale['repetitions']}",
+                                      "--benchmark_min_time=0.2"],
+                                     env=environment, stderr=subprocess.DEVNULL)
+        for run in json.loads(output)["benchmarks"]:
+            if run["run_type"] == "iteration":
+                self.record("loops", FENRA, run["repetition_index"], loop=run["name"].split("/rep")[0],
+                            bytes_a_second=run.get("bytes_per_second"),
+                            items_a_second=run.get("items_per_second"))
+
+    def run(self):
+        shutil.rmtree(self.stores, ignore_errors=True)
+        self.stores.mkdir(parents=True)
+        for step in (self.make_collections, self.build_collections, self.query_all, self.append,
+                     self.open, self.lemmas, self.trigram_prefix, self.inner_loops):
+            print(f"\n== {step.__name__.replace('_', ' ')}", flush=True)
+            step()
+        shutil.rmtree(self.stores)
+
+    # ---- conditions ----
+
+    def sync_seconds(self):
+        times = []
+        with tempfile.TemporaryFile(dir=self.work) as file:
+            for _ in range(200):
+                file.write(bytes(4096))
+                file.flush()
+                start = time.perf_counter()
+                os.fdatasync(file.fileno())
+                times.append(time.perf_counter() - start)
+        return statistics.median(times)
+
+    def conditions(self):
+        def output(*command):
+            return subprocess.run(command, capture_output=True, text=True).stdout.strip()
+
+        def version(package):
+            return output("dpkg-query", "-W", "-f=${Version}", package)
+
+        def first_match(pattern, file):
+            return re.search(pattern, pathlib.Path(file).read_text()).group(1)
+
+        packages = ("libxapian30", "libsqlite3-0", "libstemmer0d", "libhunspell-1.7-0", "lttoolbox",
+                    "hfst", "libdb5.3", "libbenchmark1debian")
+        return {
+            "date": time.strftime("%Y-%m-%d"),
+            "revision": output("git", "-C", pathlib.Path(__file__).parent, "describe", "--always",
+                               "--dirty"),
+            "processor": first_match(r"model name\s*: (.*)", "/proc/cpuinfo"),
+            "cores": os.cpu_count(),
+            "memory_gb": int(first_match(r"MemTotal:\s*(\d+)", "/proc/meminfo")) / 2**20,
+            "kernel": platform.release(),
+            "file_system": output("findmnt", "-no", "FSTYPE,SOURCE", "--target", self.work),
+            "disk_rotates": output("lsblk", "-dno", "ROTA"),
+            "sync_seconds": self.sync_seconds(),
+            "load": os.getloadavg()[0],
+            "versions": {package: version(package) for package in packages},
+            "seed": SEED,
+            "scale": self.scale,
+            "bulk_known": self.bulk_known,
+        }
+
+
+def main():
+    bench = Bench(sys.argv[1], *sys.argv[2:5])
+    bench.work.mkdir(parents=True, exist_ok=True)
+    conditions = bench.conditions()
+    start = time.monotonic()
+    bench.run()
+    conditions["minutes"] = (time.monotonic() - start) / 60
+    results = pathlib.Path(sys.argv[5])
+    results.parent.mkdir(parents=True, exist_ok=True)
+    results.write_text(json.dumps({"conditions": conditions, "records": bench.records}, indent=1))
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,100 @@
+// Xapian. Terms are the words and, with a prefix, their Snowball stems, as its term
+// generator makes them; a term of the URL keeps it unique.
+//   positions   positions of words; URL in a value slot; text in the document's data
+//   plain       the same without positions
+//   lean        no positions; the document's data is the URL, the text is not stored
+#include <xapian.h>
+
+#include <stdexcept>
+
+#include "bench/engine.h"
+
+namespace bench {
+namespace {
+
+constexpr Xapian::valueno kUrlSlot = 0;
+
+class XapianEngine : public Engine {
+ public:
+  XapianEngine(const std::string& variant, const std::string& store, Access access)
+      : positions_(variant == "positions"), lean_(variant == "lean"), access_(access) {
+    if (!positions_ && !lean_ && variant != "plain") {
+      throw std::runtime_error("unknown variant " + variant);
+    }
+    if (access == Access::READ) {
+      reader_ = Xapian::Database(store);
+      return;
+    }
+    writer_ = Xapian::WritableDatabase(
+        store, access == Access::BUILD ? Xapian::DB_CREATE : Xapian::DB_OPEN);
+    generator_.set_stemmer(stemmer_);
+  }
+
+  void add(const Article& article) override {
+    Xapian::Document document;
+    generator_.set_document(document);
+    if (positions_) {
+      generator_.set_termpos(0);
+      generator_.index_text(article.text);
+    } else {
+      generator_.index_text_without_positions(article.text);
+    }
+    document.set_data(lean_ ? article.url : article.text);
+    if (!lean_) {
+      document.add_value(kUrlSlot, article.url);
+    }
+    const std::string url_term = "Q" + article.url;
+    document.add_boolean_term(url_term);
+    if (access_ == Access::APPEND) {
+      writer_.replace_document(url_term, document);
+    } else {
+      writer_.add_document(document);
+    }
+  }
+
+  void commit() override { writer_.commit(); }
+
+  void search(const std::vector<std::string>& words, const Visit& visit) override {
+    std::vector<std::string> terms;
+    for (const std::string& word : words) {
+      terms.push_back("Z" + stemmer_(word));
+    }
+    Xapian::Enquire enquire(reader_);
+    enquire.set_weighting_scheme(Xapian::BoolWeight());
+    enquire.set_docid_order(Xapian::Enquire::ASCENDING);
+    enquire.set_query(Xapian::Query(Xapian::Query::OP_AND, terms.begin(), terms.end()));
+    const Xapian::MSet found = enquire.get_mset(0, reader_.get_doccount());
+    if (lean_) {
+      for (auto hit = found.begin(); hit != found.end(); ++hit) {
+        const std::string url = hit.get_document().get_data();
+        visit(url.data(), url.size());
+      }
+      return;
+    }
+    // Ids ascend, so the values are walked along: cheaper than asking each document.
+    auto value = reader_.valuestream_begin(kUrlSlot);
+    for (auto hit = found.begin(); hit != found.end(); ++hit) {
+      value.skip_to(*hit);
+      const std::string url = *value;
+      visit(url.data(), url.size());
+    }
+  }
+
+ private:
+  const bool positions_;
+  const bool lean_;
+  const Access access_;
+  const Xapian::Stem stemmer_{"basque"};
+  Xapian::TermGenerator generator_;
+  Xapian::WritableDatabase writer_;
+  Xapian::Database reader_;
+};
+
+}  // namespace
+
+std::unique_ptr<Engine> open_engine(const std::string& variant, const std::string& store,
+                                    Access access, size_t) {
+  return std::make_unique<XapianEngine>(variant, store, access);
+}
+
+}  // namespace bench
