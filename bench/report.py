@@ -106,6 +106,9 @@ def bulk(results):
     def rate(side, size):
         return results.cell("bulk", side, "rate", collection=size)
 
+    def cpu_rate(side, size):
+        return results.cell("bulk", side, "cpu_rate", collection=size)
+
     def peak(side, size):
         return number(results.median("bulk", side, "peak_mb", collection=size))
 
@@ -116,6 +119,7 @@ def bulk(results):
 
     return "\n".join([
         "Articles a second:\n", table(["", *names], rows(rate)),
+        "Articles in a second of processor time:\n", table(["", *names], rows(cpu_rate)),
         "Peak memory, MB:\n", table(["", *names], rows(peak)),
         "Bytes on disk for an article (+ bytes of logs):\n", table(["", *names], rows(disk))])
 
