@@ -1,5 +1,7 @@
 // Lemmas or stems of the words of a file, one a line, with one tool: "fenra",
-// "hunspell" or "snowball". Prints words and seconds.
+// "hunspell" or "snowball".
+// usage: bench_lemmas TOOL FILE [print]
+// Prints the number of words and the seconds; with "print" the result of each word.
 #include <fenra/fenra.h>
 #include <libstemmer.h>
 
@@ -16,7 +18,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Lemmatize = std::function<size_t(const std::string& word)>;  // size of the result
+using Lemmatize = std::function<std::string(const std::string& word)>;
 
 constexpr double kSeconds = 0.5;
 
@@ -27,9 +29,9 @@ Lemmatize fenra_lemmas() {
   return [lemmatizer](const std::string& word) {
     GList* lemmas = articledb_simple_fst_lemmatizer_first_lemma(lemmatizer.get(), word.data(),
                                                                 static_cast<int>(word.size()));
-    const size_t size = strlen(static_cast<const char*>(lemmas->data));
+    std::string lemma = static_cast<const char*>(lemmas->data);
     articledb_string_list_free(lemmas);
-    return size;
+    return lemma;
   };
 }
 
@@ -38,16 +40,18 @@ Lemmatize hunspell_stems() {
       std::make_shared<Hunspell>("/usr/share/hunspell/eu.aff", "/usr/share/hunspell/eu.dic");
   return [hunspell](const std::string& word) {
     const std::vector<std::string> stems = hunspell->stem(word);
-    return stems.empty() ? word.size() : stems.front().size();
+    return stems.empty() ? word : stems.front();
   };
 }
 
 Lemmatize snowball_stems() {
   const std::shared_ptr<sb_stemmer> stemmer(sb_stemmer_new("basque", "UTF_8"), sb_stemmer_delete);
   return [stemmer](const std::string& word) {
-    sb_stemmer_stem(stemmer.get(), reinterpret_cast<const sb_symbol*>(word.data()),
-                    static_cast<int>(word.size()));
-    return static_cast<size_t>(sb_stemmer_length(stemmer.get()));
+    const sb_symbol* stem =
+        sb_stemmer_stem(stemmer.get(), reinterpret_cast<const sb_symbol*>(word.data()),
+                        static_cast<int>(word.size()));
+    return std::string(reinterpret_cast<const char*>(stem),
+                       static_cast<size_t>(sb_stemmer_length(stemmer.get())));
   };
 }
 
@@ -58,10 +62,31 @@ Lemmatize tool(const std::string& name) {
   return name == "hunspell" ? hunspell_stems() : snowball_stems();
 }
 
+void print_results(const Lemmatize& lemmatize, const std::vector<std::string>& words) {
+  for (const std::string& word : words) {
+    std::puts(lemmatize(word).c_str());
+  }
+}
+
+void print_speed(const Lemmatize& lemmatize, const std::vector<std::string>& words) {
+  size_t done = 0;
+  size_t bytes = 0;
+  const Clock::time_point start = Clock::now();
+  double seconds = 0;
+  while (seconds < kSeconds) {
+    // The clock is asked now and then, not at every word.
+    for (int i = 0; i < 1000; ++i) {
+      bytes += lemmatize(words[done++ % words.size()]).size();
+    }
+    seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  }
+  std::printf("%zu %.9f\n", done, bytes != 0 ? seconds : 0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
+  if (argc != 3 && argc != 4) {
     return 2;
   }
   const Lemmatize lemmatize = tool(argv[1]);
@@ -73,17 +98,6 @@ int main(int argc, char** argv) {
   if (words.empty()) {
     return 1;
   }
-  size_t done = 0;
-  size_t bytes = 0;
-  const Clock::time_point start = Clock::now();
-  double seconds = 0;
-  while (seconds < kSeconds) {
-    // The clock is asked now and then, not at every word.
-    for (int i = 0; i < 1000; ++i) {
-      bytes += lemmatize(words[done++ % words.size()]);
-    }
-    seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  }
-  std::printf("%zu %.9f\n", done, bytes != 0 ? seconds : 0);
+  (argc == 4 ? print_results : print_speed)(lemmatize, words);
   return 0;
 }

@@ -1,7 +1,7 @@
 """Draws the queries of the benchmark from a collection.
 
 A class is a number of words and how frequent each is: the number of articles that hold a
-form of its lemma. The words of a query stand in one article, so that it has an answer.
+form of its lemma, and of those that hold a form of its stem. The words of a query stand in one article, so that it has an answer.
 Queries of the class "drawn" are words of an article whatever their frequency, so that a
 word comes as often as it is written.
 """
@@ -10,6 +10,7 @@ import random
 import re
 
 QUERIES_A_CLASS = 200
+QUERIES_WITH_MANY_ANSWERS = 50  # of a class of frequent words alone
 WORD = re.compile("[a-z]{3,}")
 RARE, MIDDLE, FREQUENT, DRAWN = "rare", "middle", "frequent", "drawn"
 CLASSES = {f"{count} {kind}": (kind,) * count
@@ -44,25 +45,36 @@ def draw(rng, words, wanted, kinds):
     return chosen
 
 
-def kinds_of_words(texts, lemmatize):
-    words = [set(words_of(text)) for text in texts]
-    lemmas = lemmatize(sorted(set().union(*words)))
-    articles = collections.Counter()
-    for words_of_article in words:
-        articles.update({lemmas[word] for word in words_of_article})
-    return {word: kind_of(articles[lemma], len(texts)) for word, lemma in lemmas.items()}
+def kinds_of_words(texts, tools):
+    words = set()
+    for text in texts:
+        words.update(words_of(text))
+    names = [tool(sorted(words)) for tool in tools]
+    articles = [collections.Counter() for _ in tools]
+    for text in texts:
+        distinct = set(words_of(text))
+        for name, count in zip(names, articles):
+            count.update({name[word] for word in distinct})
+    kinds = {}
+    for word in words:
+        found = {kind_of(count[name[word]], len(texts)) for name, count in zip(names, articles)}
+        kinds[word] = found.pop() if len(found) == 1 else None
+    return kinds
 
 
-def write_queries(texts, lemmatize, seed, file):
-    """Writes lines CLASS<tab>WORDS for a collection of texts. `lemmatize` makes a
-    dictionary from a list of words."""
-    kinds = kinds_of_words(texts, lemmatize)
+def write_queries(texts, tools, seed, file):
+    """Writes lines CLASS<tab>WORDS for a collection of texts. Each of the tools makes a
+    dictionary of lemmas or stems from a list of words; they have to agree on how
+    frequent a word of a class is."""
+    kinds = kinds_of_words(texts, tools)
     rng = random.Random(seed)
     lines = []
     for name, wanted in CLASSES.items():
         queries = []
+        wanted_queries = (QUERIES_WITH_MANY_ANSWERS if set(wanted or ()) == {FREQUENT}
+                          else QUERIES_A_CLASS)
         for _ in range(100 * QUERIES_A_CLASS):
-            if len(queries) == QUERIES_A_CLASS:
+            if len(queries) == wanted_queries:
                 break
             query = draw(rng, words_of(rng.choice(texts)), wanted, kinds)
             if query is not None:

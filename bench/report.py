@@ -144,12 +144,18 @@ def query(results, size):
         return "/".join(number(results.median("query", side, field, 1e6, collection=size,
                                               query=name)) for field in ("p50", "p99"))
 
-    rates = [[name, hits(sides[0], name), hits(sides[-1], name),
-              *(results.cell("query", side, "rate", collection=size, query=name)
-                for side in sides)] for name in names]
+    def rate(side, name):
+        counts = {other: results.median("query", other, "queries", collection=size, query=name)
+                  for other in sides}
+        cut = "*" if counts[side] < max(counts.values()) else ""
+        return results.cell("query", side, "rate", collection=size, query=name) + cut
+
+    rates = [[name, hits(sides[0], name), hits(sides[-1], name), *(rate(side, name)
+                                                                   for side in sides)]
+             for name in names]
     latencies = [[name, *(latency(side, name) for side in sides)] for name in names]
     return "\n".join([
-        "Queries a second:\n",
+        "Queries a second (*: not all of the class's queries within the time):\n",
         table(["class", f"answers, {sides[0]}", f"answers, {sides[-1]}", *sides], rates),
         "Latency of a query, p50/p99, microseconds:\n", table(["class", *sides], latencies)])
 

@@ -5,6 +5,7 @@ usage: run.py small|full BUILD PAGES WORK RAW_RESULTS
 BUILD is fenra's build directory, PAGES the HTML pages, WORK a directory for
 collections (kept) and stores (not kept). scripts/bench calls this and then report.py.
 """
+import functools
 import json
 import os
 import pathlib
@@ -126,13 +127,15 @@ class Bench:
     def query_file(self, size):
         file = self.corpus / f"queries-{size}"
         if not file.exists():
-            queries.write_queries(self.texts[:size], self.lemmatize, SEED, file)
+            tools = [functools.partial(self.results_of_tool, tool) for tool in ("fenra", "snowball")]
+            queries.write_queries(self.texts[:size], tools, SEED, file)
         return file
 
-    def lemmatize(self, words):
-        run = subprocess.run([self.cli, "lemma"], input="\n".join(words) + "\n",
-                             capture_output=True, text=True, check=True)
-        return dict(line.split("\t")[:2] for line in run.stdout.splitlines())
+    def results_of_tool(self, tool, words):
+        file = self.work / "vocabulary"
+        file.write_text("\n".join(words) + "\n")
+        output, _, _ = self.measured([self.build / "bench/bench_lemmas", tool, file, "print"])
+        return dict(zip(words, output.splitlines()))
 
     def word_file(self):
         words = [word for line in self.lines("pages") for word in queries.words_of(self.read(line))]
