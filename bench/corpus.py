@@ -90,16 +90,19 @@ def write_collection(list_file, directory, url_prefix, texts):
         path = folder / f"{number}.txt"
         path.write_text(text + "\n", encoding="utf-8")
         slug = "-".join(re.findall("[a-z]+", text[:80])[:4])
-        lines.append(f"{url_prefix}{number}/{slug}\ttext/plain\t{path.relative_to(list_file.parent)}\n")
+        relative = path.relative_to(list_file.parent)
+        lines.append(f"{url_prefix}{number}/{slug}\ttext/plain\t{relative}\n")
     list_file.write_text("".join(lines))
 
 
 def main():
     pages, directory = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
     count, seed = int(sys.argv[3]), int(sys.argv[4])
-    texts = [page_text(path.read_text("utf-8", "replace")) for path in sorted(pages.rglob("*.html"))]
+    texts = [page_text(path.read_text("utf-8", "replace"))
+             for path in sorted(pages.rglob("*.html"))]
     texts = [text for text in texts if text]
-    write_collection(directory / "pages.list", directory / "pages", "https://orriak.example/", texts)
+    write_collection(directory / "pages.list", directory / "pages", "https://orriak.example/",
+                     texts)
     endless = articles(" ".join(texts).split(), seed)
     write_collection(directory / "articles.list", directory / "articles",
                      "https://berriak.example/2026/", (next(endless) for _ in range(count)))

@@ -1,7 +1,8 @@
 """Draws the queries of the benchmark from a collection.
 
 A class is a number of words and how frequent each is: the number of articles that hold a
-form of its lemma, and of those that hold a form of its stem. The words of a query stand in one article, so that it has an answer.
+form of its lemma, and of those that hold a form of its stem. The words of a query stand
+in one article, so that it has an answer.
 Queries of the class "drawn" are words of an article whatever their frequency, so that a
 word comes as often as it is written.
 """
@@ -22,6 +23,11 @@ CLASSES["drawn"] = None
 def words_of(text):
     words = (word.strip('.,:;!?()"\'') for word in text.split())
     return [word for word in words if WORD.fullmatch(word)]
+
+
+def folded_words_of(text):
+    """The words of engines that do not distinguish case."""
+    return re.findall(r"[^\W_]+", text.lower())
 
 
 def kind_of(count, articles):
@@ -45,28 +51,32 @@ def draw(rng, words, wanted, kinds):
     return chosen
 
 
-def kinds_of_words(texts, tools):
+def articles_of_words(texts, split, names_of):
+    """For every word the number of articles that hold a word of the same name."""
     words = set()
     for text in texts:
-        words.update(words_of(text))
-    names = [tool(sorted(words)) for tool in tools]
-    articles = [collections.Counter() for _ in tools]
+        words.update(split(text))
+    names = names_of(sorted(words))
+    articles = collections.Counter()
     for text in texts:
-        distinct = set(words_of(text))
-        for name, count in zip(names, articles):
-            count.update({name[word] for word in distinct})
+        articles.update({names[word] for word in set(split(text))})
+    return {word: articles[name] for word, name in names.items()}
+
+
+def kinds_of_words(texts, lemmas_of, stems_of):
+    by_lemma = articles_of_words(texts, words_of, lemmas_of)
+    by_stem = articles_of_words(texts, folded_words_of, stems_of)
     kinds = {}
-    for word in words:
-        found = {kind_of(count[name[word]], len(texts)) for name, count in zip(names, articles)}
-        kinds[word] = found.pop() if len(found) == 1 else None
+    for word, articles in by_lemma.items():
+        kind = kind_of(articles, len(texts))
+        kinds[word] = kind if kind == kind_of(by_stem[word], len(texts)) else None
     return kinds
 
 
-def write_queries(texts, tools, seed, file):
-    """Writes lines CLASS<tab>WORDS for a collection of texts. Each of the tools makes a
-    dictionary of lemmas or stems from a list of words; they have to agree on how
-    frequent a word of a class is."""
-    kinds = kinds_of_words(texts, tools)
+def write_queries(texts, lemmas_of, stems_of, seed, file):
+    """Writes lines CLASS<tab>WORDS for a collection of texts. The two functions make a
+    dictionary from a list of words."""
+    kinds = kinds_of_words(texts, lemmas_of, stems_of)
     rng = random.Random(seed)
     lines = []
     for name, wanted in CLASSES.items():

@@ -101,7 +101,8 @@ def bulk(results):
     names = [f"{size:,}" if size != "pages" else "pages" for size in sizes]
 
     def rows(cell):
-        return [[side, *(cell(side, size) for size in sizes)] for side in (*SIDES, ONE_BY_ONE, FROM_HTML)]
+        return [[side, *(cell(side, size) for size in sizes)]
+                for side in (*SIDES, ONE_BY_ONE, FROM_HTML)]
 
     def rate(side, size):
         return results.cell("bulk", side, "rate", collection=size)

@@ -17,6 +17,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import zlib
 
 import queries
 
@@ -99,13 +100,16 @@ class Bench:
 
     def make_collections(self):
         articles = self.scale["large"] + self.scale["appended"]
-        directory = self.work / f"corpus-{SEED}-{articles}"
+        # What makes the articles and the queries is part of the name.
+        here = pathlib.Path(__file__).parent
+        makers = b"".join((here / name).read_bytes() for name in ("corpus.py", "queries.py"))
+        directory = self.work / f"corpus-{SEED}-{articles}-{zlib.crc32(makers):08x}"
         if not directory.exists():
             part = directory.with_suffix(".part")
             shutil.rmtree(part, ignore_errors=True)
             part.mkdir(parents=True)
-            subprocess.run([sys.executable, pathlib.Path(__file__).with_name("corpus.py"),
-                            self.pages, part, str(articles), str(SEED)], check=True)
+            subprocess.run([sys.executable, here / "corpus.py", self.pages, part, str(articles),
+                            str(SEED)], check=True)
             part.rename(directory)
         self.corpus = directory
         self.texts = [self.read(line) for line in self.lines("articles")]
@@ -127,8 +131,9 @@ class Bench:
     def query_file(self, size):
         file = self.corpus / f"queries-{size}"
         if not file.exists():
-            tools = [functools.partial(self.results_of_tool, tool) for tool in ("fenra", "snowball")]
-            queries.write_queries(self.texts[:size], tools, SEED, file)
+            queries.write_queries(self.texts[:size],
+                                  functools.partial(self.results_of_tool, "fenra"),
+                                  functools.partial(self.results_of_tool, "snowball"), SEED, file)
         return file
 
     def results_of_tool(self, tool, words):
@@ -359,7 +364,8 @@ class Bench:
                                      env=environment, stderr=subprocess.DEVNULL)
         for run in json.loads(output)["benchmarks"]:
             if run["run_type"] == "iteration":
-                self.record("loops", FENRA, run["repetition_index"], loop=run["name"].split("/rep")[0],
+                self.record("loops", FENRA, run["repetition_index"],
+                            loop=run["name"].split("/rep")[0],
                             bytes_a_second=run.get("bytes_per_second"),
                             items_a_second=run.get("items_per_second"))
 
