@@ -81,6 +81,24 @@ int move_in(ArticledbGate* gate) {
 
 // ---- the environment of the present generation ----
 
+// Gives each of the caches of the handle an eighth of what the shared one has, or the least.
+void set_rooms(ArticledbDb* db) {
+  constexpr guint64 MOST_ROOM = guint64{1} << 30;
+  guint32 gigabytes = 0;
+  guint32 bytes = 0;
+  int parts = 0;
+  if (db->env->get_cachesize(db->env, &gigabytes, &bytes, &parts) != 0) {
+    return;
+  }
+  const guint64 share = MIN(((guint64{gigabytes} << 30) + bytes) / 8, MOST_ROOM);
+  guint32 room = RecordCache::LEAST_ROOM;
+  while (guint64{room} * 2 <= share) {
+    room *= 2;
+  }
+  db->gate->url_records.set_room(room);
+  db->gate->lists.set_room(room);
+}
+
 // After a failure what has been made stays.
 int open_environment(ArticledbDb* db) {
   ArticledbGate* gate = db->gate;
@@ -96,6 +114,7 @@ int open_environment(ArticledbDb* db) {
   }
   gate->generation = gate->file->generation();
   gate->messages = environment_messages(db->env);
+  set_rooms(db);
   if (condemned) {
     gate->file->absolve();
     clear_abandoned(gate);

@@ -41,7 +41,7 @@ bool ListCache::find(const BatchName& name, guint64 changes, Batch* batch) const
   if (slots_ == nullptr || changes != changes_ || name.overflowed()) {
     return false;
   }
-  const Slot& slot = slots_[name.hash() % SLOTS];
+  const Slot& slot = *slot_of(name);
   if (slot.stamp != stamp_) {
     return false;
   }
@@ -96,20 +96,20 @@ void ListCache::decode(const Batch& batch, guint64* out) {
 // Makes room for an entry of at most `most` bytes beside the name. Returns where they
 // go; null when there is none.
 guint8* ListCache::begin(const BatchName& name, guint64 changes, guint32 most) {
-  if (name.overflowed() || most > ROOM / 8) {
+  if (name.overflowed() || most > room_bytes_ / 8) {
     return nullptr;
   }
   if (slots_ == nullptr) {
     // Pages of either that are never written to take no memory.
-    room_.reset(static_cast<guint8*>(g_try_malloc(ROOM)));
+    room_.reset(static_cast<guint8*>(g_try_malloc(room_bytes_)));
     slots_.reset(room_ == nullptr ? nullptr
-                                  : static_cast<Slot*>(g_try_malloc0(SLOTS * sizeof(Slot))));
+                                  : static_cast<Slot*>(g_try_malloc0(slot_count() * sizeof(Slot))));
     if (slots_ == nullptr) {
       return nullptr;
     }
   }
   const auto needed = static_cast<guint32>(sizeof(Entry)) + name.length() + most;
-  if (changes != changes_ || needed > ROOM - used_) {
+  if (changes != changes_ || needed > room_bytes_ - used_) {
     drop();
     changes_ = changes;
   }
@@ -120,14 +120,21 @@ void ListCache::finish(const BatchName& name, const Entry& entry) {
   guint8* at = &room_[used_];
   memcpy(at, &entry, sizeof entry);
   memcpy(at + sizeof entry, name.bytes(), name.length());
-  slots_[name.hash() % SLOTS] = {used_, stamp_};
+  *slot_of(name) = {used_, stamp_};
   used_ += static_cast<guint32>(sizeof entry) + name.length() + entry.length;
+}
+
+void ListCache::set_room(guint32 bytes) {
+  slots_.reset();
+  room_.reset();
+  room_bytes_ = bytes;
+  used_ = 0;
 }
 
 void ListCache::drop() {
   used_ = 0;
   if (++stamp_ == 0) {
-    memset(static_cast<void*>(slots_.get()), 0, SLOTS * sizeof(Slot));
+    memset(static_cast<void*>(slots_.get()), 0, slot_count() * sizeof(Slot));
     stamp_ = 1;
   }
 }

@@ -48,6 +48,11 @@ class ListCache {
   void keep_ids(const BatchName& name, guint64 changes, const guint64* ids, guint32 count);
   void keep_items(const BatchName& name, guint64 changes, const char* bytes, guint32 length);
 
+  // Changes the room, in bytes, to a power of two; at first it is LEAST_ROOM.
+  void set_room(guint32 bytes);
+
+  static constexpr guint32 LEAST_ROOM = 8 << 20;
+
   // Writes the ids of a batch to `out`.
   static void decode(const Batch& batch, guint64* out);
 
@@ -66,8 +71,10 @@ class ListCache {
     guint32 offset;
     guint32 stamp;  // the entry is there when it is that of the cache
   };
-  static constexpr guint64 SLOTS = 1 << 18;
-  static constexpr guint32 ROOM = 8 << 20;
+  static constexpr guint32 ROOM_OF_A_SLOT = 32;
+
+  guint32 slot_count() const { return room_bytes_ / ROOM_OF_A_SLOT; }
+  Slot* slot_of(const BatchName& name) const { return &slots_[name.hash() & (slot_count() - 1)]; }
 
   guint8* begin(const BatchName& name, guint64 changes, guint32 most);
   void finish(const BatchName& name, const Entry& entry);
@@ -75,6 +82,7 @@ class ListCache {
 
   std::unique_ptr<Slot[], Freer> slots_;
   std::unique_ptr<guint8[], Freer> room_;
+  guint32 room_bytes_ = LEAST_ROOM;
   guint32 used_ = 0;
   guint32 stamp_ = 1;
   guint64 changes_ = 0;

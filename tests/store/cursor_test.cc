@@ -257,6 +257,12 @@ TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {
   const std::string huge(4097, 'x');
   cache.add(3, 5, {huge.data(), 4097});
   EXPECT_FALSE(cache.find(3, 5, &record) && record.length == 4097);
+  cache.set_room(4 * ostren::fenra::store::RecordCache::LEAST_ROOM);
+  EXPECT_FALSE(cache.find(100000, 5, &record));
+  for (const guint64 id : {1, 65537, 131073, 100000}) {
+    cache.add(id, 5, {"z", 1});
+  }
+  EXPECT_TRUE(cache.find(1, 5, &record) && cache.find(65537, 5, &record));
   // Of another state nothing is left, not even after the marks have wrapped round.
   for (guint64 changes = 6; changes < 6 + 70000; ++changes) {
     cache.add(1, changes, {"y", 1});
