@@ -91,7 +91,7 @@ void set_rooms(ArticledbDb* db) {
     return;
   }
   const guint64 share = MIN(((guint64{gigabytes} << 30) + bytes) / 8, MOST_ROOM);
-  guint32 room = RecordCache::LEAST_ROOM;
+  guint32 room = LEAST_ROOM_BYTES;
   while (guint64{room} * 2 <= share) {
     room *= 2;
   }

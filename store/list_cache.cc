@@ -38,15 +38,12 @@ guint64 BatchName::hash() const {
 }
 
 bool ListCache::find(const BatchName& name, guint64 changes, Batch* batch) const {
-  if (slots_ == nullptr || changes != changes_ || name.overflowed()) {
-    return false;
-  }
-  const Slot& slot = *slot_of(name);
-  if (slot.stamp != stamp_) {
+  const Slot* slot = name.overflowed() ? nullptr : kept_.find(name.hash(), changes);
+  if (slot == nullptr) {
     return false;
   }
   Entry entry;
-  const guint8* at = &room_[slot.offset];
+  const guint8* at = kept_.at(slot->offset);
   memcpy(&entry, at, sizeof entry);
   at += sizeof entry;
   if (entry.name_length != name.length() || memcmp(at, name.bytes(), name.length()) != 0) {
@@ -96,47 +93,21 @@ void ListCache::decode(const Batch& batch, guint64* out) {
 // Makes room for an entry of at most `most` bytes beside the name. Returns where they
 // go; null when there is none.
 guint8* ListCache::begin(const BatchName& name, guint64 changes, guint32 most) {
-  if (name.overflowed() || most > room_bytes_ / 8) {
+  if (name.overflowed() || most > kept_.bytes() / 8) {
     return nullptr;
   }
-  if (slots_ == nullptr) {
-    // Pages of either that are never written to take no memory.
-    room_.reset(static_cast<guint8*>(g_try_malloc(room_bytes_)));
-    slots_.reset(room_ == nullptr ? nullptr
-                                  : static_cast<Slot*>(g_try_malloc0(slot_count() * sizeof(Slot))));
-    if (slots_ == nullptr) {
-      return nullptr;
-    }
-  }
-  const auto needed = static_cast<guint32>(sizeof(Entry)) + name.length() + most;
-  if (changes != changes_ || needed > room_bytes_ - used_) {
-    drop();
-    changes_ = changes;
-  }
-  return &room_[used_] + sizeof(Entry) + name.length();
+  const auto before = static_cast<guint32>(sizeof(Entry)) + name.length();
+  guint8* const bytes = kept_.begin(changes, before + most);
+  return bytes == nullptr ? nullptr : bytes + before;
 }
 
 void ListCache::finish(const BatchName& name, const Entry& entry) {
-  guint8* at = &room_[used_];
+  const guint32 offset = kept_.used();
+  guint8* at = kept_.at(offset);
   memcpy(at, &entry, sizeof entry);
   memcpy(at + sizeof entry, name.bytes(), name.length());
-  *slot_of(name) = {used_, stamp_};
-  used_ += static_cast<guint32>(sizeof entry) + name.length() + entry.length;
-}
-
-void ListCache::set_room(guint32 bytes) {
-  slots_.reset();
-  room_.reset();
-  room_bytes_ = bytes;
-  used_ = 0;
-}
-
-void ListCache::drop() {
-  used_ = 0;
-  if (++stamp_ == 0) {
-    memset(static_cast<void*>(slots_.get()), 0, slot_count() * sizeof(Slot));
-    stamp_ = 1;
-  }
+  kept_.finish(name.hash(), {offset, 0},
+               static_cast<guint32>(sizeof entry) + name.length() + entry.length);
 }
 
 }  // namespace store

@@ -4,7 +4,7 @@
 
 #include <glib.h>
 
-#include <memory>
+#include "store/stamped_room.h"
 
 namespace ostren {
 namespace fenra {
@@ -48,18 +48,13 @@ class ListCache {
   void keep_ids(const BatchName& name, guint64 changes, const guint64* ids, guint32 count);
   void keep_items(const BatchName& name, guint64 changes, const char* bytes, guint32 length);
 
-  // Changes the room, in bytes, to a power of two; at first it is LEAST_ROOM.
-  void set_room(guint32 bytes);
-
-  static constexpr guint32 LEAST_ROOM = 8 << 20;
+  // Changes the room, in bytes, to a power of two; at first it is LEAST_ROOM_BYTES.
+  void set_room(guint32 bytes) { kept_.resize(bytes); }
 
   // Writes the ids of a batch to `out`.
   static void decode(const Batch& batch, guint64* out);
 
  private:
-  struct Freer {
-    void operator()(void* memory) const { g_free(memory); }
-  };
   struct Entry {
     guint32 name_length;
     guint32 length;
@@ -69,23 +64,13 @@ class ListCache {
   };
   struct Slot {
     guint32 offset;
-    guint32 stamp;  // the entry is there when it is that of the cache
+    guint32 stamp;
   };
-  static constexpr guint32 ROOM_OF_A_SLOT = 32;
-
-  guint32 slot_count() const { return room_bytes_ / ROOM_OF_A_SLOT; }
-  Slot* slot_of(const BatchName& name) const { return &slots_[name.hash() & (slot_count() - 1)]; }
 
   guint8* begin(const BatchName& name, guint64 changes, guint32 most);
   void finish(const BatchName& name, const Entry& entry);
-  void drop();
 
-  std::unique_ptr<Slot[], Freer> slots_;
-  std::unique_ptr<guint8[], Freer> room_;
-  guint32 room_bytes_ = LEAST_ROOM;
-  guint32 used_ = 0;
-  guint32 stamp_ = 1;
-  guint64 changes_ = 0;
+  StampedRoom<Slot, 32> kept_;
 };
 
 }  // namespace store

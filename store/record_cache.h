@@ -4,7 +4,7 @@
 
 #include <glib.h>
 
-#include <memory>
+#include "store/stamped_room.h"
 
 namespace ostren {
 namespace fenra {
@@ -25,50 +25,28 @@ class RecordCache {
   // is short. Records of another state are dropped, and all when the room is used up.
   void add(guint64 id, guint64 changes, const Record& record);
 
-  // Changes the room, in bytes, to a power of two; at first it is LEAST_ROOM.
-  void set_room(guint32 bytes);
-
-  static constexpr guint32 LEAST_ROOM = 8 << 20;
+  // Changes the room, in bytes, to a power of two; at first it is LEAST_ROOM_BYTES.
+  void set_room(guint32 bytes) { kept_.resize(bytes); }
 
  private:
-  // The place of every id with the same low bits. Filled in since the last drop when
-  // the stamps are equal.
+  // The place of every id with the same low bits.
   struct Slot {
     guint64 id;
     guint32 offset;
     guint16 length;
     guint16 stamp;
   };
-  static constexpr guint32 ROOM_OF_A_SLOT = 128;
   static constexpr guint32 MAX_LENGTH = 4096;
 
-  guint32 slot_count() const { return room_bytes_ / ROOM_OF_A_SLOT; }
-  const Slot& slot_of(guint64 id) const { return slots_[id & (slot_count() - 1)]; }
-
-  struct Freer {
-    void operator()(void* memory) const { g_free(memory); }
-  };
-
-  bool make();
-  void drop();
-
-  std::unique_ptr<Slot[], Freer> slots_;
-  std::unique_ptr<char[], Freer> room_;
-  guint32 room_bytes_ = LEAST_ROOM;
-  guint32 used_ = 0;
-  guint16 stamp_ = 1;
-  guint64 changes_ = 0;
+  StampedRoom<Slot, 128> kept_;
 };
 
 inline bool RecordCache::find(guint64 id, guint64 changes, Record* record) const {
-  if (slots_ == nullptr || changes != changes_) {
+  const Slot* slot = kept_.find(id, changes);
+  if (slot == nullptr || slot->id != id) {
     return false;
   }
-  const Slot& slot = slot_of(id);
-  if (slot.stamp != stamp_ || slot.id != id) {
-    return false;
-  }
-  *record = {&room_[slot.offset], slot.length};
+  *record = {reinterpret_cast<const char*>(kept_.at(slot->offset)), slot->length};
   return true;
 }
 

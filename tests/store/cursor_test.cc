@@ -257,7 +257,7 @@ TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {
   const std::string huge(4097, 'x');
   cache.add(3, 5, {huge.data(), 4097});
   EXPECT_FALSE(cache.find(3, 5, &record) && record.length == 4097);
-  cache.set_room(4 * ostren::fenra::store::RecordCache::LEAST_ROOM);
+  cache.set_room(4 * ostren::fenra::store::LEAST_ROOM_BYTES);
   EXPECT_FALSE(cache.find(100000, 5, &record));
   for (const guint64 id : {1, 65537, 131073, 100000}) {
     cache.add(id, 5, {"z", 1});
