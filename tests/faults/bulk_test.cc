@@ -1,8 +1,6 @@
 // Faults while a store is built from many articles or written anew: there is all of it or
 // what there was before.
-#include <sched.h>
 #include <signal.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -200,28 +198,14 @@ TEST_P(BulkFailingCallsTest, AFailureLeavesWhatThereWas) {
 // ---- a full disk ----
 
 TEST_F(BulkFaultTest, AFullDiskEndsABuildWithoutATrace) {
-  constexpr int kNoMount = 77;
   const std::string disk = directory().path();
-  const int status =
-      wait_for(start([&] {
-                 if (unshare(CLONE_NEWNS) != 0 ||
-                     mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                     mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=8m") != 0) {
-                   _exit(kNoMount);
-                 }
-                 // The first one fails while runs are written, the second one while the databases
-                 // are.
-                 EXPECT_EQ(build(path(), 20000, 400), ENOSPC);
-                 EXPECT_EQ(fs::is_empty(disk), true);
-                 EXPECT_EQ(build(path(), 700, 400), ENOSPC);
-                 EXPECT_EQ(fs::is_empty(disk), true);
-               }),
-               120);
-  ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
-  if (WEXITSTATUS(status) == kNoMount) {
-    GTEST_SKIP() << "no file system can be mounted here";
-  }
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  run_in_small_file_system(disk, "8m", [&] {
+    // The first one fails while runs are written, the second one while the databases are.
+    EXPECT_EQ(build(path(), 20000, 400), ENOSPC);
+    EXPECT_EQ(fs::is_empty(disk), true);
+    EXPECT_EQ(build(path(), 700, 400), ENOSPC);
+    EXPECT_EQ(fs::is_empty(disk), true);
+  });
 }
 
 }  // namespace

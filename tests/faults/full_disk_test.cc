@@ -1,7 +1,4 @@
 // A disk that becomes full while articles are indexed.
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -72,30 +69,16 @@ class FullDiskTest : public FaultTest {
 };
 
 TEST_F(FullDiskTest, AFileSystemOf48Megabytes) {
-  constexpr int kNoMount = 77;
   const std::string disk = directory().path();
-  const int status =
-      wait_for(start([&] {
-                 // In a name space of its own the mount ends with the process.
-                 if (unshare(CLONE_NEWNS) != 0 ||
-                     mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                     mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=48m") != 0) {
-                   _exit(kNoMount);
-                 }
-                 // More than the cache may hold back: the next checkpoint writes that out.
-                 const std::string ballast = disk + "/ballast";
-                 std::ofstream(ballast, std::ios::binary) << std::string(14 << 20, 'x');
-                 if (freopen("/dev/null", "w", stderr) == nullptr) {
-                   _exit(1);
-                 }
-                 fill_and_go_on(disk + "/store", 10, [&] { std::filesystem::remove(ballast); });
-               }),
-               120);
-  ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
-  if (WEXITSTATUS(status) == kNoMount) {
-    GTEST_SKIP() << "no file system can be mounted here";
-  }
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  run_in_small_file_system(disk, "48m", [&] {
+    // More than the cache may hold back: the next checkpoint writes that out.
+    const std::string ballast = disk + "/ballast";
+    std::ofstream(ballast, std::ios::binary) << std::string(14 << 20, 'x');
+    if (freopen("/dev/null", "w", stderr) == nullptr) {
+      _exit(1);
+    }
+    fill_and_go_on(disk + "/store", 10, [&] { std::filesystem::remove(ballast); });
+  });
 }
 
 TEST_F(FullDiskTest, WritesWithoutRoom) {

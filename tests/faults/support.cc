@@ -1,6 +1,8 @@
 #include "tests/faults/support.h"
 
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -177,6 +179,27 @@ int wait_for(pid_t process, int seconds) {
 void run_apart(const std::function<void()>& work) {
   const int status = wait_for(start(work));
   EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+void run_in_small_file_system(const std::string& directory, const std::string& size,
+                              const std::function<void()>& work) {
+  constexpr int kNoMount = 77;
+  const int status =
+      wait_for(start([&] {
+                 // In a name space of its own the mount ends with the process.
+                 if (unshare(CLONE_NEWNS) != 0 ||
+                     mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                     mount("tmpfs", directory.c_str(), "tmpfs", 0, ("size=" + size).c_str()) != 0) {
+                   _exit(kNoMount);
+                 }
+                 work();
+               }),
+               120);
+  ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+  if (WEXITSTATUS(status) == kNoMount) {
+    GTEST_SKIP() << "no file system can be mounted here";
+  }
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 

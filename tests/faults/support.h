@@ -88,6 +88,11 @@ int wait_for(pid_t process, int seconds = 0);
 // Runs `work` as start() does and expects it to end well.
 void run_apart(const std::function<void()>& work);
 
+// The same with an empty file system of the given size, as "48m", mounted on `directory`,
+// for up to two minutes more; skips the test where none can be mounted.
+void run_in_small_file_system(const std::string& directory, const std::string& size,
+                              const std::function<void()>& work);
+
 }  // namespace faults
 
 #endif  // FENRA_TESTS_FAULTS_SUPPORT_H
