@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <string>
@@ -8,6 +7,7 @@
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
+#include "cli/databases.h"
 #include "cli/output.h"
 #include "cli/progress.h"
 #include "cli/stop.h"
@@ -56,36 +56,8 @@ Fill fill_of(const DB_BTREE_STAT& stat) {
   return fill;
 }
 
-template <typename Stat>
-Fill measure_as(DB* database) {
-  void* record = nullptr;
-  const int status = database->stat(database, nullptr, &record, 0);
-  const std::unique_ptr<void, Releaser<std::free>> owner(record);
-  if (status != 0) {
-    throw Failure("cannot measure the store: " + status_text(status));
-  }
-  return fill_of(*static_cast<const Stat*>(record));
-}
-
-struct Named {
-  const char* name;
-  DB* ArticledbDb::*field;
-};
-constexpr Named kDatabases[] = {{"urldb", &ArticledbDb::urldb},
-                                {"urlidx", &ArticledbDb::urlidx},
-                                {"datedb", &ArticledbDb::datedb},
-                                {"sourcedb", &ArticledbDb::sourcedb},
-                                {"txtdb", &ArticledbDb::txtdb},
-                                {"formdb", &ArticledbDb::formdb},
-                                {"trigramdb", &ArticledbDb::trigramdb},
-                                {"lemmadb", &ArticledbDb::lemmadb},
-                                {"iddb", &ArticledbDb::iddb}};
-
-Fill measure(DB* database) {
-  DBTYPE type = DB_UNKNOWN;
-  database->get_type(database, &type);
-  return type == DB_BTREE ? measure_as<DB_BTREE_STAT>(database)
-                          : measure_as<DB_HASH_STAT>(database);
+Fill measure_fill(DB* database) {
+  return measure(database, [](const auto& stat) { return fill_of(stat); });
 }
 
 using Fills = std::vector<Fill>;
@@ -93,8 +65,8 @@ using Fills = std::vector<Fill>;
 Fills measure_store(const std::string& path) {
   Store store = open_store(path);
   Fills fills;
-  for (const Named& database : kDatabases) {
-    fills.push_back(measure(store.get()->*database.field));
+  for (const Database& database : kDatabases) {
+    fills.push_back(measure_fill(store.get()->*database.field));
   }
   close_store(std::move(store));
   return fills;
@@ -105,7 +77,7 @@ void close_database(DB* database) { database->close(database, 0); }
 // Of a store that has no log. To open it would begin one.
 Fills measure_file(const std::string& path) {
   Fills fills;
-  for (const Named& database : kDatabases) {
+  for (const Database& database : kDatabases) {
     DB* made = nullptr;
     if (db_create(&made, nullptr, 0) != 0) {
       throw std::bad_alloc();
@@ -116,7 +88,7 @@ Fills measure_file(const std::string& path) {
     if (status != 0) {
       throw Failure("cannot read the new store: " + status_text(status));
     }
-    fills.push_back(measure(made));
+    fills.push_back(measure_fill(made));
   }
   return fills;
 }

@@ -15,10 +15,6 @@
 namespace cli {
 namespace {
 
-// Articles between two removals of logs that are no longer needed: about 15 MB
-// of log.
-constexpr uint64_t kArticlesPerLogRemoval = 100;
-
 struct IndexOptions {
   std::string store;
   InputOptions inputs;
@@ -39,13 +35,6 @@ class Indexer {
     }
   }
 
-  void remove_logs() {
-    const int status = articledb_db_remove_logs(db_);
-    if (status != 0) {
-      throw Failure("the store failed to remove old logs: " + status_text(status));
-    }
-  }
-
  private:
   ArticledbDb* db_;
   void* lemmatizer_;
@@ -63,12 +52,8 @@ void index_one(Indexer& indexer, const Input& input, Progress& progress) {
 
 void index_all(Indexer& indexer, const std::vector<Input>& inputs, Progress& progress) {
   for (size_t done = 0; done < inputs.size() && !stop_requested(); ++done) {
-    if (done % kArticlesPerLogRemoval == kArticlesPerLogRemoval - 1) {
-      indexer.remove_logs();
-    }
     index_one(indexer, inputs[done], progress);
   }
-  indexer.remove_logs();
 }
 
 void check_call(const IndexOptions& options) {
@@ -128,12 +113,7 @@ ExitStatus index(const IndexOptions& options) {
     }
     throw;
   }
-  progress.clear();
-  print_line(progress.summary());
-  if (stop_requested()) {
-    return kInterrupted;
-  }
-  return progress.counts().refused == 0 ? kSuccess : kSomeRefused;
+  return conclude(progress);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <memory>
 #include <new>
 
+#include "cli/databases.h"
 #include "cli/failure.h"
 #include "cli/handles.h"
 #include "cli/store.h"
@@ -21,13 +22,6 @@ int compare_ids(DB*, const DBT* left, const DBT* right) {
   std::memcpy(&b, right->data, sizeof(b));
   return a < b ? -1 : a > b ? 1 : 0;
 }
-
-constexpr struct {
-  const char* name;
-  bool numeric;  // its items are ordered by compare_ids
-} kDatabases[] = {{"urldb", false},    {"urlidx", false},  {"datedb", true},
-                  {"sourcedb", true},  {"txtdb", false},   {"formdb", true},
-                  {"trigramdb", true}, {"lemmadb", false}, {"iddb", false}};
 
 // Berkeley DB's messages have no argument of the caller's.
 Findings* message_target = nullptr;
@@ -65,7 +59,7 @@ void check_pages(const std::string& path, StatusLine& line, CheckResult& result)
   const std::string file = path + "/" + kDatabaseFile;
   line.show([](int) { return std::string("pages"); });
   verify(file, nullptr, false, DB_NOORDERCHK, result.problems);
-  for (const auto& database : kDatabases) {
+  for (const Database& database : kDatabases) {
     line.show([&](int) { return std::string("order of ") + database.name; });
     verify(file, database.name, database.numeric, DB_ORDERCHKONLY, result.problems);
   }

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "cli/output.h"
+#include "cli/stop.h"
 
 namespace cli {
 namespace {
@@ -119,6 +120,15 @@ void Progress::advance() {
   ++done_;
   line_.show(
       [this](int columns) { return progress_line(done_, total_, watch_.seconds(), columns); });
+}
+
+ExitStatus conclude(Progress& progress) {
+  progress.clear();
+  print_line(progress.summary());
+  if (stop_requested()) {
+    return kInterrupted;
+  }
+  return progress.counts().refused == 0 ? kSuccess : kSomeRefused;
 }
 
 }  // namespace cli

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "cli/failure.h"
+
 namespace cli {
 
 struct Counts {
@@ -103,6 +105,9 @@ class Progress {
   uint64_t done_ = 0;
   Counts counts_;
 };
+
+// Ends a run: takes the bar off, prints the summary and returns the status to exit with.
+ExitStatus conclude(Progress& progress);
 
 }  // namespace cli
 

@@ -13,9 +13,6 @@
 namespace cli {
 namespace {
 
-// Articles between two removals of logs that are no longer needed.
-constexpr uint64_t kArticlesPerLogRemoval = 100;
-
 void require_new(const std::string& path) {
   if (has_database(path)) {
     throw Failure("'" + path + "' is a store already; name a new or an empty directory");
@@ -87,13 +84,6 @@ class Rebuilder {
     progress_.indexed(bytes);
   }
 
-  void remove_logs() {
-    const int status = articledb_db_remove_logs(to_);
-    if (status != 0) {
-      throw Failure("the new store failed to remove old logs: " + status_text(status));
-    }
-  }
-
  private:
   static void check(const std::string& url, const std::string& text) {
     if (url.empty()) {
@@ -126,23 +116,14 @@ ExitStatus rebuild(const std::string& from, const std::string& to) {
     // Counting finds an article by its own record, whatever else is damaged.
     for (uint64_t id = 1; id <= last && !stop_requested(); ++id) {
       rebuilder.add(id);
-      if (id % kArticlesPerLogRemoval == 0) {
-        rebuilder.remove_logs();
-      }
     }
-    rebuilder.remove_logs();
   } catch (const Failure&) {
     progress.clear();
     print_line(progress.summary());
     throw;
   }
   close_store(std::move(new_store));
-  progress.clear();
-  print_line(progress.summary());
-  if (stop_requested()) {
-    return kInterrupted;
-  }
-  return progress.counts().refused == 0 ? kSuccess : kSomeRefused;
+  return conclude(progress);
 }
 
 }  // namespace

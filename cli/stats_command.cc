@@ -1,7 +1,6 @@
 #include <fenra/fenra.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -9,6 +8,7 @@
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
+#include "cli/databases.h"
 #include "cli/output.h"
 #include "cli/progress.h"
 #include "cli/snapshot.h"
@@ -47,22 +47,8 @@ Size size_of(const DB_HASH_STAT& stat) {
 
 Size size_of(const DB_BTREE_STAT& stat) { return {stat.bt_ndata, pages(stat) * stat.bt_pagesize}; }
 
-// Walks the whole database.
-template <typename Stat>
-Size measure(DB* database) {
-  void* record = nullptr;
-  const int status = database->stat(database, nullptr, &record, 0);
-  const std::unique_ptr<void, Releaser<std::free>> owner(record);
-  if (status != 0) {
-    throw Failure("cannot measure the store: " + status_text(status));
-  }
-  return size_of(*static_cast<const Stat*>(record));
-}
-
-Size measure(DB* database) {
-  DBTYPE type = DB_UNKNOWN;
-  database->get_type(database, &type);
-  return type == DB_BTREE ? measure<DB_BTREE_STAT>(database) : measure<DB_HASH_STAT>(database);
+Size measure_size(DB* database) {
+  return measure(database, [](const auto& stat) { return size_of(stat); });
 }
 
 uint64_t log_bytes(const std::string& path) {
@@ -108,21 +94,15 @@ void stats(const std::string& path) {
   const Store store = open_store(snapshot.path());
   const uint64_t last = last_id(store.get());
   const ArticledbDb& db = *store;
-  const struct {
-    const char* name;
-    DB* handle;
-  } databases[] = {{"urldb", db.urldb},         {"urlidx", db.urlidx},   {"datedb", db.datedb},
-                   {"sourcedb", db.sourcedb},   {"txtdb", db.txtdb},     {"formdb", db.formdb},
-                   {"trigramdb", db.trigramdb}, {"lemmadb", db.lemmadb}, {"iddb", db.iddb}};
-  print_line("articles " + std::to_string(measure(db.urldb).entries));
+  print_line("articles " + std::to_string(measure_size(db.urldb).entries));
   print_line("last id  " + std::to_string(last));
   print_line("log      " + std::to_string(log_bytes(path)) + " bytes");
   print_lexicons(path);
   print_line("");
   print_row("database", "entries", "bytes");
   Size total;
-  for (const auto& database : databases) {
-    const Size size = measure(database.handle);
+  for (const Database& database : kDatabases) {
+    const Size size = measure_size(db.*database.field);
     total.entries += size.entries;
     total.bytes += size.bytes;
     print_row(database.name, std::to_string(size.entries), std::to_string(size.bytes));
