@@ -159,26 +159,29 @@ BuildDirectory::~BuildDirectory() {
   close(fd_);
 }
 
-void BuildDirectory::become_target() {
+// Changes the name on the disk too, or not at all.
+void BuildDirectory::move_to_target(unsigned flags) {
   sync();
-  if (rename(path_.c_str(), target_.c_str()) != 0) {
+  if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), flags) != 0) {
     throw Failed{errno == ENOTEMPTY || errno == ENOTDIR ? EEXIST : errno};
   }
+  const int ret = status_of([this] { sync_parent(); });
+  if (ret != 0) {
+    // Nobody has got in: the same kind of lock keeps openings of the store apart.
+    renameat2(AT_FDCWD, target_.c_str(), AT_FDCWD, path_.c_str(), flags);
+    throw Failed{ret};
+  }
   moved_ = true;
-  // The same kind of lock keeps openings of the store apart.
   flock(fd_, LOCK_UN);
-  sync_parent();
 }
+
+void BuildDirectory::become_target() { move_to_target(0); }
 
 void BuildDirectory::replace_target() {
   struct stat attributes = {};
   require_call(stat(target_.c_str(), &attributes));
   adopt(fd_, attributes);
-  sync();
-  require_call(renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE));
-  moved_ = true;
-  flock(fd_, LOCK_UN);
-  sync_parent();
+  move_to_target(RENAME_EXCHANGE);
   // What is left is not the store any more, and a failure to remove it no failure: the
   // next build does it.
   const int old = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);

@@ -46,6 +46,7 @@ class BuildDirectory {
 
  private:
   void claim();
+  void move_to_target(unsigned flags);
   void sync() const;
   void sync_parent() const;
 
