@@ -73,19 +73,22 @@ void bulk(Engine& engine, const std::string& list) {
   engine.commit();
 }
 
-// Prints the times of the articles.
-void append(Engine& engine, const std::string& list) {
+// Prints the times of the articles, and the seconds that it takes to close the store.
+void append(std::unique_ptr<Engine> engine, const std::string& list) {
   std::vector<Article> articles;
   for_each_article(list, [&](const Article& article) { articles.push_back(article); });
   std::vector<double> times;
   for (const Article& article : articles) {
     const Clock::time_point start = Clock::now();
-    engine.add(article);
-    engine.commit();
+    engine->add(article);
+    engine->commit();
     times.push_back(seconds_since(start));
   }
+  const Clock::time_point start = Clock::now();
+  engine.reset();
+  const double closing = seconds_since(start);
   print_times(times);
-  std::printf("\n");
+  std::printf(" %.9f\n", closing);
 }
 
 using Query = std::vector<std::string>;
@@ -146,13 +149,13 @@ int run(const std::vector<std::string>& arguments) {
                         : action == "append" ? Access::APPEND
                                              : Access::READ;
   const Clock::time_point start = Clock::now();
-  const std::unique_ptr<Engine> engine = open_engine(variant, store, access, cache_mb);
+  std::unique_ptr<Engine> engine = open_engine(variant, store, access, cache_mb);
   if (action == "open") {
     std::printf("%.9f\n", seconds_since(start));
   } else if (action == "bulk") {
     bulk(*engine, arguments.at(4));
   } else if (action == "append") {
-    append(*engine, arguments.at(4));
+    append(std::move(engine), arguments.at(4));
   } else if (action == "query") {
     query(*engine, arguments.at(4));
   } else {
