@@ -23,6 +23,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kJournalFile[] = "fenra.journal";
+
 // A multiple of the page size: a page is read in one piece.
 constexpr size_t kBlock = 1 << 20;
 
@@ -71,23 +73,25 @@ std::string megabytes(uint64_t bytes) { return std::to_string(bytes >> 20) + " M
 // Copies one store. Log files are removed by the store's users once the database file
 // has what they tell; the copy of it may be older. An open file outlives its removal, so
 // every log file is opened before that can happen to it: at the beginning and, those
-// that come later, between any two blocks.
+// that come later, between any two blocks. The journal is copied before all: what is written
+// over in it is in the log by then.
 class Copier {
  public:
   Copier(std::string from, std::string to, StatusLine& line)
       : from_(std::move(from)), to_(std::move(to)), line_(line), buffer_(kBlock) {}
 
   void run() {
+    copy_journal();
     open_logs();
     const Descriptor database = open_source(kDatabaseFile);
     total_ = database.size();
-    copy(database, kDatabaseFile);
+    copy(database, kDatabaseFile, [this] { open_logs(); });
     open_logs();
     for (const auto& [name, log] : logs_) {
       total_ += log.size();
     }
     for (const auto& [name, log] : logs_) {
-      copy(log, name);
+      copy(log, name, [this] { open_logs(); });
     }
   }
 
@@ -99,6 +103,15 @@ class Copier {
       fail("read", path);
     }
     return file;
+  }
+
+  void copy_journal() {
+    const Descriptor journal(from_ + "/" + kJournalFile, O_RDONLY);
+    if (journal.get() != -1) {
+      copy(journal, kJournalFile, [] {});
+    } else if (errno != ENOENT) {
+      fail("read", from_ + "/" + kJournalFile);
+    }
   }
 
   void open_logs() {
@@ -136,7 +149,9 @@ class Copier {
     }
   }
 
-  void copy(const Descriptor& from, const std::string& name) {
+  // Calls `after_block` between any two blocks.
+  template <typename Call>
+  void copy(const Descriptor& from, const std::string& name, Call after_block) {
     const std::string path = to_ + "/" + name;
     const Descriptor to(path, O_WRONLY | O_CREAT | O_EXCL);
     if (to.get() == -1) {
@@ -148,7 +163,7 @@ class Copier {
       }
       write_all(to, buffer_.data(), static_cast<size_t>(count), path);
       done_ += static_cast<uint64_t>(count);
-      open_logs();
+      after_block();
       line_.show([this](int) {
         return "copying: " + megabytes(done_) + " of " + megabytes(std::max(done_, total_));
       });

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "store/failed.h"
+#include "store/numbers.h"
 
 namespace ostren {
 namespace fenra {
@@ -18,14 +19,6 @@ void append_big_endian(guint32 number, std::string* bytes) {
   for (int shift = 24; shift >= 0; shift -= 8) {
     bytes->push_back(static_cast<char>(number >> shift));
   }
-}
-
-// The first bytes of a word as a number of the same order; shorter ones are filled up
-// with zeros.
-guint64 prefix_of(std::string_view word) {
-  guint64 prefix = 0;
-  memcpy(&prefix, word.data(), std::min(word.size(), sizeof prefix));
-  return GUINT64_FROM_BE(prefix);
 }
 
 // Sorting words by a number of each first, so that few have to be fetched.

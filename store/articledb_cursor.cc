@@ -12,6 +12,8 @@ using ostren::fenra::store::Cursor;
 using ostren::fenra::store::cursor_of;
 using ostren::fenra::store::DatabaseField;
 using ostren::fenra::store::gate_changes;
+using ostren::fenra::store::gate_cursor_closed;
+using ostren::fenra::store::gate_cursor_opened;
 using ostren::fenra::store::gate_generation;
 using ostren::fenra::store::gate_url_records;
 using ostren::fenra::store::get_record;
@@ -91,7 +93,11 @@ int open_dbc(Cursor* cursor) {
   cursor->head.dbc = nullptr;
   cursor->generation = generation;
   DB* database = cursor->db->*cursor->database;
-  return database->cursor(database, nullptr, &cursor->head.dbc, 0);
+  const int ret = database->cursor(database, nullptr, &cursor->head.dbc, 0);
+  if (ret == 0) {
+    gate_cursor_opened(cursor->db);
+  }
+  return ret;
 }
 
 // Gives up reading the list in batches: the Berkeley DB cursor takes its place.
@@ -235,7 +241,11 @@ int read_standing(Cursor* cursor, Cursor* copy) {
 int duplicate_dbc(Cursor* cursor, Cursor* copy) {
   copy->generation = cursor->generation;
   copy->positioned = TRUE;
-  return cursor->head.dbc->dup(cursor->head.dbc, &copy->head.dbc, DB_POSITION);
+  const int ret = cursor->head.dbc->dup(cursor->head.dbc, &copy->head.dbc, DB_POSITION);
+  if (ret == 0) {
+    gate_cursor_opened(cursor->db);
+  }
+  return ret;
 }
 
 // Gives the copy the position of the cursor. One that only has to read on under its
@@ -435,7 +445,11 @@ int articledb_cursor_close(ArticledbCursor* cursor) {
     ret = read_in_gate(c->db, [c] {
       DBC* dbc = c->head.dbc;
       c->head.dbc = nullptr;
-      return dbc != nullptr && c->generation == gate_generation(c->db) ? dbc->close(dbc) : 0;
+      if (dbc == nullptr || c->generation != gate_generation(c->db)) {
+        return 0;
+      }
+      gate_cursor_closed(c->db);
+      return dbc->close(dbc);
     });
   }
   release_record(c);

@@ -1,10 +1,12 @@
 // Indexing of one article.
 #include <glib.h>
 
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "store/article.h"
@@ -12,8 +14,12 @@
 #include "store/database.h"
 #include "store/environment.h"
 #include "store/gate.h"
+#include "store/journal.h"
+#include "store/journal_article.h"
 #include "store/postings.h"
+#include "store/url_index.h"
 
+using ostren::fenra::store::append_journal_article;
 using ostren::fenra::store::Article;
 using ostren::fenra::store::article_read;
 using ostren::fenra::store::Binding;
@@ -21,12 +27,15 @@ using ostren::fenra::store::build_text_record;
 using ostren::fenra::store::DatabaseField;
 using ostren::fenra::store::delete_records;
 using ostren::fenra::store::environment_checkpoint;
+using ostren::fenra::store::gate_admits_articles;
+using ostren::fenra::store::gate_append_article;
 using ostren::fenra::store::gate_generation;
 using ostren::fenra::store::GlibReleaser;
 using ostren::fenra::store::id_item;
-using ostren::fenra::store::input_item;
-using ostren::fenra::store::output_item;
+using ostren::fenra::store::Journal;
+using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
 using ostren::fenra::store::Postings;
+using ostren::fenra::store::read_ids_of_url;
 using ostren::fenra::store::run_in_gate;
 using ostren::fenra::store::Text;
 using ostren::fenra::store::TextRecord;
@@ -43,34 +52,6 @@ struct StringListFreer {
 
 // ---- replacing earlier articles ----
 
-// All ids ever stored for a URL, added to `ids`. The cursor is closed on return: a
-// positioned one would stand in the way of writes.
-int read_ids_of_url(ArticledbDb* db, const Text& url, std::vector<guint64>* ids) {
-  DBC* opened = nullptr;
-  const int ret = db->urlidx->cursor(db->urlidx, nullptr, &opened, 0);
-  if (ret != 0) {
-    return ret;
-  }
-  struct Closer {
-    void operator()(DBC* c) const { c->close(c); }
-  };
-  const std::unique_ptr<DBC, Closer> cursor(opened);
-  DBT key = input_item(url.bytes, url.length);
-  guint64 id = 0;
-  DBT data = output_item(&id, sizeof id);
-  guint32 operation = DB_SET;
-  int read;
-  while ((read = cursor->get(cursor.get(), &key, &data, operation)) == 0) {
-    try {
-      ids->push_back(id);
-    } catch (const std::bad_alloc&) {
-      return -1;
-    }
-    operation = DB_NEXT_DUP;
-  }
-  return read == DB_NOTFOUND ? 0 : read;
-}
-
 int delete_if_present(ArticledbDb* db, DatabaseField database, guint64 id) {
   const int ret = delete_records(db, database, id_item(&id));
   return ret == DB_NOTFOUND ? 0 : ret;
@@ -82,7 +63,7 @@ int remove_earlier_articles(ArticledbDb* db, const Text& url) {
   std::vector<guint64> ids;
   int ret = run_in_gate(db, [&] {
     ids.clear();
-    return read_ids_of_url(db, url, &ids);
+    return read_ids_of_url(db, {url.bytes, url.length}, &ids);
   });
   for (auto id = ids.begin(); ret == 0 && id != ids.end(); ++id) {
     ret = delete_if_present(db, &ArticledbDb::urldb, *id);
@@ -95,16 +76,12 @@ int remove_earlier_articles(ArticledbDb* db, const Text& url) {
 
 // ---- writing ----
 
-int put_article_records(ArticledbTransaction* t, GHashTable* metadata, const Article& article,
+int put_article_records(ArticledbTransaction* t, const Article& article, const Text& url_record,
                         const TextRecord& text_record, guint64 id) {
   int ret = articledb_transaction_put_urlidx(t, id, article.url.bytes, article.url.length);
-  if (ret != 0) {
-    return ret;
+  if (ret == 0) {
+    ret = articledb_transaction_put_url(t, url_record.bytes, url_record.length, id);
   }
-  const std::unique_ptr<char, GlibReleaser> url_record(
-      articledb_pack_url_with_metadata(article.url.bytes, metadata));
-  ret = articledb_transaction_put_url(t, url_record.get(),
-                                      static_cast<guint32>(strlen(url_record.get())), id);
   if (ret == 0) {
     ret = articledb_transaction_put_source(t, article.source.bytes, article.source.length, id);
   }
@@ -127,17 +104,18 @@ struct Lemmatizer {
   void* state;
 };
 
-// Writes one article, in portions that each reach the disk before the next one
-// begins. When the environment is built anew meanwhile, because a process died in it,
-// whatever was not on disk is gone; the portion is then written again.
+// Writes one article: to the journal, if that takes it, and otherwise to the databases, in
+// portions that each reach the disk before the next one begins. When the environment is
+// built anew meanwhile, because a process died in it, whatever was not on disk is gone; the
+// portion is then written again.
 class ArticleWriter {
  public:
-  ArticleWriter(ArticledbTransaction* t, GHashTable* metadata, const Article& article,
+  ArticleWriter(ArticledbTransaction* t, const Article& article, const Text& url_record,
                 const TextRecord& text_record, const TokenSource& tokens,
                 const Lemmatizer& lemmatizer)
       : t_(t),
-        metadata_(metadata),
         article_(article),
+        url_record_(url_record),
         text_record_(text_record),
         tokens_(tokens),
         lemmatizer_(lemmatizer),
@@ -146,25 +124,51 @@ class ArticleWriter {
   // Returns 0 when all is on disk; the code of a failed write; or what the source has
   // failed with, which may be 0 too. *exhausted tells that the source came to its end.
   int write(bool* exhausted) {
-    int ret = 0;
-    *exhausted = false;
-    do {
+    int ret = write_to_journal();
+    while (ret != 0 || source_status_ == ARTICLEDB_TOKEN_OK) {
       ret = write_portion();
       if (ret != 0) {
+        *exhausted = false;
         return ret;
       }
       postings_.next_portion();
       started_ = true;
-    } while (source_status_ == ARTICLEDB_TOKEN_OK);
+    }
     *exhausted = source_status_ == ARTICLEDB_TOKEN_END;
     return *exhausted ? 0 : source_status_;
   }
 
   guint32 tokens_read() const { return tokens_read_; }
+  bool wrote_journal() const { return !started_; }
 
  private:
+  // Whatever this fails for, the databases may do.
+  int write_to_journal() {
+    int ret = gate_admits_articles(t_->store);
+    if (ret != 0) {
+      return ret;
+    }
+    collect_postings();
+    ret = source_status_ == ARTICLEDB_TOKEN_OK ? Journal::DECLINED : append_to_journal();
+    if (ret == 0) {
+      postings_.next_portion();
+    }
+    return ret;
+  }
+
+  int append_to_journal() {
+    try {
+      std::string record(JOURNAL_RECORD_HEADER_BYTES, '\0');
+      return append_journal_article(article_, {url_record_.bytes, url_record_.length}, text_record_,
+                                    postings_, &record)
+                 ? gate_append_article(t_->store, &record, &id_)
+                 : Journal::DECLINED;
+    } catch (const std::exception&) {
+      return ENOMEM;
+    }
+  }
+
   int write_portion() {
-    bool collected = false;
     int ret;
     do {
       ret = run_in_gate(t_->store, [this] {
@@ -174,14 +178,14 @@ class ArticleWriter {
       if (ret == 0 && !started_) {
         ret = write_records();
       }
-      if (ret == 0 && !collected) {
+      if (ret == 0 && !collected_) {
         collect_postings();
-        collected = true;
       }
       if (ret == 0) {
         ret = write_postings();
       }
     } while (ret == WRITES_LOST);
+    collected_ = false;
     return ret;
   }
 
@@ -192,11 +196,12 @@ class ArticleWriter {
     if (ret == 0) {
       ret = remove_earlier_articles(t_->store, article_.url);
     }
-    return ret != 0 ? ret : put_article_records(t_, metadata_, article_, text_record_, id_);
+    return ret != 0 ? ret : put_article_records(t_, article_, url_record_, text_record_, id_);
   }
 
   // The token source and the lemmatizer are the host's, and run unbound.
   void collect_postings() {
+    collected_ = true;
     while (!postings_.is_full()) {
       const char* token = nullptr;
       int length = 0;
@@ -227,15 +232,16 @@ class ArticleWriter {
   }
 
   ArticledbTransaction* const t_;
-  GHashTable* const metadata_;
   const Article& article_;
+  const Text& url_record_;
   const TextRecord& text_record_;
   const TokenSource& tokens_;
   const Lemmatizer& lemmatizer_;
   Postings postings_;
   guint64 generation_ = 0;  // of the environment that the portion is written to
   guint64 id_ = 0;
-  bool started_ = false;
+  bool started_ = false;    // the records are on disk
+  bool collected_ = false;  // the portion's tokens have been read
   int source_status_ = ARTICLEDB_TOKEN_OK;
   guint32 tokens_read_ = 0;
 };
@@ -276,9 +282,12 @@ int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextToken
       return -1;
     }
   }
+  const std::unique_ptr<char, GlibReleaser> packed(
+      articledb_pack_url_with_metadata(article.url.bytes, metadata));
+  const Text url_record = {packed.get(), static_cast<guint32>(strlen(packed.get()))};
   const TokenSource tokens = {next_token, tokenizer};
   const Lemmatizer lemmas = {lemmatize, lemmatizer};
-  ArticleWriter writer(t, metadata, article, text_record, tokens, lemmas);
+  ArticleWriter writer(t, article, url_record, text_record, tokens, lemmas);
   bool exhausted = false;
   ret = writer.write(&exhausted);
   db->processed_tokens += writer.tokens_read();
@@ -290,6 +299,8 @@ int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextToken
   db->indexed_tokens += writer.tokens_read();
   db->indexed_text_bytes += article.txt.length;
   ret = articledb_transaction_commit(transaction.release());
-  checkpoint_now_and_then(db);
+  if (!writer.wrote_journal()) {
+    checkpoint_now_and_then(db);
+  }
   return ret;
 }

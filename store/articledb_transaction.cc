@@ -14,6 +14,7 @@ using ostren::fenra::store::ID_COUNTER_KEY;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::input_item;
 using ostren::fenra::store::output_item;
+using ostren::fenra::store::put_new_pair;
 using ostren::fenra::store::put_record;
 using ostren::fenra::store::report;
 using ostren::fenra::store::run_in_gate;
@@ -21,20 +22,8 @@ using ostren::fenra::store::WRITES_LOST;
 
 namespace {
 
-// Stores a pair whose data item is not an id; DB_KEYEXIST when it is there.
-// Asking first is not an optimisation: in a hash database with sorted duplicates
-// a put of an existing pair with a short data item may reorganise its page before
-// it notices, and what the abort of the put leaves behind is a corrupt page.
-int put_new_pair(ArticledbDb* db, DatabaseField database, DBT key, DBT data) {
-  return run_in_gate(db, [&] {
-    DB* handle = db->*database;
-    DBT wanted = data;
-    const int ret = handle->get(handle, nullptr, &key, &wanted, DB_GET_BOTH);
-    if (ret != DB_NOTFOUND) {
-      return ret == 0 ? DB_KEYEXIST : ret;
-    }
-    return handle->put(handle, nullptr, &key, &data, DB_NODUPDATA);
-  });
+int store_new_pair(ArticledbDb* db, DatabaseField database, DBT key, DBT data) {
+  return run_in_gate(db, [&] { return put_new_pair(db->*database, nullptr, key, data); });
 }
 
 // The end of a writer of a string key: an existing pair is as good as a new one,
@@ -62,7 +51,7 @@ int articledb_transaction_put_with_string_string(ArticledbTransaction* t, Databa
                                                  const char* string, guint32 length,
                                                  const char* value, guint32 value_length) {
   const DBT key = input_item(string, length);
-  const int ret = put_new_pair(t->store, database, key, input_item(value, value_length));
+  const int ret = store_new_pair(t->store, database, key, input_item(value, value_length));
   return string_key_written(t->store->*database, key, ret);
 }
 
@@ -193,7 +182,7 @@ int articledb_transaction_put_lemma(ArticledbTransaction* t, const char* lemma,
 
 int articledb_transaction_put_txt(ArticledbTransaction* t, guint64 id, const char* record,
                                   guint32 length) {
-  return put_new_pair(t->store, &ArticledbDb::txtdb, id_item(&id), input_item(record, length));
+  return store_new_pair(t->store, &ArticledbDb::txtdb, id_item(&id), input_item(record, length));
 }
 
 int articledb_transaction_put_date(ArticledbTransaction* t, guint32 date, guint64 id) {

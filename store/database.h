@@ -42,6 +42,19 @@ inline DBT ignored_item() {
 
 inline DBT id_item(const guint64* id) { return input_item(id, sizeof *id); }
 
+// Stores a pair whose data item is not an id; DB_KEYEXIST when it is there.
+// Asking first is not an optimisation: in a hash database with sorted duplicates
+// a put of an existing pair with a short data item may reorganise its page before
+// it notices, and what the abort of the put leaves behind is a corrupt page.
+inline int put_new_pair(DB* database, DB_TXN* txn, DBT key, DBT data) {
+  DBT wanted = data;
+  const int ret = database->get(database, txn, &key, &wanted, DB_GET_BOTH);
+  if (ret != DB_NOTFOUND) {
+    return ret == 0 ? DB_KEYEXIST : ret;
+  }
+  return database->put(database, txn, &key, &data, DB_NODUPDATA);
+}
+
 // Reports a code through a database's error method, with no text of its own. A
 // handle that could not be opened again, after a recovery that failed, is null and
 // reports nothing: the recovery has.

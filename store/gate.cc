@@ -9,10 +9,12 @@
 #include "store/directory_lock.h"
 #include "store/environment.h"
 #include "store/gate_file.h"
+#include "store/journal.h"
 #include "store/list_cache.h"
 #include "store/record_cache.h"
 
 using ostren::fenra::store::GateFile;
+using ostren::fenra::store::Journal;
 
 struct ArticledbGate {
   ~ArticledbGate() {
@@ -25,8 +27,10 @@ struct ArticledbGate {
   char* directory = nullptr;  // absolute: the host may change its own
   ArticledbDirectoryLock* lock = nullptr;
   std::unique_ptr<GateFile> file;
+  std::unique_ptr<Journal> journal;
   int place = -1;
   guint64 generation = 0;  // of the environment in the handle; 0 for none
+  guint32 cursors = 0;     // of the handle, among those that the file counts
   guint64 bound = 0;       // the generation that operations are bound to; 0 for any
   ostren::fenra::store::Messages messages = {};  // of the handle's last environment
   GArray* regions = g_array_new(FALSE, FALSE, sizeof(ostren::fenra::store::RegionMapping));
@@ -144,6 +148,7 @@ int renew_environment(ArticledbDb* db) {
     gate->messages = environment_messages(db->env);
     environment_abandon(db, gate->regions);
     gate->generation = 0;
+    gate->cursors = 0;
   }
   int ret = environment_make(db);
   if (ret == 0) {
@@ -176,10 +181,25 @@ int enter_directory(const char* path, ArticledbGate* gate) {
     return errno;
   }
   bool alone = false;
-  const int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
-  return ret != 0 ? ret
-                  : GateFile::open(gate->directory, alone, db_config_fingerprint(gate->directory),
-                                   &gate->file);
+  int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
+  if (ret == 0) {
+    ret =
+        GateFile::open(gate->directory, alone, db_config_fingerprint(gate->directory), &gate->file);
+  }
+  if (ret == 0) {
+    gate->journal.reset(new (std::nothrow) Journal(gate->directory, gate->file.get()));
+    ret = gate->journal == nullptr ? ENOMEM : 0;
+  }
+  return ret;
+}
+
+int settle_journal(ArticledbDb* db, Access access) {
+  Journal* journal = db->gate->journal.get();
+  const int ret = access == Access::READ ? journal->settle_for_reader(db) : journal->settle(db);
+  if (ret == DB_RUNRECOVERY) {
+    db->gate->file->condemn();
+  }
+  return ret;
 }
 
 int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
@@ -192,12 +212,43 @@ int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
   if (ret == DB_RUNRECOVERY || (ret != 0 && gate->file->was_clean() && !condemned)) {
     ret = open_with_recovery(db);
   }
-  return ret == 0 && prepare != nullptr ? prepare(db) : ret;
+  if (ret == 0 && prepare != nullptr) {
+    ret = prepare(db);
+  }
+  return ret == 0 ? settle_journal(db, Access::CHANGE) : ret;
 }
 
-// The last one to leave, when nobody has left anything behind.
-bool leaves_in_order(const ArticledbGate* gate, bool alone) {
-  return alone && is_present(gate) && count_abandoned(gate) == 0;
+// The last one to leave, when nobody has left anything behind. Then nothing waits in the
+// journal.
+bool leaves_in_order(ArticledbDb* db, bool alone) {
+  const ArticledbGate* gate = db->gate;
+  if (!alone || !is_present(gate) || count_abandoned(gate) != 0) {
+    return false;
+  }
+  int ret = settle_journal(db, Access::CHANGE);
+  if (ret == DB_RUNRECOVERY) {
+    ret = renew_environment(db);
+    if (ret == 0) {
+      ret = settle_journal(db, Access::CHANGE);
+    }
+  }
+  return ret == 0;
+}
+
+// Runs `call` unless a host has cursors open. Those of a process that is gone go with the
+// environment.
+template <typename Call>
+int run_for_journal(ArticledbDb* db, Call call) {
+  return run_in_gate(
+      db,
+      [&] {
+        const ArticledbGate* gate = db->gate;
+        if (gate->file->cursors() != 0) {
+          return count_abandoned(gate) != 0 ? DB_RUNRECOVERY : Journal::DECLINED;
+        }
+        return call(gate->journal.get());
+      },
+      Access::APPEND);
 }
 
 }  // namespace
@@ -217,12 +268,25 @@ int gate_enter(ArticledbDb* db, Access access) {
   if (ret == 0 && gate->bound != 0 && gate->bound != gate->generation) {
     ret = WRITES_LOST;
   }
+  if (ret == 0 && access != Access::APPEND) {
+    ret = settle_journal(db, access);
+    // On a full disk there is an answer without the articles that wait. Nobody may keep it.
+    if (ret == ENOSPC && access == Access::READ) {
+      gate->file->count_change();
+      ret = 0;
+    }
+  }
   if (ret != 0) {
     gate->file->unlock();
-  } else if (access == Access::CHANGE) {
+    return ret;
+  }
+  if (access != Access::READ) {
     gate->file->count_change();
   }
-  return ret;
+  if (access == Access::CHANGE) {
+    gate->journal->forget_last_id();
+  }
+  return 0;
 }
 
 void gate_leave(ArticledbDb* db, int code) {
@@ -264,6 +328,24 @@ guint64 gate_generation(const ArticledbDb* db) {
 Binding::Binding(ArticledbDb* db, guint64 generation) : db_(db) { db->gate->bound = generation; }
 
 Binding::~Binding() { db_->gate->bound = 0; }
+
+int gate_admits_articles(ArticledbDb* db) {
+  return run_for_journal(db, [db](Journal* journal) { return journal->admits(db); });
+}
+
+int gate_append_article(ArticledbDb* db, std::string* record, guint64* id) {
+  return run_for_journal(db, [&](Journal* journal) { return journal->append(db, record, id); });
+}
+
+void gate_cursor_opened(ArticledbDb* db) {
+  ++db->gate->cursors;
+  db->gate->file->set_cursors(db->gate->file->cursors() + 1);
+}
+
+void gate_cursor_closed(ArticledbDb* db) {
+  --db->gate->cursors;
+  db->gate->file->set_cursors(db->gate->file->cursors() - 1);
+}
 
 void* gate_scratch(ArticledbDb* db, guint32 size) {
   ArticledbGate* gate = db->gate;
@@ -344,11 +426,12 @@ int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
     if (gate->generation != 0 && !is_present(gate)) {
       renew_environment(db);
     }
+    in_order = leaves_in_order(db, alone);
   }
   int ret = close_databases(db);
   if (ret == 0) {
-    in_order = gate != nullptr && leaves_in_order(gate, alone) &&
-               db->env->txn_checkpoint(db->env, 0, 0, 0) == 0;
+    in_order =
+        in_order && db->env->txn_checkpoint(db->env, 0, 0, 0) == 0 && gate->journal->remove() == 0;
     ret = close_environment(db);
   }
   if (gate == nullptr) {
@@ -359,6 +442,9 @@ int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
   }
   if (ret == 0 && in_order) {
     gate->file->set_clean();
+  }
+  if (ret == 0) {
+    gate->file->set_cursors(gate->file->cursors() - gate->cursors);
   }
   if (ret == 0 && gate->place != -1) {
     gate->file->set_occupied(gate->place, false);

@@ -10,6 +10,8 @@
 
 #include <glib.h>
 
+#include <string>
+
 #include "store/articledb.h"
 
 namespace ostren {
@@ -18,13 +20,15 @@ namespace store {
 
 // ---- one operation ----
 
-// What an operation is going to do inside.
-enum class Access { READ, CHANGE };
+// What an operation is going to do inside: read or change what the databases hold, or
+// only add to the journal.
+enum class Access { READ, CHANGE, APPEND };
 
 // Enters the gate. On success db->env and the databases are open and in order until
-// gate_leave; a thread enters once at a time. On failure the gate has not been
-// entered: the code of a recovery or opening that failed, which has been reported and
-// which the next entry tries again.
+// gate_leave, and but for Access::APPEND no article waits in the journal; a thread enters
+// once at a time. On failure the gate has not been entered: the code of a recovery, an
+// opening or a write of articles that failed, which has been reported and which the next
+// entry tries again.
 int gate_enter(ArticledbDb* db, Access access);
 
 // Leaves it with the code of what was done. DB_RUNRECOVERY condemns the environment:
@@ -104,6 +108,21 @@ class ListCache;
 RecordCache* gate_url_records(ArticledbDb* db);
 ListCache* gate_lists(ArticledbDb* db);
 
+// ---- the journal ----
+
+// Whether an article that is indexed now can go to the journal: 0; Journal::DECLINED, when
+// it has to be written to the databases; or the code of what failed. A host's cursor that is
+// positioned would stand in the way of writing the articles later, when somebody wants to
+// read, so there is no waiting for as long as there are such cursors.
+int gate_admits_articles(ArticledbDb* db);
+
+// Adds an article: Journal::append.
+int gate_append_article(ArticledbDb* db, std::string* record, guint64* id);
+
+// Counts a Berkeley DB cursor that stays open between two entries into the gate; under it.
+void gate_cursor_opened(ArticledbDb* db);
+void gate_cursor_closed(ArticledbDb* db);
+
 // ---- one record ----
 
 using DatabaseField = DB* ArticledbDb::*;
@@ -121,8 +140,9 @@ int delete_records(ArticledbDb* db, DatabaseField database, DBT key);
 int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db));
 
 // Runs `close_databases` and then `close_environment` under the gate, and releases the
-// gate when they succeed. In between the last one to leave makes a checkpoint, so that
-// the next one has nothing to recover. Without a gate only runs them.
+// gate when they succeed. Before them the last one to leave empties the journal, and in
+// between makes a checkpoint, so that the next one has nothing to recover. Without a gate
+// only runs them.
 int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
                int (*close_environment)(ArticledbDb* db));
 

@@ -19,7 +19,7 @@ namespace {
 
 constexpr char FILE_NAME[] = "fenra.gate";                            // on disk
 constexpr char MAGIC[8] = {'f', 'e', 'n', 'r', 'a', 'g', 't', '\0'};  // on disk
-constexpr guint32 VERSION = 2;                                        // on disk
+constexpr guint32 VERSION = 3;                                        // on disk
 constexpr size_t FILE_BYTES = 4096;                                   // on disk
 constexpr size_t BOOT_ID_BYTES = 40;                                  // on disk
 
@@ -79,6 +79,8 @@ struct GateFile::Layout {
   alignas(64) pthread_mutex_t mutex;
   alignas(64) guint8 occupied[PLACES];
   alignas(64) std::atomic<guint64> changes;
+  JournalState journal;
+  guint32 cursors;
 
   bool readable() const {
     return memcmp(magic, MAGIC, sizeof MAGIC) == 0 && version == VERSION &&
@@ -197,7 +199,17 @@ guint64 GateFile::changes() const { return layout_->changes.load(std::memory_ord
 
 void GateFile::count_change() { layout_->changes.fetch_add(1); }
 
-void GateFile::absolve() { layout_->condemned = 0; }
+void GateFile::absolve() {
+  layout_->condemned = 0;
+  layout_->journal.known = 0;
+  layout_->cursors = 0;
+}
+
+GateFile::JournalState* GateFile::journal() { return &layout_->journal; }
+
+guint32 GateFile::cursors() const { return layout_->cursors; }
+
+void GateFile::set_cursors(guint32 cursors) { layout_->cursors = cursors; }
 
 void GateFile::set_configuration(guint32 configuration) { layout_->configuration = configuration; }
 

@@ -51,6 +51,7 @@ class GateFile {
   // lose it.
   void condemn();
   bool condemned() const;
+  // It has been: nothing is known of the journal, and no cursor is open.
   void absolve();
 
   // The fingerprint of the settings that the environment is made with.
@@ -66,6 +67,21 @@ class GateFile {
   // before the change is made. It may be read without the mutex.
   guint64 changes() const;
   void count_change();
+
+  // What is known of the journal.
+  struct JournalState {
+    guint32 known;    // 0: nothing; the file tells
+    guint64 applied;  // offset behind the records whose articles are in the databases
+    guint64 end;      // offset behind the last record
+    guint64 last_id;  // the last id handed out; 0: the databases tell
+    guint64 most;     // bytes of records that may wait; 0: as many as there is room for
+    guint64 wanted;   // free bytes of the disk that readers wait for; 0: for none
+  };
+  JournalState* journal();
+
+  // The number of Berkeley DB cursors that are open in the present environment.
+  guint32 cursors() const;
+  void set_cursors(guint32 cursors);
 
   // Which places a handle has moved into and not moved out of.
   bool occupied(int place) const;

@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "store/gate.h"
+#include "store/pair_item.h"
 
 namespace ostren {
 namespace fenra {
@@ -30,55 +31,18 @@ bool fits_a_group(std::string_view string) {
   return !string.empty() && string.size() <= MAX_GROUPED_LENGTH;
 }
 
-// An item of the form that DB_MULTIPLE_KEY takes: pairs of a string and an id.
-class Pairs {
- public:
-  // The strings in byte order: neighbours in the B-tree then come to lie on pages that
-  // are still at hand. Throws std::bad_alloc.
-  void fill(std::vector<std::string_view>* strings, const guint64& id) {
-    std::sort(strings->begin(), strings->end());
-    size_t bytes = sizeof(guint32);
-    for (const std::string_view string : *strings) {
-      bytes += string.size() + sizeof id + 4 * sizeof(guint32);
-    }
-    buffer_.resize(bytes / sizeof(guint32) + 1);
-    item_ = DBT{};
-    item_.data = buffer_.data();
-    item_.ulen = static_cast<guint32>(buffer_.size() * sizeof(guint32));
-    void* end = nullptr;
-    DB_MULTIPLE_WRITE_INIT(end, &item_);
-    for (const std::string_view string : *strings) {
-      DB_MULTIPLE_KEY_WRITE_NEXT(end, &item_, string.data(), string.size(), &id, sizeof id);
-    }
-    empty_ = strings->empty();
-  }
-
-  // Puts them; they may exist.
-  int put(DB* database, DB_TXN* txn) {
-    DBT unused{};
-    return empty_
-               ? 0
-               : database->put(database, txn, &item_, &unused, DB_MULTIPLE_KEY | DB_OVERWRITE_DUP);
-  }
-
- private:
-  std::vector<guint32> buffer_;
-  DBT item_ = {};
-  bool empty_ = true;
-};
-
 }  // namespace
 
 // A run of writes that reaches the store as a whole or not at all.
 class Postings::Group {
  public:
-  std::vector<std::string_view> forms;
-  std::vector<std::string_view> trigrams;
+  std::vector<KeyedId> forms;
+  std::vector<KeyedId> trigrams;
 
   // Not tried again when it fails.
-  int put(ArticledbDb* db, guint64 id) {
-    form_pairs_.fill(&forms, id);
-    trigram_pairs_.fill(&trigrams, id);
+  int put(ArticledbDb* db) {
+    fill(&forms, &form_pairs_);
+    fill(&trigrams, &trigram_pairs_);
     int ret = gate_enter(db, Access::CHANGE);
     if (ret == 0) {
       ret = put_in_transaction(db);
@@ -88,6 +52,14 @@ class Postings::Group {
   }
 
  private:
+  // In byte order: neighbours in the B-tree then come to lie on pages that are still at
+  // hand.
+  static void fill(std::vector<KeyedId>* pairs, PairItem* item) {
+    std::sort(pairs->begin(), pairs->end(),
+              [](const KeyedId& a, const KeyedId& b) { return a.key < b.key; });
+    item->fill(pairs->begin(), pairs->end());
+  }
+
   int put_in_transaction(ArticledbDb* db) {
     DB_TXN* txn = nullptr;
     int ret = db->env->txn_begin(db->env, nullptr, &txn, 0);
@@ -105,20 +77,24 @@ class Postings::Group {
     return undone == DB_RUNRECOVERY ? undone : ret;
   }
 
-  Pairs form_pairs_;
-  Pairs trigram_pairs_;
+  PairItem form_pairs_;
+  PairItem trigram_pairs_;
 };
 
 void Postings::add_token(const char* token, int length, const GList* lemmas) {
   const std::string_view form(token, static_cast<size_t>(length));
   ++tokens_;
-  add(Kind::FORM, &forms_, form);
+  const guint32 number = add(Kind::FORM, &forms_, form);
   const char* trigram = nullptr;
   int trigram_length = 0;
-  if (trigram_builder_next_trigram(&trigram_builder_, token, length, &trigram, &trigram_length) !=
-      0) {
+  const bool built = trigram_builder_next_trigram(&trigram_builder_, token, length, &trigram,
+                                                  &trigram_length) != 0;
+  if (built) {
     add(Kind::TRIGRAM, &trigrams_, {trigram, static_cast<size_t>(trigram_length)});
   }
+  // Such a word ends in a trigram at its zero byte.
+  sequence_known_ = sequence_known_ && form.find('\0') == std::string_view::npos;
+  continue_sequence(number, built);
   for (const GList* lemma = lemmas; lemma != nullptr; lemma = lemma->next) {
     const std::string_view string(static_cast<const char*>(lemma->data));
     const auto lemma_length = static_cast<guint32>(string.size());
@@ -130,11 +106,26 @@ void Postings::add_token(const char* token, int length, const GList* lemmas) {
   }
 }
 
-void Postings::add(Kind kind, StringSet* set, std::string_view string) {
-  if (set->add(string)) {
+// Returns the string's number.
+guint32 Postings::add(Kind kind, StringSet* set, std::string_view string) {
+  guint32 number = 0;
+  if (set->add(string, &number)) {
     bytes_ += string.size();
-    writes_.push_back({kind, static_cast<guint32>(set->size() - 1)});
+    writes_.push_back({kind, number});
   }
+  return number;
+}
+
+void Postings::continue_sequence(guint32 form, bool builds_trigram) {
+  if (builds_trigram && !in_run_) {
+    sequence_.insert(sequence_.end(), {BREAK, last_forms_[0], last_forms_[1]});
+  }
+  if (builds_trigram) {
+    sequence_.push_back(form);
+  }
+  in_run_ = builds_trigram;
+  last_forms_[0] = last_forms_[1];
+  last_forms_[1] = form;
 }
 
 bool Postings::is_full() const { return tokens_ >= PORTION_TOKENS || bytes_ >= PORTION_BYTES; }
@@ -176,10 +167,10 @@ int Postings::write_group(ArticledbTransaction* t, guint64 id, size_t first, siz
         if (!fits_a_group(string)) {
           return EINVAL;
         }
-        (is_form ? group->forms : group->trigrams).push_back(string);
+        (is_form ? group->forms : group->trigrams).push_back({string, id});
       }
     }
-    return ret != 0 ? ret : group->put(t->store, id);
+    return ret != 0 ? ret : group->put(t->store);
   } catch (const std::exception&) {
     return ENOMEM;
   }
@@ -196,13 +187,18 @@ int Postings::write_singly(ArticledbTransaction* t, guint64 id, const Write& wri
 }
 
 int Postings::write_lemma(ArticledbTransaction* t, const Write& write) const {
-  const std::string_view pair = lemmas_[write.number];
+  const LemmaPair pair = lemma_pair(write.number);
+  return articledb_transaction_put_lemma(t, pair.lemma.data(),
+                                         static_cast<guint32>(pair.lemma.size()), pair.form.data(),
+                                         static_cast<guint32>(pair.form.size()));
+}
+
+Postings::LemmaPair Postings::lemma_pair(size_t number) const {
+  const std::string_view pair = lemmas_[number];
   guint32 lemma_length;
   memcpy(&lemma_length, pair.data(), sizeof lemma_length);
-  const char* const lemma = pair.data() + sizeof lemma_length;
-  const char* const form = lemma + lemma_length;
-  return articledb_transaction_put_lemma(t, lemma, lemma_length, form,
-                                         static_cast<guint32>(pair.data() + pair.size() - form));
+  return {pair.substr(sizeof lemma_length, lemma_length),
+          pair.substr(sizeof lemma_length + lemma_length)};
 }
 
 void Postings::next_portion() {
@@ -215,6 +211,8 @@ void Postings::next_portion() {
   }
   lemmas_.clear();
   writes_.clear();
+  sequence_.clear();
+  sequence_known_ = false;
   if (forms_.bytes() + trigrams_.bytes() > REMEMBERED_BYTES) {
     forms_.clear();
     trigrams_.clear();

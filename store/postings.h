@@ -37,6 +37,24 @@ class Postings {
   // trigrams those up to some point are in the store.
   int write(ArticledbTransaction* t, guint64 id) const;
 
+  // The article as the numbers of its forms, of the first portion only: each three that
+  // stand together without a BREAK are a trigram, and there are no others. Null where that
+  // cannot be said.
+  static constexpr guint32 BREAK = ~guint32{0};
+  const std::vector<guint32>* sequence() const { return sequence_known_ ? &sequence_ : nullptr; }
+
+  // By number; valid until the next token is added.
+  size_t form_count() const { return forms_.size(); }
+  std::string_view form(size_t number) const { return forms_[number]; }
+
+  // The pairs of the portion that are not known to be on disk.
+  struct LemmaPair {
+    std::string_view lemma;
+    std::string_view form;
+  };
+  size_t lemma_count() const { return lemmas_.size(); }
+  LemmaPair lemma_pair(size_t number) const;
+
   // Begins the next portion; what has been written is on disk.
   void next_portion();
 
@@ -48,7 +66,8 @@ class Postings {
   };
   class Group;
 
-  void add(Kind kind, StringSet* set, std::string_view string);
+  guint32 add(Kind kind, StringSet* set, std::string_view string);
+  void continue_sequence(guint32 form, bool builds_trigram);
   int write_singly(ArticledbTransaction* t, guint64 id, const Write& write) const;
   int write_lemma(ArticledbTransaction* t, const Write& write) const;
   int write_group(ArticledbTransaction* t, guint64 id, size_t first, size_t end,
@@ -66,6 +85,10 @@ class Postings {
   size_t tokens_ = 0;          // of the portion
   size_t bytes_ = 0;           // of the portion, in all sets
   std::string pair_;
+  std::vector<guint32> sequence_;
+  guint32 last_forms_[TRIGRAM_BUILDER_WORDS - 1] = {};  // the older one first
+  bool in_run_ = false;                                 // the last form is in the sequence
+  bool sequence_known_ = true;
 };
 
 }  // namespace store

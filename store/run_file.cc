@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "store/failed.h"
+#include "store/numbers.h"
 
 namespace ostren {
 namespace fenra {
@@ -17,9 +18,6 @@ namespace {
 
 constexpr size_t WRITE_BYTES = size_t{256} * 1024;
 constexpr size_t READ_BYTES = size_t{64} * 1024;
-
-// The longest form of a number.
-constexpr size_t NUMBER_BYTES = 10;
 
 int make_nameless_file(const std::string& directory) {
   std::string name = directory + "/run.XXXXXX";
@@ -32,38 +30,7 @@ int make_nameless_file(const std::string& directory) {
   return fd;
 }
 
-// Reads a number from the front of the bytes. False when they end within it.
-bool take_number(std::string_view* bytes, guint64* number) {
-  guint64 value = 0;
-  for (size_t i = 0; i < bytes->size() && i < NUMBER_BYTES; ++i) {
-    const auto byte = static_cast<guint8>((*bytes)[i]);
-    value |= guint64{byte & 0x7fU} << (7 * i);
-    if ((byte & 0x80U) == 0) {
-      bytes->remove_prefix(i + 1);
-      *number = value;
-      return true;
-    }
-  }
-  return false;
-}
-
 }  // namespace
-
-void append_number(guint64 number, std::string* bytes) {
-  while (number >= 0x80) {
-    bytes->push_back(static_cast<char>(number | 0x80));
-    number >>= 7;
-  }
-  bytes->push_back(static_cast<char>(number));
-}
-
-guint64 NumberReader::next() {
-  guint64 number = 0;
-  if (!take_number(&bytes_, &number)) {
-    throw Failed{EIO};
-  }
-  return number;
-}
 
 // ---- writing ----
 

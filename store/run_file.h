@@ -77,20 +77,6 @@ class MergedSection {
   bool started_ = false;
 };
 
-// Ids as payload: each as its difference to the one before, 7 bits a byte, the low ones
-// first, all bytes but the last one with the high bit set.
-void append_number(guint64 number, std::string* bytes);
-
-class NumberReader {
- public:
-  explicit NumberReader(std::string_view bytes) : bytes_(bytes) {}
-  bool at_end() const { return bytes_.empty(); }
-  guint64 next();
-
- private:
-  std::string_view bytes_;
-};
-
 }  // namespace store
 }  // namespace fenra
 }  // namespace ostren

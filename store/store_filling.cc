@@ -8,6 +8,7 @@
 
 #include "store/article_sorter.h"
 #include "store/database.h"
+#include "store/numbers.h"
 
 namespace ostren {
 namespace fenra {

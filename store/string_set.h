@@ -20,14 +20,18 @@ namespace store {
 // shows as std::bad_alloc or std::length_error.
 class StringSet {
  public:
-  // Tells whether the string is new, and then has got the next number.
-  bool add(std::string_view string) {
+  // Tells whether the string is new, and then has got the next number. *number is its
+  // number.
+  bool add(std::string_view string, guint32* number = nullptr) {
     if (slots_.size() < 2 * (entries_.size() + 1)) {
       grow();
     }
     const guint32 hash = hash_of(string);
     guint32* const slot = find(string, hash);
     if (slot != nullptr && *slot != FREE) {
+      if (number != nullptr) {
+        *number = *slot;
+      }
       return false;
     }
     entries_.push_back({bytes_.size(), string.size(), hash});
@@ -39,6 +43,9 @@ class StringSet {
     }
     if (slot != nullptr) {
       *slot = static_cast<guint32>(entries_.size() - 1);
+    }
+    if (number != nullptr) {
+      *number = static_cast<guint32>(entries_.size() - 1);
     }
     return true;
   }

@@ -135,8 +135,10 @@ class Writer {
         direct->db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); };
       }
       const std::string url = "u:" + std::to_string(abs(number));
+      // The long word is none for the journal.
+      const std::string dying = "etxea mendia " + std::string(2000, 'a');
       const char result =
-          static_cast<char>((number < 0 ? direct->index(url.c_str(), "etxea mendia", "text/plain")
+          static_cast<char>((number < 0 ? direct->index(url.c_str(), dying.c_str(), "text/plain")
                                         : fenra->index(url.c_str(), "etxea mendia", "text/plain")));
       if (write(answers_[1], &result, 1) != 1) {
         break;

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The work under the fault, besides the indexing of two articles.
+// The work under the fault, besides indexing two articles and reading.
 enum class Work {
   INDEXING,  // nothing else
   CREATION,  // of a new store
@@ -77,11 +77,15 @@ class FailingCallsTest : public FaultTest, public testing::WithParamInterface<Sw
     return ending;
   }
 
+  // The question has them written to the databases.
   static void index_two(ostren::fenra::Fenra& fenra, std::vector<uint64_t>& stored) {
     for (uint64_t number = kBefore; number < kBefore + 2; ++number) {
       if (stores(fenra, number)) {
         stored.push_back(number);
       }
+    }
+    if (fenra.error() == ostren::fenra::FENRA_NO_ERROR) {
+      answer(fenra, "etxea");
     }
   }
 

@@ -81,6 +81,31 @@ TEST_F(FullDiskTest, AFileSystemOf48Megabytes) {
   });
 }
 
+// Others fill the disk while articles wait for being written to the databases.
+TEST_F(FullDiskTest, WaitingArticlesAreNotLost) {
+  run_apart([&] {
+    if (freopen("/dev/null", "w", stderr) == nullptr) {
+      _exit(1);
+    }
+    install_hooks();
+    Instance fenra = open();
+    std::vector<uint64_t> stored;
+    while (stored.size() < 150) {
+      EXPECT_TRUE(stores(*fenra, stored.size(), 400));
+      stored.push_back(stored.size());
+    }
+    fill_disk(0);
+    EXPECT_FALSE(stores(*fenra, 1000));
+    EXPECT_LT(answer(*fenra, "etxea").size(), stored.size());
+    lift_faults();
+    expect_found(*fenra, stored);
+    EXPECT_TRUE(stores(*fenra, 1001));
+    fenra.reset();
+    expect_sound(path());
+    expect_found(*open(), stored);
+  });
+}
+
 TEST_F(FullDiskTest, WritesWithoutRoom) {
   for (int i = 0; i < rounds(2); ++i) {
     const std::string store = directory() / std::to_string(i);

@@ -1,6 +1,8 @@
 #include "tests/faults/injection.h"
 
 #include <db.h>
+#include <dlfcn.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,12 +12,14 @@
 namespace faults {
 namespace {
 
+constexpr int64_t kNoLimit = INT64_MAX;
+
 struct Fault {
   bool armed = false;
   Call call = Call::WRITE;
   int left = 0;  // calls until the first one that fails
   bool lasting = false;
-  int64_t room = INT64_MAX;
+  int64_t room = kNoLimit;
   int failed = 0;
 };
 
@@ -35,7 +39,9 @@ bool has_room(size_t length) {
     ++fault.failed;
     return false;
   }
-  fault.room -= static_cast<int64_t>(length);
+  if (fault.room != kNoLimit) {
+    fault.room -= static_cast<int64_t>(length);
+  }
   return true;
 }
 
@@ -51,16 +57,18 @@ ssize_t hooked_write(int fd, const void* bytes, size_t length) {
   return write_fails(length) ? -1 : write(fd, bytes, length);
 }
 
-ssize_t hooked_pwrite(int fd, const void* bytes, size_t length, off_t offset) {
-  return write_fails(length) ? -1 : pwrite(fd, bytes, length, offset);
+bool fsync_fails() {
+  const bool failing = fails(Call::FSYNC);
+  if (failing) {
+    errno = EIO;
+  }
+  return failing;
 }
 
-int hooked_fsync(int fd) {
-  if (fails(Call::FSYNC)) {
-    errno = EIO;
-    return -1;
-  }
-  return fsync(fd);
+// The system's function of a name that is defined below.
+template <typename Function>
+Function* system_function(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
 void* hooked_malloc(size_t size) {
@@ -94,8 +102,6 @@ std::ostream& operator<<(std::ostream& out, Call call) {
 
 void install_hooks() {
   db_env_set_func_write(hooked_write);
-  db_env_set_func_pwrite(hooked_pwrite);
-  db_env_set_func_fsync(hooked_fsync);
   db_env_set_func_malloc(hooked_malloc);
   db_env_set_func_realloc(hooked_realloc);
 }
@@ -120,3 +126,38 @@ int lift_faults() {
 }
 
 }  // namespace faults
+
+// The program's own: libraries that call them get these.
+#pragma GCC visibility push(default)
+extern "C" {
+
+ssize_t pwrite64(int fd, const void* bytes, size_t length, off64_t offset) {
+  static auto* const real = faults::system_function<decltype(pwrite64)>("pwrite64");
+  return faults::write_fails(length) ? -1 : real(fd, bytes, length, offset);
+}
+
+ssize_t pwrite(int fd, const void* bytes, size_t length, off_t offset) {
+  return pwrite64(fd, bytes, length, offset);
+}
+
+int fsync(int fd) {
+  static auto* const real = faults::system_function<decltype(fsync)>("fsync");
+  return faults::fsync_fails() ? -1 : real(fd);
+}
+
+int fdatasync(int fd) {
+  static auto* const real = faults::system_function<decltype(fdatasync)>("fdatasync");
+  return faults::fsync_fails() ? -1 : real(fd);
+}
+
+int statvfs(const char* path, struct statvfs* disk) {
+  static auto* const real = faults::system_function<int(const char*, struct statvfs*)>("statvfs");
+  const int ret = real(path, disk);
+  if (ret == 0 && faults::fault.room != faults::kNoLimit) {
+    disk->f_bavail = static_cast<fsblkcnt_t>(faults::fault.room) / disk->f_frsize;
+  }
+  return ret;
+}
+
+}  // extern "C"
+#pragma GCC visibility pop

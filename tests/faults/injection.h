@@ -1,5 +1,5 @@
-// Faults in what Berkeley DB asks of the system. The hooks are those of the whole
-// process.
+// Faults in what the library, and Berkeley DB for it, ask of the system. The hooks are those
+// of the whole process; allocations fail in Berkeley DB only.
 #ifndef FENRA_TESTS_FAULTS_INJECTION_H
 #define FENRA_TESTS_FAULTS_INJECTION_H
 

@@ -149,7 +149,7 @@ TEST_F(DbConfigTest, RecoveryMakesTheCacheAnew) {
   configureMebibytes(64);
   expectKilled([&] {
     db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); };
-    index("never", {"never"});
+    index("never", {"never", AT_ONCE});
   });
   EXPECT_EQ(index("u4", {"zuria"}), 0);
   EXPECT_EQ(mebibytes(), 80U);

@@ -97,6 +97,7 @@ TEST_F(EnvironmentTest, OpeningAnEmptyDirectoryMakesAStoreWithoutCounter) {
 
 TEST_F(EnvironmentTest, FailedCloseKeepsTheHandleAndLetsOthersRecover) {
   EXPECT_EQ(index("u", {"hitz"}), 0);
+  EXPECT_EQ(url(1).substr(0, 2), "u|");
   ASSERT_EQ(db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 1), 0);
   testing::internal::CaptureStderr();
   EXPECT_EQ(articledb_db_close(db), DB_RUNRECOVERY);

@@ -188,7 +188,7 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
 TEST_F(GateTest, PairsOfAnArticleThatFailedAreWrittenAgain) {
   ASSERT_EQ(index("a", {"etxe"}), 0);
   db->env->log_flush = [](DB_ENV*, const DB_LSN*) { return EIO; };
-  EXPECT_EQ(index("b", {"etxe", "zuri"}), EIO);
+  EXPECT_EQ(index("b", {"etxe", "zuri", AT_ONCE}), EIO);
   neighbourDiesUnderTheGate();
   EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), testing::ElementsAre("etxe"));
   EXPECT_EQ(index("c", {"etxe", "zuri"}), 0);

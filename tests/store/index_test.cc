@@ -88,10 +88,12 @@ TEST_F(IndexTest, HalfMissingEarlierArticlesAreReplacedToo) {
   guint64 id = 1;
   key.data = &id;
   key.size = sizeof id;
+  EXPECT_THAT(url(1), StartsWith("a|"));
   ASSERT_EQ(db->urldb->del(db->urldb, nullptr, &key, 0), 0);
   ASSERT_EQ(index("a"), 0);
   EXPECT_EQ(text(1), "-6");
   id = 2;
+  EXPECT_EQ(text(2), "testua");
   ASSERT_EQ(db->txtdb->del(db->txtdb, nullptr, &key, 0), 0);
   ASSERT_EQ(index("a"), 0);
   EXPECT_EQ(url(2), "-6");
@@ -173,7 +175,7 @@ struct FailingPuts {
 };
 
 TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
-  const Strings tokens = {"zazpi", "sei", "bost", "sei", "lau", "hiru"};
+  const Strings tokens = {"zazpi", "sei", "bost", "sei", "lau", "hiru", AT_ONCE};
   const auto fail_puts = [this](DB* database, const std::string& key) {
     FailingPuts::real = database->put;
     FailingPuts::key = key;
@@ -209,6 +211,7 @@ TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
 
 TEST_F(IndexTest, PairsThatAreOnDiskAreNotWrittenAgain) {
   ASSERT_EQ(index("a", {"etxe", "zuri"}), 0);
+  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), testing::SizeIs(2));
   // Whoever puts one of them fails.
   FailingPuts::real = db->lemmadb->put;
   FailingPuts::key = "etxe";

@@ -114,6 +114,9 @@ class StoreTest : public ::testing::Test {
     return index(Metadata(articleValues(url, text)), {std::move(tokens)});
   }
 
+  // A token of which the journal takes no article: it is written to the databases at once.
+  static inline const std::string AT_ONCE = std::string("orain\0", 6);
+
   ArticledbCursor* lookup(Lookup function, const std::string& key) {
     ArticledbCursor* cursor = nullptr;
     EXPECT_EQ(function(db, &cursor, key.data(), static_cast<guint32>(key.size())), 0);

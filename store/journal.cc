@@ -1,0 +1,185 @@
+#include "store/journal.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "store/database.h"
+#include "store/failed.h"
+#include "store/journal_article.h"
+#include "store/journal_writing.h"
+
+namespace ostren {
+namespace fenra {
+namespace store {
+namespace {
+
+// What the databases and their log can grow by when the articles of a full journal are
+// written to them, and some more.
+constexpr guint64 ROOM_BYTES = guint64{64} << 20;
+
+// What a disk that was full must have got in addition.
+constexpr guint64 MORE_ROOM_BYTES = guint64{1} << 20;
+
+// How many bytes of articles may wait when a reader has just waited for some, and by what
+// this grows each time that they have been written out without one.
+constexpr guint64 MOST_BESIDE_READERS = guint64{32} << 10;
+constexpr guint64 GROWTH = 4;
+
+// The last id that the databases know of.
+int read_counter(ArticledbDb* db, guint64* last_id) {
+  DBT key = input_item(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY);
+  DBT data = output_item(last_id, sizeof *last_id);
+  return db->iddb->get(db->iddb, nullptr, &key, &data, 0);
+}
+
+guint64 end_of(const JournalFile::Record& record) {
+  return record.offset + JOURNAL_RECORD_HEADER_BYTES + record.payload.size();
+}
+
+std::vector<JournalArticle> read_articles(const std::vector<JournalFile::Record>& records,
+                                          guint64 after_id) {
+  std::vector<JournalArticle> articles;
+  for (const JournalFile::Record& record : records) {
+    if (record.id > after_id) {
+      articles.push_back(read_journal_article(record.id, record.payload));
+    }
+  }
+  return articles;
+}
+
+// Whether the same call may do better in a moment, or is made again by the gate.
+bool passes(int code) {
+  return code == DB_LOCK_DEADLOCK || code == DB_LOCK_NOTGRANTED || code == DB_RUNRECOVERY;
+}
+
+}  // namespace
+
+void Journal::open_file(bool create) {
+  if (file_ == nullptr) {
+    require(JournalFile::open(directory_, create, &file_));
+  }
+}
+
+// 0 when the system does not tell.
+guint64 Journal::free_bytes() const {
+  struct statvfs disk = {};
+  return statvfs(directory_, &disk) == 0 ? guint64{disk.f_bavail} * disk.f_frsize : 0;
+}
+
+void Journal::report(ArticledbDb* db, int code) const {
+  if (code == EPROTO) {
+    db->env->errx(db->env,
+                  "%s/fenra.journal: not a journal that this version can read; open the store with "
+                  "the version that wrote it, or remove the file and with it the articles in it",
+                  directory_);
+  } else if (!passes(code)) {
+    db->env->err(db->env, code, "%s/fenra.journal: its articles cannot be written to the databases",
+                 directory_);
+  }
+}
+
+// ---- writing to the databases ----
+
+int Journal::write_out(ArticledbDb* db) {
+  const int ret = status_of([&] { apply(db); });
+  if (ret != 0) {
+    report(db, ret);
+  }
+  return ret;
+}
+
+int Journal::settle_for_reader(ArticledbDb* db) {
+  if (is_settled()) {
+    return 0;
+  }
+  if (state_.wanted != 0 && free_bytes() < state_.wanted) {
+    return ENOSPC;
+  }
+  if (state_.known != 0) {
+    state_.most = MOST_BESIDE_READERS;
+  }
+  const int ret = write_out(db);
+  state_.wanted = ret == ENOSPC ? free_bytes() + MORE_ROOM_BYTES : 0;
+  return ret;
+}
+
+void Journal::apply(ArticledbDb* db) {
+  open_file(false);
+  if (file_ == nullptr) {
+    require(state_.known != 0 ? ENOENT : 0);
+    state_.known = 1;
+    state_.applied = state_.end = JournalFile::BEGIN;
+    state_.last_id = 0;
+    return;
+  }
+  guint64 last_id = 0;
+  const int ret = read_counter(db, &last_id);
+  require(ret == DB_NOTFOUND ? 0 : ret);
+  const guint64 begin = state_.known != 0 ? state_.applied : JournalFile::BEGIN;
+  std::string bytes;
+  const std::vector<JournalFile::Record> records =
+      file_->read(begin, state_.known != 0 ? state_.end : JournalFile::MOST_BYTES, &bytes);
+  const guint64 end = records.empty() ? begin : end_of(records.back());
+  require(state_.known != 0 && end != state_.end ? EIO : 0);
+  write_articles(db, read_articles(records, last_id));
+  state_.known = 1;
+  state_.applied = state_.end = end;
+  state_.last_id = records.empty() ? last_id : std::max(last_id, records.back().id);
+}
+
+// ---- taking articles ----
+
+// Throws what append returns.
+void Journal::admit(ArticledbDb* db, guint64* last_id) {
+  require(state_.known != 0 ? 0 : settle(db));
+  *last_id = state_.last_id;
+  if (*last_id == 0) {
+    const int ret = read_counter(db, last_id);
+    require(ret == DB_NOTFOUND ? DECLINED : ret);
+  }
+  require(*last_id != G_MAXUINT64 && free_bytes() >= ROOM_BYTES ? 0 : DECLINED);
+}
+
+int Journal::admits(ArticledbDb* db) {
+  guint64 last_id = 0;
+  return status_of([&] { admit(db, &last_id); });
+}
+
+// Writes out what waits when there may not be more of it, and begins anew at the end of the
+// file: what is overwritten then must be safe in the databases' log.
+void Journal::make_way(ArticledbDb* db, guint64 bytes) {
+  const bool is_full = state_.end + bytes > JournalFile::MOST_BYTES;
+  if (is_full || (state_.most != 0 && state_.end - state_.applied + bytes > state_.most)) {
+    require(settle(db));
+    state_.most = state_.most < JournalFile::MOST_BYTES ? state_.most * GROWTH : 0;
+  }
+  if (is_full) {
+    require(db->env->log_flush(db->env, nullptr));
+    state_.applied = state_.end = JournalFile::BEGIN;
+  }
+}
+
+int Journal::append(ArticledbDb* db, std::string* record, guint64* id) {
+  return status_of([&] {
+    guint64 last_id = 0;
+    admit(db, &last_id);
+    open_file(true);
+    make_way(db, record->size());
+    require(file_->write(state_.end, last_id + 1, record));
+    state_.end += record->size();
+    state_.last_id = *id = last_id + 1;
+  });
+}
+
+int Journal::remove() {
+  file_.reset();
+  state_ = {};
+  return JournalFile::remove(directory_);
+}
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren

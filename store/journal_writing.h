@@ -1,0 +1,24 @@
+// Writing articles of the journal to the databases.
+#ifndef FENRA_STORE_JOURNAL_WRITING_H
+#define FENRA_STORE_JOURNAL_WRITING_H
+
+#include <vector>
+
+#include "store/articledb.h"
+#include "store/journal_article.h"
+
+namespace ostren {
+namespace fenra {
+namespace store {
+
+// Writes the articles, in ascending order of their ids, to the open databases, and at last
+// the id counter: while it is less than the last id, some of it may be missing, and all can
+// be written once more. In between come checkpoints. Under the gate, where nobody else has
+// a lock. Throws Failed and std::bad_alloc.
+void write_articles(ArticledbDb* db, const std::vector<JournalArticle>& articles);
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren
+
+#endif  // FENRA_STORE_JOURNAL_WRITING_H

@@ -1,0 +1,424 @@
+// Articles that wait in the journal for being written to the databases.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <random>
+
+#include "store/failed.h"
+#include "store/journal_file.h"
+#include "store/schema.h"
+#include "store_fixture.h"
+
+namespace {
+
+using ostren::fenra::store::DATABASES;
+using ostren::fenra::store::Failed;
+using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
+using ostren::fenra::store::JournalFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+using Field = DB* ArticledbDb::*;
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+// ---- the file ----
+
+class JournalFileTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char* made = g_dir_make_tmp("fenra_journal_XXXXXX", nullptr);
+    ASSERT_NE(made, nullptr);
+    directory = made;
+    g_free(made);
+    ASSERT_EQ(JournalFile::open(directory.c_str(), true, &file), 0);
+  }
+  void TearDown() override {
+    file.reset();
+    std::filesystem::remove_all(directory);
+  }
+
+  // Returns the offset behind the record.
+  guint64 write(guint64 offset, guint64 id, const std::string& payload) const {
+    std::string record = std::string(JOURNAL_RECORD_HEADER_BYTES, '-') + payload;
+    EXPECT_EQ(file->write(offset, id, &record), 0);
+    return offset + record.size();
+  }
+
+  using Records = std::vector<std::pair<guint64, std::string>>;
+  Records read(guint64 end = JournalFile::MOST_BYTES) const {
+    std::string bytes;
+    Records records;
+    for (const auto& record : file->read(JournalFile::BEGIN, end, &bytes)) {
+      records.emplace_back(record.id, record.payload);
+    }
+    return records;
+  }
+
+  std::string contents() const {
+    std::ifstream stream(name(), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  void overwrite(const std::string& bytes) const {
+    std::ofstream(name(), std::ios::binary | std::ios::trunc) << bytes;
+  }
+  std::string name() const { return directory + "/fenra.journal"; }
+
+  std::string directory;
+  std::unique_ptr<JournalFile> file;
+};
+
+TEST_F(JournalFileTest, ARoundEndsWhereTheIdsDo) {
+  guint64 end = JournalFile::BEGIN;
+  for (guint64 id = 1; id <= 4; ++id) {
+    end = write(end, id, "zaharra");
+  }
+  const Records old = {{1, "zaharra"}, {2, "zaharra"}, {3, "zaharra"}, {4, "zaharra"}};
+  EXPECT_EQ(read(), old);
+  EXPECT_EQ(read(end - 1), Records(old.begin(), old.end() - 1));
+  // Of the same length: what comes behind is a whole record of the round before.
+  write(JournalFile::BEGIN, 5, "berria!");
+  EXPECT_EQ(read(), (Records{{5, "berria!"}}));
+  write(JournalFile::BEGIN, 6, "luzeago den bat");
+  EXPECT_EQ(read(), (Records{{6, "luzeago den bat"}}));
+}
+
+TEST_F(JournalFileTest, WhatIsDamagedEndsIt) {
+  const std::string payload(100, 'x');
+  std::vector<guint64> ends = {JournalFile::BEGIN};
+  for (guint64 id = 1; id <= 3; ++id) {
+    ends.push_back(write(ends.back(), id, payload));
+  }
+  const std::string whole = contents();
+  for (guint64 place = JournalFile::BEGIN; place < ends.back(); ++place) {
+    const auto before =
+        static_cast<size_t>(std::upper_bound(ends.begin(), ends.end(), place) - ends.begin() - 1);
+    overwrite(whole.substr(0, place));
+    ASSERT_THAT(read(), SizeIs(before)) << "cut at " << place;
+    std::string damaged = whole;
+    damaged[place] = static_cast<char>(damaged[place] ^ (1 << place % 8));
+    overwrite(damaged);
+    ASSERT_THAT(read(), SizeIs(before)) << "changed at " << place;
+  }
+}
+
+// The image of a record that stands where one could begin is none.
+TEST_F(JournalFileTest, APayloadIsNoRecord) {
+  write(JournalFile::BEGIN, 9, "barrukoa");
+  const std::string image = contents().substr(JournalFile::BEGIN, 24);
+  file.reset();
+  std::filesystem::remove(name());
+  ASSERT_EQ(JournalFile::open(directory.c_str(), true, &file), 0);
+  // What follows a short record is the middle of the longer one before.
+  write(JournalFile::BEGIN, 1, std::string(8, '-') + image);
+  write(JournalFile::BEGIN, 2, std::string(8, '-'));
+  EXPECT_THAT(read(), SizeIs(1));
+}
+
+TEST_F(JournalFileTest, OtherFilesAreRefused) {
+  const auto open = [&](const std::string& bytes) {
+    overwrite(bytes);
+    return JournalFile::open(directory.c_str(), false, &file);
+  };
+  EXPECT_EQ(open(std::string(4096, 'x')), EPROTO);
+  EXPECT_EQ(open(std::string("fenraj2\0saltsalt", 16)), EPROTO);
+  // The making of a file was cut short.
+  for (const std::string& bytes : {std::string(), std::string("fen"), std::string(4096, '\0')}) {
+    EXPECT_EQ(open(bytes), 0);
+    EXPECT_EQ(file, nullptr);
+  }
+  EXPECT_EQ(JournalFile::remove(directory.c_str()), 0);
+  EXPECT_EQ(JournalFile::remove(directory.c_str()), 0);
+}
+
+// ---- in a store ----
+
+class JournalTest : public StoreTest {
+ protected:
+  // What the databases hold without what waits.
+  bool isInDatabases(const std::string& form) const {
+    DBT key{};
+    DBT data{};
+    key.data = const_cast<char*>(form.data());
+    key.size = static_cast<guint32>(form.size());
+    return db->formdb->get(db->formdb, nullptr, &key, &data, 0) == 0;
+  }
+
+  // All pairs of the nine databases.
+  std::vector<Pairs> contents() {
+    EXPECT_NE(maxId(), ~0ULL);
+    std::vector<Pairs> all;
+    for (const auto& spec : DATABASES) {
+      DB* database = db->*spec.field;
+      DBC* cursor = nullptr;
+      EXPECT_EQ(database->cursor(database, nullptr, &cursor, 0), 0);
+      DBT key{};
+      DBT data{};
+      Pairs pairs;
+      while (cursor->get(cursor, &key, &data, DB_NEXT) == 0) {
+        pairs.emplace_back(std::string(static_cast<char*>(key.data), key.size),
+                           std::string(static_cast<char*>(data.data), data.size));
+      }
+      EXPECT_EQ(cursor->close(cursor), 0);
+      std::sort(pairs.begin(), pairs.end());
+      all.push_back(std::move(pairs));
+    }
+    return all;
+  }
+
+  // Articles of many kinds, some of which replace others.
+  void indexMany(guint32 seed, int count) {
+    std::mt19937 random(seed);
+    const auto below = [&](size_t bound) { return random() % bound; };
+    for (int i = 0; i < count; ++i) {
+      Strings tokens;
+      for (size_t length = below(8) == 0 ? below(4) : below(60); tokens.size() < length;) {
+        const std::string word = "h" + std::to_string(below(1 + below(400)));
+        tokens.push_back(below(30) == 0 ? word + std::string(60 + below(5), 'z') : word);
+        if (below(20) == 0) {
+          tokens.insert(tokens.end(), 3, tokens.back());
+        }
+      }
+      auto values = articleValues("http://a.eus/" + std::to_string(below(40)),
+                                  std::string(below(9000), 't') + std::to_string(i));
+      values["source"] = i % 3 == 0 ? "" : "iturria " + std::to_string(i % 5);
+      values["date"] = std::to_string(20260101 + i % 7);
+      ASSERT_EQ(index(Metadata(values), {tokens}), 0);
+    }
+  }
+
+  // Does the work in a process that then dies with the store open. Returns whether it got
+  // so far, or died in the middle of it.
+  bool endsBehind(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      db = articledb_db_new();
+      if (articledb_db_open(db, path.c_str()) == 0) {
+        work();
+      }
+      _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) << status;
+    return status == 0;
+  }
+
+  void makeAnew() {
+    close();
+    std::filesystem::remove_all(path);
+    db = articledb_db_new();
+    ASSERT_EQ(articledb_db_create(db, path.c_str()), 0);
+    begin();
+  }
+
+  // A store of the same articles, each written to the databases at once.
+  std::vector<Pairs> contentsWithoutJournal(guint32 seed, int count) {
+    makeAnew();
+    // Has been read, so it is open, and stands nowhere.
+    ArticledbCursor* cursor = whole(articledb_db_get_forms);
+    char bytes[8];
+    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
+    EXPECT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_END);
+    indexMany(seed, count);
+    EXPECT_FALSE(std::filesystem::exists(path + "/fenra.journal"));
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+    auto all = contents();
+    makeAnew();
+    return all;
+  }
+};
+
+TEST_F(JournalTest, WhoeverReadsGetsWhatWaits) {
+  const Strings tokens = {"bat", "bi", "hiru"};
+  const std::string trigram("bat\0bi\0hiru\0", 12);
+  ArticledbDb* other = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(other, path.c_str()), 0);
+  guint64 last = 0;
+  const std::vector<std::function<bool()>> reads = {
+      [&] { return formIds("bat").back() == last; },
+      [&] { return dups(lookup(articledb_db_lookup_lemma, "bi")) == Strings{"bi"}; },
+      [&] { return ids(lookup(articledb_db_lookup_trigram, trigram)).back() == last; },
+      [&] { return ids(lookup(articledb_db_lookup_source, "iturria")).back() == last; },
+      [&] {
+        ArticledbCursor* cursor = nullptr;
+        EXPECT_EQ(articledb_db_lookup_date(db, &cursor, 20260102), 0);
+        return ids(cursor).back() == last;
+      },
+      [&] { return url(last).substr(0, 1) == "u"; },
+      [&] { return text(last) == "testua"; },
+      [&] { return maxId() == last; },
+      [&] { return keys(whole(articledb_db_get_urls)).size() == last; },
+      [&] {
+        guint64 id = 0;
+        const std::string known = "u" + std::to_string(last);
+        return articledb_transaction_get_id_from_url(
+                   t, known.c_str(), static_cast<guint32>(known.size()), &id) == 0 &&
+               id == last;
+      },
+      [&] {
+        // And one that changes.
+        return articledb_transaction_delete_id(t, &last) == 0;
+      },
+  };
+  for (size_t i = 0; i < reads.size(); ++i) {
+    std::swap(db, other);
+    const std::string mark = "marka" + std::to_string(i);
+    ASSERT_EQ(index("u" + std::to_string(++last), {"bat", "bi", "hiru", mark}), 0);
+    std::swap(db, other);
+    EXPECT_FALSE(isInDatabases(mark));
+    EXPECT_TRUE(reads[i]()) << i;
+    EXPECT_TRUE(isInDatabases(mark));
+  }
+  EXPECT_EQ(articledb_db_close(other), 0);
+  // Nothing is left of it.
+  ASSERT_EQ(index("azkena", {"azkena"}), 0);
+  EXPECT_TRUE(std::filesystem::exists(path + "/fenra.journal"));
+  close();
+  EXPECT_FALSE(std::filesystem::exists(path + "/fenra.journal"));
+  verify();
+}
+
+TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
+  constexpr int COUNT = 150;
+  const guint32 seed = std::random_device()();
+  SCOPED_TRACE(seed);
+  const auto expected = contentsWithoutJournal(seed, COUNT);
+  indexMany(seed, COUNT);
+  EXPECT_EQ(contents(), expected) << "all at once";
+  makeAnew();
+  EXPECT_TRUE(endsBehind([&] { indexMany(seed, COUNT); }));
+  EXPECT_EQ(contents(), expected) << "after a death";
+  close();
+  verify();
+}
+
+// The n-th put into a database kills the process.
+struct DeadlyPuts {
+  static inline int (*real)(DB*, DB_TXN*, DBT*, DBT*, guint32);
+  static inline int left;
+
+  static int put(DB* database, DB_TXN* txn, DBT* key, DBT* data, guint32 flags) {
+    return left-- == 0 ? raise(SIGKILL) : real(database, txn, key, data, flags);
+  }
+};
+
+TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
+  constexpr int COUNT = 40;
+  const auto expected = contentsWithoutJournal(7, COUNT);
+  for (const auto& spec : DATABASES) {
+    for (const int puts : {0, 1, 40}) {
+      const bool reached = !endsBehind([&] {
+        indexMany(7, COUNT);
+        DeadlyPuts::real = (db->*spec.field)->put;
+        DeadlyPuts::left = puts;
+        (db->*spec.field)->put = DeadlyPuts::put;
+        maxId();
+      });
+      EXPECT_TRUE(reached || puts > 0) << spec.name;
+      EXPECT_EQ(contents(), expected) << spec.name << " " << puts;
+      close();
+      verify();
+      makeAnew();
+    }
+  }
+}
+
+TEST_F(JournalTest, BeginsAnewWhenItIsFull) {
+  constexpr guint64 COUNT = 60;
+  std::mt19937 random(1);
+  Strings texts;
+  for (guint64 i = 0; i < COUNT; ++i) {
+    std::string text(size_t{300} << 10, ' ');
+    for (char& byte : text) {
+      byte = static_cast<char>('a' + random() % 26);
+    }
+    texts.push_back(text);
+  }
+  EXPECT_TRUE(endsBehind([&] {
+    for (guint64 i = 0; i < COUNT; ++i) {
+      ASSERT_EQ(index("u" + std::to_string(i), {"hitz", "h" + std::to_string(i)}, texts[i]), 0);
+    }
+    EXPECT_TRUE(isInDatabases("hitz"));
+    EXPECT_FALSE(isInDatabases("h" + std::to_string(COUNT - 1)));
+  }));
+  EXPECT_LE(std::filesystem::file_size(path + "/fenra.journal"), JournalFile::MOST_BYTES);
+  EXPECT_THAT(formIds("hitz"), SizeIs(COUNT));
+  for (guint64 i = 0; i < COUNT; ++i) {
+    EXPECT_EQ(formIds("h" + std::to_string(i)), Ids{i + 1});
+    EXPECT_EQ(text(i + 1), texts[i]);
+  }
+}
+
+// A cursor that stands somewhere would be in the way of writing later what waits.
+TEST_F(JournalTest, NothingWaitsBesideAHostsCursors) {
+  ASSERT_EQ(index("a", {"bat"}), 0);
+  ArticledbCursor* cursor = whole(articledb_db_get_lemmas);
+  ArticledbCursor* copy = nullptr;
+  char bytes[8];
+  ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
+  ASSERT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_OK);
+  ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+  EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  ASSERT_EQ(index("b", {"bi"}), 0);
+  EXPECT_TRUE(isInDatabases("bi"));
+  EXPECT_EQ(articledb_cursor_close(copy), 0);
+  ASSERT_EQ(index("c", {"bat", "hiru"}), 0);
+  EXPECT_FALSE(isInDatabases("hiru"));
+  EXPECT_THAT(formIds("hiru"), ElementsAre(3));
+  // Nor does one whose process is gone stand in the way.
+  EXPECT_TRUE(endsBehind([&] {
+    ArticledbCursor* lost = whole(articledb_db_get_lemmas);
+    EXPECT_EQ(articledb_cursor_next_key(lost, &buffer), CURSOR_OK);
+  }));
+  ASSERT_EQ(index("d", {"bat", "lau"}), 0);
+  EXPECT_FALSE(isInDatabases("lau"));
+  EXPECT_THAT(formIds("bat"), ElementsAre(1, 3, 4));
+}
+
+TEST_F(JournalTest, IdsOfAHostComeInBetween) {
+  guint64 drawn = 0;
+  for (guint64 id = 1; id <= 9; id += 3) {
+    ASSERT_EQ(index("u" + std::to_string(id), {"hitz"}), 0);
+    ASSERT_EQ(index("u" + std::to_string(id + 1), {"hitz"}), 0);
+    ASSERT_EQ(articledb_transaction_next_id(t, &drawn), 0);
+    EXPECT_EQ(drawn, id + 2);
+  }
+  ASSERT_EQ(index("azkena", {"hitz"}), 0);
+  EXPECT_THAT(formIds("hitz"), ElementsAre(1, 2, 4, 5, 7, 8, 10));
+}
+
+TEST_F(JournalTest, OneThatCannotBeReadIsReportedAndKept) {
+  EXPECT_TRUE(endsBehind([&] { ASSERT_EQ(index("a", {"bat"}), 0); }));
+  close();
+  const std::string name = path + "/fenra.journal";
+  std::fstream(name, std::ios::in | std::ios::out | std::ios::binary) << "fenraj9";
+  db = articledb_db_new();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(articledb_db_open(db, path.c_str()), EPROTO);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("fenra.journal"));
+  EXPECT_EQ(articledb_db_close(db), 0);
+  EXPECT_TRUE(std::filesystem::exists(name));
+  // Records that are whole and no articles.
+  std::unique_ptr<JournalFile> file;
+  std::filesystem::remove(name);
+  ASSERT_EQ(JournalFile::open(path.c_str(), true, &file), 0);
+  std::string record = std::string(JOURNAL_RECORD_HEADER_BYTES, '-') + "ez da artikulua";
+  ASSERT_EQ(file->write(JournalFile::BEGIN, 1, &record), 0);
+  db = articledb_db_new();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(articledb_db_open(db, path.c_str()), EPROTO);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("remove the file"));
+  EXPECT_EQ(articledb_db_close(db), 0);
+  std::filesystem::remove(name);
+  db = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
+  begin();
+  EXPECT_THAT(formIds("bat"), IsEmpty());
+}
+
+}  // namespace
