@@ -2,12 +2,14 @@
 //
 //   ENGINE VARIANT bulk STORE LIST [CACHE_MB]      makes a store of the listed articles
 //   ENGINE VARIANT append STORE LIST [CACHE_MB]    adds them one by one, each on disk
+//   ENGINE VARIANT mixed STORE LIST [CACHE_MB]     the same, and asks for words of each
 //   ENGINE VARIANT query STORE QUERIES [CACHE_MB]  answers lines CLASS<tab>WORD[ WORD]...
 //   ENGINE VARIANT open STORE [CACHE_MB]           opens the store
 //
 // LIST has lines URL<tab>MIME<tab>PATH. All but bulk, which is timed from outside,
 // print lines of numbers, as described at the functions.
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -73,16 +75,52 @@ void bulk(Engine& engine, const std::string& list) {
   engine.commit();
 }
 
-// Prints the times of the articles, and the seconds that it takes to close the store.
-void append(std::unique_ptr<Engine> engine, const std::string& list) {
+using Query = std::vector<std::string>;
+
+// Some words of a text, as a query: letters of ASCII only, which every engine takes for a
+// part of a word.
+Query words_of(const std::string& text) {
+  constexpr size_t kWords = 2;
+  constexpr size_t kLeastLength = 6;
+  Query words;
+  std::string word;
+  for (size_t i = text.find(' ', text.size() / 2); i < text.size() && words.size() < kWords; ++i) {
+    if (std::isspace(static_cast<unsigned char>(text[i])) == 0) {
+      word += text[i];
+      continue;
+    }
+    const bool plain = std::all_of(word.begin(), word.end(),
+                                   [](char letter) { return letter >= 'a' && letter <= 'z'; });
+    if (plain && word.size() >= kLeastLength) {
+      words.push_back(word);
+    }
+    word.clear();
+  }
+  return words;
+}
+
+// Prints the times of the articles, and the seconds that it takes to close the store. With
+// `asking` some words of an article are asked for as soon as it is on disk, and its answer
+// has to be among those.
+void append(std::unique_ptr<Engine> engine, const std::string& list, bool asking) {
   std::vector<Article> articles;
   for_each_article(list, [&](const Article& article) { articles.push_back(article); });
   std::vector<double> times;
   for (const Article& article : articles) {
+    const Query query = asking ? words_of(article.text) : Query();
+    bool found = query.empty();
     const Clock::time_point start = Clock::now();
     engine->add(article);
     engine->commit();
+    if (!query.empty()) {
+      engine->search(query, [&](const char* url, size_t length) {
+        found = found || article.url.compare(0, std::string::npos, url, length) == 0;
+      });
+    }
     times.push_back(seconds_since(start));
+    if (!found) {
+      throw std::runtime_error("not found: " + article.url);
+    }
   }
   const Clock::time_point start = Clock::now();
   engine.reset();
@@ -90,8 +128,6 @@ void append(std::unique_ptr<Engine> engine, const std::string& list) {
   print_times(times);
   std::printf(" %.9f\n", closing);
 }
-
-using Query = std::vector<std::string>;
 
 // Runs the queries, in turn, until the time is over. Returns the time of each and adds
 // up the answers.
@@ -147,6 +183,7 @@ int run(const std::vector<std::string>& arguments) {
   const size_t cache_mb = arguments.size() > cache_at ? std::stoul(arguments[cache_at]) : 0;
   const Access access = action == "bulk"     ? Access::BUILD
                         : action == "append" ? Access::APPEND
+                        : action == "mixed"  ? Access::APPEND
                                              : Access::READ;
   const Clock::time_point start = Clock::now();
   std::unique_ptr<Engine> engine = open_engine(variant, store, access, cache_mb);
@@ -154,8 +191,8 @@ int run(const std::vector<std::string>& arguments) {
     std::printf("%.9f\n", seconds_since(start));
   } else if (action == "bulk") {
     bulk(*engine, arguments.at(4));
-  } else if (action == "append") {
-    append(std::move(engine), arguments.at(4));
+  } else if (action == "append" || action == "mixed") {
+    append(std::move(engine), arguments.at(4), action == "mixed");
   } else if (action == "query") {
     query(*engine, arguments.at(4));
   } else {

@@ -126,11 +126,17 @@ def bulk(results):
 
 
 def append(results):
-    rows = [[side, results.cell("append", side, "rate"),
-             number(results.median("append", side, "p50", 1000)),
-             number(results.median("append", side, "p99", 1000)),
-             number(results.median("append", side, "peak_mb"))] for side in SIDES]
-    return table(["", "articles/s", "p50, ms", "p99, ms", "peak, MB"], rows)
+    def times(measure):
+        rows = [[side, results.cell(measure, side, "rate"),
+                 number(results.median(measure, side, "p50", 1000)),
+                 number(results.median(measure, side, "p99", 1000)),
+                 number(results.median(measure, side, "closing", 1000)),
+                 number(results.median(measure, side, "peak_mb"))] for side in SIDES]
+        return table(["", "articles/s", "p50, ms", "p99, ms", "closing, ms", "peak, MB"], rows)
+
+    return "\n".join([
+        "One after the other:\n", times("append"),
+        "With a query of two of its words after each, which has to find it:\n", times("mixed")])
 
 
 def query(results, size):

@@ -38,11 +38,11 @@ FROM_HTML = "fenra, from HTML"  # the program, which converts the pages itself
 
 SCALES = {
     # Sizes of the growing collection; the one measured most; the large one, with a
-    # large cache; articles that are appended; repetitions; the most articles that
-    # fenra indexes one by one.
-    "small": dict(growth=[250, 500, 1000], main=1000, large=2000, appended=30, repetitions=2,
-                  one_by_one=500),
-    "full": dict(growth=[1000, 10000, 100000], main=20000, large=100000, appended=300,
+    # large cache; articles that are appended, and of these those with a query after each;
+    # repetitions; the most articles that fenra indexes one by one.
+    "small": dict(growth=[250, 500, 1000], main=1000, large=2000, appended=50, mixed=20,
+                  repetitions=2, one_by_one=500),
+    "full": dict(growth=[1000, 10000, 100000], main=20000, large=100000, appended=1000, mixed=100,
                  repetitions=3, one_by_one=10000),
 }
 LARGE_CACHE_MB = 256
@@ -264,16 +264,19 @@ class Bench:
     def append(self):
         main = self.scale["main"]
         lines = self.lines("articles")[-self.scale["appended"]:]
-        list_file = self.write_list("appended", lines)
+        lists = {"append": self.write_list("appended", lines),
+                 "mixed": self.write_list("mixed", lines[:self.scale["mixed"]])}
         for repetition in range(self.scale["repetitions"]):
-            for side in self.sides(repetition, SIDES):
-                copy = self.store(side, "copy")
-                self.copy(self.store(side, main), copy)
-                output, _, peak = self.engine(side, "append", copy, list_file)
-                count, seconds, p50, p99 = map(float, output.split())
-                self.record("append", side, repetition, collection=main, rate=count / seconds,
-                            p50=p50, p99=p99, peak_mb=peak)
-                self.remove(copy)
+            for measure, list_file in lists.items():
+                for side in self.sides(repetition, SIDES):
+                    copy = self.store(side, "copy")
+                    self.copy(self.store(side, main), copy)
+                    output, _, peak = self.engine(side, measure, copy, list_file)
+                    count, seconds, p50, p99, closing = map(float, output.split())
+                    self.record(measure, side, repetition, collection=main,
+                                rate=count / (seconds + closing), p50=p50, p99=p99,
+                                closing=closing, peak_mb=peak)
+                    self.remove(copy)
 
     def query(self, measure, size, query_file, repetitions, *cache):
         sides = [side for side in SIDES if self.store(side, size).exists()]

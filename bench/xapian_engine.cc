@@ -27,6 +27,7 @@ class XapianEngine : public Engine {
     }
     writer_ = Xapian::WritableDatabase(
         store, access == Access::BUILD ? Xapian::DB_CREATE : Xapian::DB_OPEN);
+    reader_ = writer_;
     generator_.set_stemmer(stemmer_);
   }
 

@@ -39,7 +39,9 @@ enum {
 
 // ---- store handle ----
 
-// The Berkeley DB handles are replaced by others when the store had to be recovered.
+// The Berkeley DB handles are replaced by others when the store had to be recovered. Read
+// through them, the databases have every article since the last call of the library that
+// reads; those that have been indexed after it may still wait in the journal.
 typedef struct ArticledbDb {
   DB_ENV* env;
   DB* urldb;      // article id -> URL record
@@ -174,7 +176,7 @@ typedef int (*ArticledbNextTokenFunc)(void* tokenizer, const char** token, int* 
 // token as a form, every trigram of tokens, and every lemma that `lemmatize`
 // gives for a token.
 //
-// Returns 0 when all of it is in the log on disk; STATUS_MISSING_METADATA, with
+// Returns 0 when all of it is on disk; STATUS_MISSING_METADATA, with
 // nothing written; -1 when memory is short; else the failing step's code: Berkeley
 // DB's, zlib's, or the token source's own value. A failure leaves what was
 // written before it.

@@ -15,6 +15,7 @@ using ostren::fenra::store::gate_changes;
 using ostren::fenra::store::gate_cursor_closed;
 using ostren::fenra::store::gate_cursor_opened;
 using ostren::fenra::store::gate_generation;
+using ostren::fenra::store::gate_replacements;
 using ostren::fenra::store::gate_url_records;
 using ostren::fenra::store::get_record;
 using ostren::fenra::store::id_item;
@@ -330,6 +331,19 @@ int resolution(int code, guint32 length, guint32* size) {
   }
 }
 
+// Looks for a kept record, and gives it to `data` as far as it fits.
+bool recall_record(const RecordCache& cache, guint64 id, guint64 changes, DBT* data) {
+  RecordCache::Record record;
+  if (!cache.find(id, changes, &record)) {
+    return false;
+  }
+  data->size = record.length;
+  if (data->size != 0 && data->size <= data->ulen) {
+    memcpy(data->data, record.bytes, record.length);
+  }
+  return true;
+}
+
 int article_db_lookup_id_to_buffer(ArticledbDb* db, DatabaseField database, guint64 id,
                                    void* buffer, guint32* size) {
   DBT data = output_item(buffer, *size);
@@ -524,16 +538,15 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
   RecordCache* cache = gate_url_records(db);
-  RecordCache::Record record;
-  if (cache != nullptr && cache->find(id, gate_changes(db), &record)) {
-    const bool fits = record.length <= *size;
-    if (fits && record.length != 0) {
-      memcpy(buffer, record.bytes, record.length);
-    }
-    return resolution(fits ? 0 : DB_BUFFER_SMALL, record.length, size);
-  }
   DBT data = output_item(buffer, *size);
+  if (cache != nullptr && recall_record(*cache, id, gate_changes(db), &data)) {
+    return resolution(data.size > data.ulen ? DB_BUFFER_SMALL : 0, data.size, size);
+  }
   const int ret = read_in_gate(db, [&] {
+    cache->carry_over(gate_changes(db), gate_replacements(db));
+    if (recall_record(*cache, id, gate_changes(db), &data)) {
+      return data.size > data.ulen ? DB_BUFFER_SMALL : 0;
+    }
     DBT key = id_item(&id);
     const int code = db->urldb->get(db->urldb, nullptr, &key, &data, 0);
     if (code == 0) {

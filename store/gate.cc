@@ -284,6 +284,7 @@ int gate_enter(ArticledbDb* db, Access access) {
     gate->file->count_change();
   }
   if (access == Access::CHANGE) {
+    gate->file->count_replacement();
     gate->journal->forget_last_id();
   }
   return 0;
@@ -320,6 +321,8 @@ bool Retries::again(ArticledbDb* db, int code) {
 }
 
 guint64 gate_changes(const ArticledbDb* db) { return db->gate->file->changes(); }
+
+guint64 gate_replacements(const ArticledbDb* db) { return db->gate->file->replacements(); }
 
 guint64 gate_generation(const ArticledbDb* db) {
   return db->gate == nullptr ? 0 : db->gate->generation;

@@ -76,6 +76,10 @@ int read_in_gate(ArticledbDb* db, Call call) {
 // holds as long as the number is the one that it was there. The store has been opened.
 guint64 gate_changes(const ArticledbDb* db);
 
+// A number that is another one whenever a URL record that had been read may have been
+// changed or removed since. Under the gate.
+guint64 gate_replacements(const ArticledbDb* db);
+
 // The number of the environment's build that the handle has open, as of the last
 // entry; 0 when none is.
 guint64 gate_generation(const ArticledbDb* db);

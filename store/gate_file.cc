@@ -81,6 +81,7 @@ struct GateFile::Layout {
   alignas(64) std::atomic<guint64> changes;
   JournalState journal;
   guint32 cursors;
+  guint64 replacements;
 
   bool readable() const {
     return memcmp(magic, MAGIC, sizeof MAGIC) == 0 && version == VERSION &&
@@ -191,6 +192,7 @@ void GateFile::condemn() {
   layout_->condemned = 1;
   ++layout_->generation;
   count_change();
+  count_replacement();
 }
 
 bool GateFile::condemned() const { return layout_->condemned != 0; }
@@ -198,6 +200,10 @@ bool GateFile::condemned() const { return layout_->condemned != 0; }
 guint64 GateFile::changes() const { return layout_->changes.load(std::memory_order_acquire); }
 
 void GateFile::count_change() { layout_->changes.fetch_add(1); }
+
+guint64 GateFile::replacements() const { return layout_->replacements; }
+
+void GateFile::count_replacement() { ++layout_->replacements; }
 
 void GateFile::absolve() {
   layout_->condemned = 0;

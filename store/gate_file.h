@@ -68,6 +68,11 @@ class GateFile {
   guint64 changes() const;
   void count_change();
 
+  // A number that grows before a URL record that somebody may have read is changed or
+  // removed.
+  guint64 replacements() const;
+  void count_replacement();
+
   // What is known of the journal.
   struct JournalState {
     guint32 known;    // 0: nothing; the file tells
@@ -75,7 +80,7 @@ class GateFile {
     guint64 end;      // offset behind the last record
     guint64 last_id;  // the last id handed out; 0: the databases tell
     guint64 most;     // bytes of records that may wait; 0: as many as there is room for
-    guint64 wanted;   // free bytes of the disk that readers wait for; 0: for none
+    guint64 wanted;   // free bytes of the disk to wait for; 0: for none
   };
   JournalState* journal();
 

@@ -20,7 +20,8 @@ namespace {
 // written to them, and some more.
 constexpr guint64 ROOM_BYTES = guint64{64} << 20;
 
-// What a disk that was full must have got in addition.
+// By what the free room of a disk that was full must have grown: Berkeley DB waits for
+// seconds, again and again, for pages that it cannot write.
 constexpr guint64 MORE_ROOM_BYTES = guint64{1} << 20;
 
 // How many bytes of articles may wait when a reader has just waited for some, and by what
@@ -84,7 +85,11 @@ void Journal::report(ArticledbDb* db, int code) const {
 // ---- writing to the databases ----
 
 int Journal::write_out(ArticledbDb* db) {
+  if (state_.wanted != 0 && free_bytes() < state_.wanted) {
+    return ENOSPC;
+  }
   const int ret = status_of([&] { apply(db); });
+  state_.wanted = ret == ENOSPC ? free_bytes() + MORE_ROOM_BYTES : 0;
   if (ret != 0) {
     report(db, ret);
   }
@@ -92,18 +97,10 @@ int Journal::write_out(ArticledbDb* db) {
 }
 
 int Journal::settle_for_reader(ArticledbDb* db) {
-  if (is_settled()) {
-    return 0;
-  }
-  if (state_.wanted != 0 && free_bytes() < state_.wanted) {
-    return ENOSPC;
-  }
-  if (state_.known != 0) {
+  if (!is_settled() && state_.known != 0) {
     state_.most = MOST_BESIDE_READERS;
   }
-  const int ret = write_out(db);
-  state_.wanted = ret == ENOSPC ? free_bytes() + MORE_ROOM_BYTES : 0;
-  return ret;
+  return settle(db);
 }
 
 void Journal::apply(ArticledbDb* db) {
@@ -124,7 +121,7 @@ void Journal::apply(ArticledbDb* db) {
       file_->read(begin, state_.known != 0 ? state_.end : JournalFile::MOST_BYTES, &bytes);
   const guint64 end = records.empty() ? begin : end_of(records.back());
   require(state_.known != 0 && end != state_.end ? EIO : 0);
-  write_articles(db, read_articles(records, last_id));
+  write_articles(db, read_articles(records, last_id), [this] { gate_.count_replacement(); });
   state_.known = 1;
   state_.applied = state_.end = end;
   state_.last_id = records.empty() ? last_id : std::max(last_id, records.back().id);

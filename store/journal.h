@@ -32,16 +32,17 @@ class Journal {
 
   // `directory` and `gate` outlive this.
   Journal(const char* directory, GateFile* gate)
-      : directory_(directory), state_(*gate->journal()) {}
+      : directory_(directory), gate_(*gate), state_(*gate->journal()) {}
 
   // Writes the waiting articles to the databases. Returns 0, or a code after which they
   // wait on: Berkeley DB's, the system's, -1 when memory is short, EPROTO for a journal
-  // that cannot be read. Failures that do not pass by themselves are reported.
+  // that cannot be read. Failures that do not pass by themselves are reported. After an
+  // ENOSPC it is tried again only when the disk has more room.
   int settle(ArticledbDb* db) { return is_settled() ? 0 : write_out(db); }
 
   // The same for somebody who reads, and waits. While there are readers the articles are
   // written out in smaller numbers, so that nobody waits long; when no more come, the numbers
-  // grow again. After an ENOSPC it is tried again when the disk has more room.
+  // grow again.
   int settle_for_reader(ArticledbDb* db);
 
   // Whether it takes articles: 0, DECLINED, or the code of what failed.
@@ -68,6 +69,7 @@ class Journal {
   void report(ArticledbDb* db, int code) const;
 
   const char* const directory_;
+  GateFile& gate_;
   GateFile::JournalState& state_;
   std::unique_ptr<JournalFile> file_;
 };

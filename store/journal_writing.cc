@@ -133,7 +133,8 @@ DBT item(std::string_view bytes) {
 
 class Writing {
  public:
-  Writing(ArticledbDb* db, const Articles& articles) : db_(db), articles_(articles) {}
+  Writing(ArticledbDb* db, const Articles& articles, const std::function<void()>& before_removal)
+      : db_(db), articles_(articles), before_removal_(before_removal) {}
 
   void run() {
     write_urls();
@@ -272,6 +273,7 @@ class Writing {
     require(read_ids_of_url(db_, url, &ids));
     for (const guint64 id : ids) {
       if (id != newest) {
+        before_removal_();
         in_transaction([&](DB_TXN* txn) {
           remove(txn, &ArticledbDb::urldb, bytes_of(id));
           remove(txn, &ArticledbDb::txtdb, bytes_of(id));
@@ -310,6 +312,7 @@ class Writing {
 
   ArticledbDb* const db_;
   const Articles& articles_;
+  const std::function<void()>& before_removal_;
   std::vector<KeyedArticle> newest_;  // of their URL; by id
   // Of a group.
   std::string key_bytes_;
@@ -319,9 +322,10 @@ class Writing {
 
 }  // namespace
 
-void write_articles(ArticledbDb* db, const Articles& articles) {
+void write_articles(ArticledbDb* db, const Articles& articles,
+                    const std::function<void()>& before_removal) {
   if (!articles.empty()) {
-    Writing(db, articles).run();
+    Writing(db, articles, before_removal).run();
   }
 }
 

@@ -2,6 +2,7 @@
 #ifndef FENRA_STORE_JOURNAL_WRITING_H
 #define FENRA_STORE_JOURNAL_WRITING_H
 
+#include <functional>
 #include <vector>
 
 #include "store/articledb.h"
@@ -14,8 +15,10 @@ namespace store {
 // Writes the articles, in ascending order of their ids, to the open databases, and at last
 // the id counter: while it is less than the last id, some of it may be missing, and all can
 // be written once more. In between come checkpoints. Under the gate, where nobody else has
-// a lock. Throws Failed and std::bad_alloc.
-void write_articles(ArticledbDb* db, const std::vector<JournalArticle>& articles);
+// a lock. Calls `before_removal` before it removes the records of an earlier article. Throws
+// Failed and std::bad_alloc.
+void write_articles(ArticledbDb* db, const std::vector<JournalArticle>& articles,
+                    const std::function<void()>& before_removal);
 
 }  // namespace store
 }  // namespace fenra

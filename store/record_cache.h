@@ -1,4 +1,4 @@
-// A handle's copies of short records by id, kept for as long as nothing is written.
+// A handle's copies of short records by id, kept for as long as none of them is changed.
 #ifndef FENRA_STORE_RECORD_CACHE_H
 #define FENRA_STORE_RECORD_CACHE_H
 
@@ -21,6 +21,15 @@ class RecordCache {
   // for (gate_changes). A record found is valid until the next call of add.
   bool find(guint64 id, guint64 changes, Record* record) const;
 
+  // Tells the present state, and the number of the records' changes in it: where that is the
+  // one of before, all that is kept holds on.
+  void carry_over(guint64 changes, guint64 replacements) {
+    if (replacements == replacements_) {
+      kept_.carry_over(changes);
+    }
+    replacements_ = replacements;
+  }
+
   // Keeps a copy of a record that was read in that state, unless it is long or memory
   // is short. Records of another state are dropped, and all when the room is used up.
   void add(guint64 id, guint64 changes, const Record& record);
@@ -39,6 +48,7 @@ class RecordCache {
   static constexpr guint32 MAX_LENGTH = 4096;
 
   StampedRoom<Slot, 128> kept_;
+  guint64 replacements_ = 0;
 };
 
 inline bool RecordCache::find(guint64 id, guint64 changes, Record* record) const {

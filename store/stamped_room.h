@@ -42,6 +42,9 @@ class StampedRoom {
     return slot->stamp == stamp_ ? slot : nullptr;
   }
 
+  // What is there holds for another state as well.
+  void carry_over(guint64 changes) { changes_ = changes; }
+
   const guint8* at(guint32 offset) const { return &room_[offset]; }
   guint8* at(guint32 offset) { return &room_[offset]; }
 

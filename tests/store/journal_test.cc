@@ -8,6 +8,7 @@
 #include <random>
 
 #include "store/failed.h"
+#include "store/journal_article.h"
 #include "store/journal_file.h"
 #include "store/schema.h"
 #include "store_fixture.h"
@@ -17,7 +18,9 @@ namespace {
 using ostren::fenra::store::DATABASES;
 using ostren::fenra::store::Failed;
 using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
+using ostren::fenra::store::JournalArticle;
 using ostren::fenra::store::JournalFile;
+using ostren::fenra::store::read_journal_article;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -283,6 +286,34 @@ TEST_F(JournalTest, WhoeverReadsGetsWhatWaits) {
   verify();
 }
 
+// Each handle keeps URL records, over the coming of articles too.
+TEST_F(JournalTest, AChangedRecordIsForgottenEverywhere) {
+  ArticledbDb* other = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(other, path.c_str()), 0);
+  const auto urlElsewhere = [&](guint64 id) {
+    std::swap(db, other);
+    const std::string record = url(id).substr(0, 2);
+    std::swap(db, other);
+    return record;
+  };
+  ASSERT_EQ(index("a"), 0);
+  ASSERT_EQ(index("b"), 0);
+  for (const char* added : {"c", "d"}) {
+    EXPECT_EQ(urlElsewhere(1), "a|");
+    EXPECT_EQ(urlElsewhere(2), "b|");
+    ASSERT_EQ(index(added), 0);
+  }
+  ASSERT_EQ(index("a"), 0);
+  EXPECT_EQ(urlElsewhere(1), "-6");
+  EXPECT_EQ(urlElsewhere(5), "a|");
+  ASSERT_EQ(articledb_transaction_put_url(t, "e|", 2, 2), 0);
+  EXPECT_EQ(urlElsewhere(2), "e|");
+  const guint64 id = 5;
+  ASSERT_EQ(articledb_transaction_delete_id(t, &id), 0);
+  EXPECT_EQ(urlElsewhere(5), "-6");
+  EXPECT_EQ(articledb_db_close(other), 0);
+}
+
 TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
   constexpr int COUNT = 150;
   const guint32 seed = std::random_device()();
@@ -326,6 +357,42 @@ TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
       makeAnew();
     }
   }
+}
+
+TEST_F(JournalTest, ChangedPayloadsAreArticlesOrRefused) {
+  ASSERT_EQ(index("a", {"bat", "bi", "hiru", "bat", std::string(80, 'w'), "lau", "bat", "bi"}), 0);
+  std::unique_ptr<JournalFile> file;
+  ASSERT_EQ(JournalFile::open(path.c_str(), false, &file), 0);
+  std::string bytes;
+  const auto records = file->read(JournalFile::BEGIN, JournalFile::MOST_BYTES, &bytes);
+  ASSERT_THAT(records, SizeIs(1));
+  const std::string whole(records[0].payload);
+  int refused = 0;
+  const auto read = [&](const std::string& payload) {
+    try {
+      const JournalArticle article = read_journal_article(1, payload);
+      for (size_t place = 0; place < article.sequence.size(); ++place) {
+        if (article.has_trigram(place)) {
+          for (size_t i = place; i < place + 3; ++i) {
+            ASSERT_LT(article.sequence[i], article.forms.size());
+          }
+        }
+      }
+    } catch (const Failed& failed) {
+      EXPECT_EQ(failed.code, EPROTO);
+      ++refused;
+    }
+  };
+  for (size_t place = 0; place < whole.size(); ++place) {
+    read(whole.substr(0, place));
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = whole;
+      changed[place] = static_cast<char>(byte);
+      read(changed);
+    }
+  }
+  EXPECT_GT(refused, 1000);
+  read(whole);
 }
 
 TEST_F(JournalTest, BeginsAnewWhenItIsFull) {
