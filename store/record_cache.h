@@ -24,9 +24,10 @@ class RecordCache {
   // Tells the present state, and the number of the records' changes in it: where that is the
   // one of before, all that is kept holds on.
   void carry_over(guint64 changes, guint64 replacements) {
-    if (replacements == replacements_) {
-      kept_.carry_over(changes);
+    if (replacements != replacements_) {
+      kept_.drop();
     }
+    kept_.carry_over(changes);
     replacements_ = replacements;
   }
 

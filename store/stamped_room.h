@@ -42,8 +42,15 @@ class StampedRoom {
     return slot->stamp == stamp_ ? slot : nullptr;
   }
 
-  // What is there holds for another state as well.
+  // What is there holds for another state as well; or does not hold any more.
   void carry_over(guint64 changes) { changes_ = changes; }
+  void drop() {
+    used_ = 0;
+    if (slots_ != nullptr && ++stamp_ == 0) {
+      memset(static_cast<void*>(slots_.get()), 0, slot_count() * sizeof(Slot));
+      stamp_ = 1;
+    }
+  }
 
   const guint8* at(guint32 offset) const { return &room_[offset]; }
   guint8* at(guint32 offset) { return &room_[offset]; }
@@ -82,14 +89,6 @@ class StampedRoom {
       slots_.reset(static_cast<Slot*>(g_try_malloc0(slot_count() * sizeof(Slot))));
     }
     return slots_ != nullptr;
-  }
-
-  void drop() {
-    used_ = 0;
-    if (++stamp_ == 0) {
-      memset(static_cast<void*>(slots_.get()), 0, slot_count() * sizeof(Slot));
-      stamp_ = 1;
-    }
   }
 
   std::unique_ptr<Slot[], Freer> slots_;

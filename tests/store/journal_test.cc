@@ -304,8 +304,10 @@ TEST_F(JournalTest, AChangedRecordIsForgottenEverywhere) {
     ASSERT_EQ(index(added), 0);
   }
   ASSERT_EQ(index("a"), 0);
-  EXPECT_EQ(urlElsewhere(1), "-6");
-  EXPECT_EQ(urlElsewhere(5), "a|");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(urlElsewhere(1), "-6");
+    EXPECT_EQ(urlElsewhere(5), "a|");
+  }
   ASSERT_EQ(articledb_transaction_put_url(t, "e|", 2, 2), 0);
   EXPECT_EQ(urlElsewhere(2), "e|");
   const guint64 id = 5;
