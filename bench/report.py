@@ -130,9 +130,11 @@ def append(results):
         rows = [[side, results.cell(measure, side, "rate"),
                  number(results.median(measure, side, "p50", 1000)),
                  number(results.median(measure, side, "p99", 1000)),
+                 number(results.median(measure, side, "longest", 1000)),
                  number(results.median(measure, side, "closing", 1000)),
                  number(results.median(measure, side, "peak_mb"))] for side in SIDES]
-        return table(["", "articles/s", "p50, ms", "p99, ms", "closing, ms", "peak, MB"], rows)
+        return table(["", "articles/s", "p50, ms", "p99, ms", "longest, ms", "closing, ms",
+                      "peak, MB"], rows)
 
     return "\n".join([
         "One after the other:\n", times("append"),

@@ -272,10 +272,10 @@ class Bench:
                     copy = self.store(side, "copy")
                     self.copy(self.store(side, main), copy)
                     output, _, peak = self.engine(side, measure, copy, list_file)
-                    count, seconds, p50, p99, closing = map(float, output.split())
+                    count, seconds, p50, p99, longest, closing = map(float, output.split())
                     self.record(measure, side, repetition, collection=main,
                                 rate=count / (seconds + closing), p50=p50, p99=p99,
-                                closing=closing, peak_mb=peak)
+                                longest=longest, closing=closing, peak_mb=peak)
                     self.remove(copy)
 
     def query(self, measure, size, query_file, repetitions, *cache):

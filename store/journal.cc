@@ -1,5 +1,6 @@
 #include "store/journal.h"
 
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include "store/failed.h"
 #include "store/journal_article.h"
 #include "store/journal_writing.h"
+#include "store/schema.h"
 
 namespace ostren {
 namespace fenra {
@@ -24,10 +26,21 @@ constexpr guint64 ROOM_BYTES = guint64{64} << 20;
 // seconds, again and again, for pages that it cannot write.
 constexpr guint64 MORE_ROOM_BYTES = guint64{1} << 20;
 
-// How many bytes of articles may wait when a reader has just waited for some, and by what
-// this grows each time that they have been written out without one.
-constexpr guint64 MOST_BESIDE_READERS = guint64{32} << 10;
+// Microseconds that it may take to write out what waits, when a reader has just waited for
+// it; the factor by which this grows each time that nobody did; and the most.
+constexpr guint64 LEAST_PATIENCE = 100000;
 constexpr guint64 GROWTH = 4;
+constexpr guint64 MOST_PATIENCE = 3000000;
+
+// Most pages of a large database file have to be fetched from the disk. Until it is known
+// better, a MiB of records is taken to last as long as may be.
+constexpr guint64 LARGE_DATABASE_BYTES = guint64{512} << 20;
+constexpr guint64 COST_IN_LARGE_DATABASE = MOST_PATIENCE;
+
+// Fewer bytes of records tell nothing about the cost of many.
+constexpr guint64 LEAST_MEASURED_BYTES = guint64{16} << 10;
+
+constexpr guint64 MEBIBYTE = guint64{1} << 20;
 
 // The last id that the databases know of.
 int read_counter(ArticledbDb* db, guint64* last_id) {
@@ -82,6 +95,19 @@ void Journal::report(ArticledbDb* db, int code) const {
   }
 }
 
+// How many bytes of records may wait.
+guint64 Journal::most_bytes() const {
+  guint64 cost = state_.cost;
+  struct stat file = {};
+  if (cost == 0 && stat((std::string(directory_) + "/" + DATABASE_FILE).c_str(), &file) == 0 &&
+      static_cast<guint64>(file.st_size) > LARGE_DATABASE_BYTES) {
+    cost = COST_IN_LARGE_DATABASE;
+  }
+  const guint64 patience = state_.patience == 0 ? MOST_PATIENCE : state_.patience;
+  return cost == 0 ? JournalFile::MOST_BYTES
+                   : std::min(JournalFile::MOST_BYTES, patience * MEBIBYTE / cost);
+}
+
 // ---- writing to the databases ----
 
 int Journal::write_out(ArticledbDb* db) {
@@ -98,7 +124,7 @@ int Journal::write_out(ArticledbDb* db) {
 
 int Journal::settle_for_reader(ArticledbDb* db) {
   if (!is_settled() && state_.known != 0) {
-    state_.most = MOST_BESIDE_READERS;
+    state_.patience = LEAST_PATIENCE;
   }
   return settle(db);
 }
@@ -121,7 +147,14 @@ void Journal::apply(ArticledbDb* db) {
       file_->read(begin, state_.known != 0 ? state_.end : JournalFile::MOST_BYTES, &bytes);
   const guint64 end = records.empty() ? begin : end_of(records.back());
   require(state_.known != 0 && end != state_.end ? EIO : 0);
-  write_articles(db, read_articles(records, last_id), [this] { gate_.count_replacement(); });
+  const std::vector<JournalArticle> articles = read_articles(records, last_id);
+  const gint64 start = g_get_monotonic_time();
+  write_articles(db, articles, [this] { gate_.count_replacement(); });
+  // Otherwise some of the bytes are of articles that had been written.
+  if (articles.size() == records.size() && end - begin >= LEAST_MEASURED_BYTES) {
+    const auto time = static_cast<guint64>(g_get_monotonic_time() - start);
+    state_.cost = std::max(time * MEBIBYTE / (end - begin), guint64{1});
+  }
   state_.known = 1;
   state_.applied = state_.end = end;
   state_.last_id = records.empty() ? last_id : std::max(last_id, records.back().id);
@@ -149,9 +182,10 @@ int Journal::admits(ArticledbDb* db) {
 // file: what is overwritten then must be safe in the databases' log.
 void Journal::make_way(ArticledbDb* db, guint64 bytes) {
   const bool is_full = state_.end + bytes > JournalFile::MOST_BYTES;
-  if (is_full || (state_.most != 0 && state_.end - state_.applied + bytes > state_.most)) {
+  const guint64 waiting = state_.end - state_.applied;
+  if (is_full || (waiting != 0 && waiting + bytes > most_bytes())) {
     require(settle(db));
-    state_.most = state_.most < JournalFile::MOST_BYTES ? state_.most * GROWTH : 0;
+    state_.patience = state_.patience * GROWTH < MOST_PATIENCE ? state_.patience * GROWTH : 0;
   }
   if (is_full) {
     require(db->env->log_flush(db->env, nullptr));

@@ -41,8 +41,9 @@ class Journal {
   int settle(ArticledbDb* db) { return is_settled() ? 0 : write_out(db); }
 
   // The same for somebody who reads, and waits. While there are readers the articles are
-  // written out in smaller numbers, so that nobody waits long; when no more come, the numbers
-  // grow again.
+  // written out in smaller numbers, so that nobody waits for more than a tenth of a second,
+  // going by what it took before; when no more come, the numbers grow again, to what takes
+  // three seconds.
   int settle_for_reader(ArticledbDb* db);
 
   // Whether it takes articles: 0, DECLINED, or the code of what failed.
@@ -66,6 +67,7 @@ class Journal {
   void make_way(ArticledbDb* db, guint64 bytes);
   void open_file(bool create);
   guint64 free_bytes() const;
+  guint64 most_bytes() const;
   void report(ArticledbDb* db, int code) const;
 
   const char* const directory_;

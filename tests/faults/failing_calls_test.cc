@@ -141,6 +141,22 @@ TEST_P(FailingCallsTest, NothingAcknowledgedIsLost) {
          reopened);
 }
 
+// Whatever way an article takes, it is not acknowledged before it is on the disk.
+TEST_F(FaultTest, NothingIsAcknowledgedWithoutAFlush) {
+  run_apart([&] {
+    install_hooks();
+    Instance fenra = open();
+    EXPECT_TRUE(stores(*fenra, 0));
+    fail_call(Call::FSYNC, 1, true);
+    for (const int words : {60, 5000}) {
+      EXPECT_FALSE(stores(*fenra, 1, words)) << words;
+    }
+    EXPECT_GE(lift_faults(), 2);
+    fenra.reset();
+    expect_found(*open(), {0});
+  });
+}
+
 std::string name_of(const testing::TestParamInfo<Sweep>& info) {
   static const char* const works[] = {"indexing", "creation", "recovery", "closing"};
   std::ostringstream name;
