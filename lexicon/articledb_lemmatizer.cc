@@ -1,9 +1,12 @@
 // The first-lemma lemmatizer.
 #include "lexicon/articledb_lemmatizer.h"
 
+#include <cstring>
+#include <new>
 #include <string_view>
 
 #include "lexicon/first_result.h"
+#include "lexicon/lemma_memory.h"
 #include "lexicon/ostren_ffst.h"
 
 namespace {
@@ -21,6 +24,30 @@ bool find_lemma(std::string_view analysis, std::string_view* lemma) {
   return true;
 }
 
+// The form as far as it counts: up to `length` bytes or the first zero byte.
+std::string_view counted_bytes(const char* form, int length) {
+  return form == nullptr || length <= 0
+             ? std::string_view()
+             : std::string_view(form, strnlen(form, static_cast<size_t>(length)));
+}
+
+GList* list_of(std::string_view lemma) {
+  return articledb_lemmatizer_identity(nullptr, lemma.data(), static_cast<int>(lemma.size()));
+}
+
+// The first lemma as a list of one, from the transducer.
+GList* search(const QorLexicon& lexicon, std::string_view form) {
+  GList* const identity = list_of(form);
+  const char* const word = static_cast<const char*>(identity->data);
+  char analysis[Pelko::RESULT_BUFFER_SIZE];
+  std::string_view lemma;
+  if (!Pelko::first_result(lexicon, word, analysis) || !find_lemma(analysis, &lemma)) {
+    return identity;
+  }
+  articledb_string_list_free(identity);
+  return list_of(lemma);
+}
+
 }  // namespace
 
 void* articledb_simple_fst_lemmatizer_new(const char* path) {
@@ -29,6 +56,8 @@ void* articledb_simple_fst_lemmatizer_new(const char* path) {
   if (Pelko::open_lexicon(&lexicon, path) != Pelko::VERIFIER_NO_ERROR) {
     return nullptr;
   }
+  // Without room for it, every form is searched for.
+  lexicon->memory = new (std::nothrow) Pelko::LemmaMemory;
   return lexicon;
 }
 
@@ -40,14 +69,15 @@ GList* articledb_simple_fst_lemmatizer_first_lemma(void* lemmatizer, const char*
   if (lemmatizer == nullptr) {
     return nullptr;
   }
-  GList* const identity = articledb_lemmatizer_identity(nullptr, form, length);
-  const char* const word = static_cast<const char*>(identity->data);
-  char analysis[Pelko::RESULT_BUFFER_SIZE];
-  std::string_view lemma;
-  if (!Pelko::first_result(*static_cast<const QorLexicon*>(lemmatizer), word, analysis) ||
-      !find_lemma(analysis, &lemma)) {
-    return identity;
+  const QorLexicon& lexicon = *static_cast<const QorLexicon*>(lemmatizer);
+  const std::string_view word = counted_bytes(form, length);
+  if (lexicon.memory == nullptr) {
+    return search(lexicon, word);
   }
-  articledb_string_list_free(identity);
-  return articledb_lemmatizer_identity(nullptr, lemma.data(), static_cast<int>(lemma.size()));
+  GList* lemmas = lexicon.memory->find(word);
+  if (lemmas == nullptr) {
+    lemmas = search(lexicon, word);
+    lexicon.memory->keep(word, static_cast<const char*>(lemmas->data));
+  }
+  return lemmas;
 }

@@ -36,7 +36,8 @@ FENRA_API GList* articledb_lemmatizer_identity(void* lemmatizer, const char* for
 // Loads a lexicon (AT&T text when the path contains ".att", otherwise a binary
 // transducer file) into memory; the file is not needed afterwards. Null when it
 // cannot be loaded, with the loader's message on standard error. Released with
-// articledb_simple_fst_lemmatizer_free.
+// articledb_simple_fst_lemmatizer_free. The lemmatizer is a QorLexicon*, so the
+// functions of <fenra/ostren_ffst.h> take it too.
 FENRA_API void* articledb_simple_fst_lemmatizer_new(const char* path);
 
 // Releases the lemmatizer and returns 0. Null is allowed.
@@ -47,7 +48,8 @@ FENRA_API int articledb_simple_fst_lemmatizer_free(void* lemmatizer);
 // itself when it has no analysis, the search for it expands a million states
 // (which no sane lexicon makes it do), or the first one lacks the "/" or the "+" or
 // has the "+" first. Null only when `lemmatizer` is null. The form is looked up
-// byte for byte, without case folding.
+// byte for byte, without case folding. The lemmas of some thousand forms are
+// remembered. Several threads may ask one lemmatizer at once.
 FENRA_API GList* articledb_simple_fst_lemmatizer_first_lemma(void* lemmatizer, const char* form,
                                                              int length);
 

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "lexicon/first_result.h"
+#include "lexicon/lemma_memory.h"
 
 namespace Pelko {
 
@@ -92,6 +93,7 @@ ErrorCode open_lexicon(QorLexicon** lex, const char* filename) {
 ErrorCode close_lexicon(QorLexicon* lex) {
   if (lex != nullptr) {
     lk_fst_free(lex->fst);
+    delete lex->memory;
     delete lex;
   }
   return VERIFIER_NO_ERROR;

@@ -10,10 +10,17 @@
 #include <string>
 #include <vector>
 
+namespace Pelko {
+class LemmaMemory;
+}
+
 // An open lexicon. Made by Pelko::open_lexicon and released by
-// Pelko::close_lexicon, together with its transducer.
+// Pelko::close_lexicon, together with its transducer. Several threads may look words
+// up in it at once.
 struct _QorLexicon {
-  LkFst* fst = nullptr;  // owned
+  LkFst* fst = nullptr;  // owned; stays as it was loaded
+  // Private: what a lemmatizer knows of its lexicon. Owned; null in other lexicons.
+  Pelko::LemmaMemory* memory = nullptr;
 };
 typedef _QorLexicon QorLexicon;
 

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
 #include <memory>
+#include <thread>
 
 #include "tests/lexicon/lexicon_file.h"
 
@@ -107,10 +109,94 @@ TEST(FirstLemma, ASearchThatWouldNotEndFindsNothing) {
   EXPECT_EQ(FirstLemma(NewLemmatizer(BehindADeadEnd(200)), "a"), Strings{"a"});
 }
 
-TEST(FirstLemma, TheFormIsCutBeforeItIsLookedUp) {
-  const Lemmatizer lemmatizer = NewLemmatizer(AttText({{"etxe", "IZE/house+"}}));
-  EXPECT_EQ(FirstLemma(lemmatizer, "etxea", 4), Strings{"house"});
-  EXPECT_EQ(FirstLemma(lemmatizer, "etxe\0a", 6), Strings{"house"});
+// What is remembered is as good as what was found first, and of the same form.
+TEST(FirstLemma, IsTheSameWhenAskedAgain) {
+  const auto y = [](size_t count) { return std::string(count, 'y'); };
+  const std::string terminated("etxe", 5);
+  const Lemmatizer lemmatizer = NewLemmatizer(AttText({{"etxe", "IZE/house+"},
+                                                       {"huts", "IZE/+"},
+                                                       {"b", "IZE/" + y(60) + "+"},
+                                                       {"c", "IZE/" + y(61) + "+"},
+                                                       {"d", "IZE/" + y(400) + "+"}}));
+  const struct {
+    std::string bytes;
+    int length;
+    std::string lemma;
+  } cases[] = {
+      {"etxe", 4, "house"},
+      {"etxea", 5, "etxea"},
+      {"etxea", 4, "house"},
+      {"etxea", 3, "etx"},
+      {terminated + "a", 6, "house"},
+      {terminated, 20, "house"},
+      {"huts", 4, ""},
+      {"", 0, ""},
+      {"etxe", 0, ""},
+      {"etxe", -4, ""},
+      {terminated.substr(4), 1, ""},
+      {"b", 1, y(60)},
+      {"c", 1, y(61)},
+      {"d", 1, y(400)},
+      {y(30), 30, y(30)},
+      {y(31), 31, y(31)},
+      {y(61), 61, y(61)},
+      {y(62), 62, y(62)},
+      {y(30 + 256), 30 + 256, y(30 + 256)},
+      {y(65536), 65536, y(65536)},
+  };
+  for (int times = 0; times < 3; ++times) {
+    for (const auto& c : cases) {
+      // Nothing behind the bytes may be read.
+      const std::vector<char> form(c.bytes.begin(), c.bytes.end());
+      EXPECT_EQ(FirstLemma(lemmatizer, form.data(), c.length), Strings{c.lemma})
+          << c.bytes << ", " << c.length << ", after " << times;
+    }
+  }
+}
+
+// The lemma of a number has the letters "a" to "j" for its digits.
+std::string LettersForDigits() {
+  std::string text = "0 1 47 0\n1 2 43 0\n";
+  std::string labels = "0 @0@\n43 +\n47 /\n";
+  for (int digit = 0; digit < 10; ++digit) {
+    text += "1 1 " + std::to_string('a' + digit) + ' ' + std::to_string('0' + digit) + '\n';
+    labels += std::to_string('a' + digit) + ' ' + static_cast<char>('a' + digit) + '\n';
+    labels += std::to_string('0' + digit) + ' ' + static_cast<char>('0' + digit) + '\n';
+  }
+  return text + "2\n" + labels;
+}
+
+// Asks for the number and for a form without analysis.
+bool IsRightFor(const Lemmatizer& lemmatizer, int number) {
+  const std::string form = std::to_string(number);
+  std::string lemma = form;
+  for (char& digit : lemma) {
+    digit = static_cast<char>('a' + (digit - '0'));
+  }
+  return FirstLemma(lemmatizer, form) == Strings{lemma} &&
+         FirstLemma(lemmatizer, 'x' + form) == Strings{'x' + form};
+}
+
+// More forms than can be remembered displace each other, at the hands of several threads
+// at once, while some of them are asked for all the time.
+TEST(FirstLemma, IsThatOfTheFormWhateverElseIsAskedFor) {
+  for (const unsigned count : {1, 4}) {
+    const Lemmatizer lemmatizer = NewLemmatizer(LettersForDigits());
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < count; ++i) {
+      threads.emplace_back([&lemmatizer, &wrong] {
+        for (int number = 0; number < 20000; ++number) {
+          wrong += IsRightFor(lemmatizer, number) ? 0 : 1;
+          wrong += IsRightFor(lemmatizer, number % 50) ? 0 : 1;
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_EQ(wrong, 0) << count << " threads";
+  }
 }
 
 TEST(FirstLemma, TheEmptyFormCanHaveAnAnalysis) {
