@@ -4,6 +4,19 @@
 
 namespace cli {
 
+LemmaCache::LemmaCache() : lemmatizer_(load_lemmatizer()) {}
+
+std::string LemmaCache::lemma_of(const std::string& form) {
+  std::string lemma;
+  if (!find(form, &lemma)) {
+    const StringList lemmas(articledb_simple_fst_lemmatizer_first_lemma(
+        lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
+    lemma = static_cast<const char*>(lemmas->data);
+    insert(form, lemma);
+  }
+  return lemma;
+}
+
 bool LemmaCache::find(const std::string& form, std::string* lemma) {
   Shard& shard = shard_of(form);
   const std::lock_guard<std::mutex> hold(shard.mutex);
@@ -24,28 +37,16 @@ void LemmaCache::insert(const std::string& form, const std::string& lemma) {
   shard.lemmas.emplace(form, lemma);
 }
 
-CachedLemmatizer::CachedLemmatizer(LemmaCache* cache)
-    : cache_(cache), lemmatizer_(load_lemmatizer()) {}
-
 GList* CachedLemmatizer::first_lemma(void* lemmatizer, const char* form, int length) {
-  const std::string& lemma = static_cast<CachedLemmatizer*>(lemmatizer)->lemma_of(form, length);
-  return articledb_string_list_prepend(nullptr, lemma.c_str());
-}
-
-const std::string& CachedLemmatizer::lemma_of(const char* form, int length) {
-  const std::string_view bytes(form, static_cast<size_t>(length));
-  Place& place = places_[std::hash<std::string_view>()(bytes) % kPlaces];
-  if (place.form == bytes && length != 0) {
-    return place.lemma;
+  auto* const self = static_cast<CachedLemmatizer*>(lemmatizer);
+  const std::string_view word(form, static_cast<size_t>(length));
+  GList* lemmas = self->memory_.find(word);
+  if (lemmas == nullptr) {
+    const std::string lemma = self->cache_->lemma_of(std::string(word));
+    self->memory_.keep(word, lemma);
+    lemmas = articledb_string_list_prepend(nullptr, lemma.c_str());
   }
-  place.form = bytes;
-  if (!cache_->find(place.form, &place.lemma)) {
-    const StringList lemmas(
-        articledb_simple_fst_lemmatizer_first_lemma(lemmatizer_.get(), form, length));
-    place.lemma = static_cast<const char*>(lemmas->data);
-    cache_->insert(place.form, place.lemma);
-  }
-  return place.lemma;
+  return lemmas;
 }
 
 }  // namespace cli

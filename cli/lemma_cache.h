@@ -1,4 +1,4 @@
-// The lemmas of forms that have been asked for, shared by threads.
+// The lemmas of all the forms that a program asks for, for threads.
 #ifndef FENRA_CLI_LEMMA_CACHE_H
 #define FENRA_CLI_LEMMA_CACHE_H
 
@@ -7,18 +7,19 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 #include "cli/handles.h"
+#include "lexicon/lemma_memory.h"
 
 namespace cli {
 
+// Shared by threads.
 class LemmaCache {
  public:
-  // Writes the lemma of the form, when it is known, to *lemma.
-  bool find(const std::string& form, std::string* lemma);
+  // Loads the lexicon. Throws Failure.
+  LemmaCache();
 
-  void insert(const std::string& form, const std::string& lemma);
+  std::string lemma_of(const std::string& form);
 
  private:
   static constexpr size_t kShards = 64;
@@ -30,35 +31,30 @@ class LemmaCache {
     std::unordered_map<std::string, std::string> lemmas;  // by form
   };
 
+  bool find(const std::string& form, std::string* lemma);
+  void insert(const std::string& form, const std::string& lemma);
+
   Shard& shard_of(const std::string& form) {
     return shards_[std::hash<std::string_view>()(form) / 64 % kShards];
   }
 
+  const Lemmatizer lemmatizer_;
   std::array<Shard, kShards> shards_;
 };
 
-// A lemmatizer that remembers. One thread uses it at a time.
+// A thread's way to the cache, which knows the forms that are met most often without a
+// lock.
 class CachedLemmatizer {
  public:
-  // Loads a lexicon of its own. Borrows the cache. Throws Failure.
-  explicit CachedLemmatizer(LemmaCache* cache);
+  // Borrows the cache.
+  explicit CachedLemmatizer(LemmaCache* cache) : cache_(cache) {}
 
   // As articledb_simple_fst_lemmatizer_first_lemma, with a CachedLemmatizer*.
   static GList* first_lemma(void* lemmatizer, const char* form, int length);
 
  private:
-  const std::string& lemma_of(const char* form, int length);
-
-  // The forms that are met most often, without a lock: each has one place where it can be.
-  static constexpr size_t kPlaces = 1 << 14;
-  struct Place {
-    std::string form;
-    std::string lemma;
-  };
-
   LemmaCache* const cache_;
-  const Lemmatizer lemmatizer_;
-  std::vector<Place> places_ = std::vector<Place>(kPlaces);
+  Pelko::LemmaMemory memory_;
 };
 
 }  // namespace cli
