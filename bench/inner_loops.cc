@@ -134,12 +134,16 @@ BENCHMARK(intersection_of)->Arg(2)->Arg(3);
 
 // ---- lexicon and store ----
 
+std::vector<std::string> words() {
+  std::ifstream file(setting("FENRA_BENCH_WORDS"));
+  return {std::istream_iterator<std::string>(file), {}};
+}
+
 void look_iterator(benchmark::State& state) {
   const ostren::fenra::TmpFile file(fstContent, fstContentSize);
   const std::unique_ptr<LkFst, void (*)(LkFst*)> fst(lk_fst_new_from_binary_file(file.name()),
                                                      lk_fst_free);
-  std::ifstream words(setting("FENRA_BENCH_WORDS"));
-  const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
+  const std::vector<std::string> list = words();
   lk_fst_sort(fst.get(), LK_LOOK_UP);
   LkLookIterator search;
   char result[512];
@@ -152,6 +156,22 @@ void look_iterator(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(list.size()));
 }
 BENCHMARK(look_iterator);
+
+// With what the lemmatizer remembers, so in the order of a text.
+void first_lemma(benchmark::State& state) {
+  const ostren::fenra::TmpFile file(fstContent, fstContentSize);
+  const std::unique_ptr<void, int (*)(void*)> lemmatizer(
+      articledb_simple_fst_lemmatizer_new(file.name()), articledb_simple_fst_lemmatizer_free);
+  const std::vector<std::string> list = words();
+  for (auto _ : state) {
+    for (const std::string& word : list) {
+      articledb_string_list_free(articledb_simple_fst_lemmatizer_first_lemma(
+          lemmatizer.get(), word.data(), static_cast<int>(word.size())));
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(list.size()));
+}
+BENCHMARK(first_lemma);
 
 void url_of_id(benchmark::State& state) {
   const std::unique_ptr<ArticledbDb, int (*)(ArticledbDb*)> db(articledb_db_new(),
