@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -25,6 +27,19 @@ class TemporaryDirectory {
 
   const std::string& path() const { return path_; }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+  // Writes a file, and the directories on the way to it, and returns its path.
+  std::string write(const std::string& name, const std::string& content) const {
+    const std::string path = *this / name;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
+  }
+
+  std::string read(const std::string& name) const {
+    std::ifstream file(*this / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
 
  private:
   std::string path_;
