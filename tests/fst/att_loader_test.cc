@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "fst_test_util.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -120,8 +121,10 @@ TEST(AttText, RejectsWithTheLineAndTheReason) {
       {cells, 2, "more than 67108864 cells"},
       {repeat("0 1 3 3\n", 65536) + "1\n3 a\n", 65536, "state 0 has more than 65535 arcs"},
       {"0 1 3 5\n1 1 4 3\n1 1 5 4\n1\n3 a\n", 1, "label number 5 "},
+      {"0 1 3 4\n1 1 5 3\n1 1 5 4\n1\n3 a\n", 1, "label number 4 "},
       {"0 1 3 3\n1 1 4 3\n1\n3 a\n4\n", 2, "label number 4 "},  // a final state or no text
       {"0 1 3 3\n1\n3 a\n3\n", 1, "label number 3 "},
+      {"0 1 3 3\n1\n3 a\n3 \n", 1, "label number 3 "},
       {"0 1 3 3\n1\n3 a\nx y\n", 4, "\"x y\" does not begin"},
       {"0 1 3 3\n1\n3 a\n256 y\n", 4, "label number 256 "},
   };
@@ -147,7 +150,7 @@ TEST(AttTextDeathTest, HoldsTwentyThousandFinalStateLines) {
 }
 
 TEST(AttText, ReadsFiles) {
-  const TempDir dir;
+  const TemporaryDirectory dir;
   const std::string path = dir.write("a.att", kExample + std::string("\0 garbage", 9));
   const Fst fst(lk_fst_new_from_att_file(path.c_str()));
   ASSERT_TRUE(fst);
@@ -156,9 +159,9 @@ TEST(AttText, ReadsFiles) {
   const struct {
     std::string path, message;
   } kCases[] = {
-      {dir.path("missing"), "Cannot open file: No such file or directory\n"},
+      {dir / "missing", "Cannot open file: No such file or directory\n"},
       {"/dev/stdin", "Cannot SEEK_END: Illegal seek\n"},
-      {dir.write("bad.att", "0 1\n"), dir.path("bad.att") + ", line 1: \"0 1\" is neither"},
+      {dir.write("bad.att", "0 1\n"), dir / "bad.att" + ", line 1: \"0 1\" is neither"},
   };
   int pipe_ends[2];
   ASSERT_EQ(0, pipe(pipe_ends));

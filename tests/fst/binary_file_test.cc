@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "fst_test_util.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -15,8 +16,8 @@ using testing::StartsWith;
 
 const char kExample[] = "0 1 3 4\n1 2 0 5\n2\n3 A\n4 a\n5 s\n";
 
-std::string gzip(const TempDir& dir, const std::string& bytes) {
-  const gzFile file = gzopen(dir.path("gzip").c_str(), "wb");
+std::string gzip(const TemporaryDirectory& dir, const std::string& bytes) {
+  const gzFile file = gzopen((dir / "gzip").c_str(), "wb");
   gzwrite(file, bytes.data(), static_cast<unsigned>(bytes.size()));
   gzclose(file);
   return dir.read("gzip");
@@ -37,20 +38,20 @@ std::string header(NodeIndex data_size, NodeIndex node_size = 8, NodeIndex edge_
 }
 
 TEST(BinaryFile, SavesTheBlockAsAGzipStreamAndLoadsItBack) {
-  const TempDir dir;
+  const TemporaryDirectory dir;
   // The last cell is spare, and the flags are not those of any sort.
   const Fst fst = make_fst({cell(15, 1, 1, 'a', 200), cell(9, 0, 0, 0, 0), {}}, 2, 1, 5);
-  ASSERT_EQ(0, lk_fst_save_to_binary_file(fst.get(), dir.path("a").c_str()));
+  ASSERT_EQ(0, lk_fst_save_to_binary_file(fst.get(), (dir / "a").c_str()));
   const std::string file = dir.read("a");
   EXPECT_EQ(std::string("\x1f\x8b\x08\0\0\0\0\0\x02\x03", 10), file.substr(0, 10));
   std::string message;
-  const Fst loaded = load(dir.path("a"), &message);
+  const Fst loaded = load(dir / "a", &message);
   ASSERT_TRUE(loaded) << message;
   EXPECT_EQ(image(fst), image(loaded));
 }
 
 TEST(BinaryFile, AcceptsEveryCompleteImage) {
-  const TempDir dir;
+  const TemporaryDirectory dir;
   const std::string example = image(from_att(kExample));
   const std::string images[] = {
       example,
@@ -72,7 +73,7 @@ TEST(BinaryFile, AcceptsEveryCompleteImage) {
 }
 
 TEST(BinaryFile, ReportsWhatItCannotLoad) {
-  const TempDir dir;
+  const TemporaryDirectory dir;
   const std::string example = gzip(dir, image(from_att(kExample)));
   std::string corrupt = example;
   corrupt[12] = static_cast<char>(~corrupt[12]);
@@ -99,12 +100,12 @@ TEST(BinaryFile, ReportsWhatItCannotLoad) {
     EXPECT_THAT(message, testing::Not(HasSubstr("Success"))) << c.name;
     EXPECT_EQ(c.message == incompatible, message == incompatible) << c.name;
   }
-  EXPECT_FALSE(load(dir.path("missing"), &message));
+  EXPECT_FALSE(load(dir / "missing", &message));
   EXPECT_EQ("Cannot open file: No such file or directory\n", message);
   EXPECT_FALSE(load("/tmp", &message));
   EXPECT_EQ("Cannot gzread: Is a directory\n", message);
 
-  const std::string fifo = dir.path("fifo");
+  const std::string fifo = dir / "fifo";
   ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
   std::thread writer([&] { std::ofstream(fifo, std::ios::binary) << header(0); });
   EXPECT_FALSE(load(fifo, &message));
