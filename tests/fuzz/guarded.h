@@ -32,7 +32,7 @@ class Guarded {
   Guarded(const Guarded&) = delete;
   Guarded& operator=(const Guarded&) = delete;
 
-  const char* data() const { return data_; }
+  char* data() const { return data_; }
 
  private:
   static constexpr size_t kPage = 4096;

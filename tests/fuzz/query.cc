@@ -1,12 +1,19 @@
-// Queries of any bytes over a small collection, against sets of lemmas.
+// Queries of any bytes over generated pages, against sets of lemmas computed by
+// plain code.
+//
+// An input is a query, up to its first zero byte. Its bytes from 0x80 to 0xEF stand
+// for the words of the pages, so that random queries have answers.
 #include <algorithm>
-#include <map>
+#include <iterator>
 #include <memory>
+#include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "facade/fenra.h"
+#include "lexicon/ostren_ffst.h"
 #include "tests/fuzz/check.h"
 #include "tests/support/temporary_directory.h"
 
@@ -14,94 +21,126 @@ namespace {
 
 using ostren::fenra::FenraData;
 using ostren::fenra::ResultIterator;
-using Ids = std::set<size_t>;
+using Strings = std::vector<std::string>;
+using Lemmas = std::set<std::string>;
 
-// Texts of the articles; the address of each is its number.
-const std::vector<std::string> kTexts = {
-    "Gure etxea zuria da",
-    "etxe zuriak eta etxeak ikusi",
-    "Mendi handia da hori, mendietatik ikusten",
-    "a b c d a",
-    "da",
-    "Etxe handia eta etxe-barne",
-    "ura edan dute; ur handiak zuen",
-    "xyzzy a da",
-    std::string(200, 'q') + " " + std::string(63, 'w') + " luze",
-};
+Strings split(const std::string& text) {
+  std::istringstream words(text);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+// Forms that share lemmas, forms whose analyses have no lemma, capitalised, unknown
+// and long words, and words with hyphens.
+const Strings kWords = split(
+    "etxe etxea etxeak etxeetan Etxea mendi mendia mendietatik ur ura da zuen badu bada dute eta "
+    "handi handiak ikusi ikusten xyzzy Xyzzy zinema zineman liburu liburua etxe-barne bat " +
+    std::string(63, 'w') + " " + std::string(200, 'q'));
+
+// What stands between words on a page and is not part of any.
+const Strings kNoise = {
+    " ", "\n", ", ", ". ", " 3.14 ", " txosten.pdf ", " \xc3\xb1 ", " www.adibidea.eus/etxea ",
+    "! "};
+
+bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 class Collection {
  public:
-  Collection() : lexicon_(fstContent, fstContentSize) {
-    data_ = new FenraData((directory_ / "store").c_str(), lexicon_.name());
+  Collection() : file_(fstContent, fstContentSize) {
+    FUZZ_CHECK(Pelko::open_lexicon(&lexicon_, file_.name()) == Pelko::VERIFIER_NO_ERROR);
+    data_ = new FenraData((directory_ / "store").c_str(), file_.name());
     data_->incRef();
     FUZZ_CHECK(data_->error() == ostren::fenra::FENRA_NO_ERROR);
-    for (size_t id = 0; id < kTexts.size(); ++id) {
-      const char* const text = kTexts[id].c_str();
-      FUZZ_CHECK(data_->index(std::to_string(id).c_str(), text, "text/plain") ==
-                 ostren::fenra::FENRA_NO_ERROR);
-      add_lemmas(id, kTexts[id]);
+    for (size_t i = 0; i < 60; ++i) {
+      // Every tenth page replaces an earlier one.
+      add_page("u:" + std::to_string(i % 10 == 9 ? i / 2 : i), i % 2 == 0);
     }
   }
-  ~Collection() { data_->decRef(); }
+  ~Collection() {
+    data_->decRef();
+    Pelko::close_lexicon(lexicon_);
+  }
   Collection(const Collection&) = delete;
   Collection& operator=(const Collection&) = delete;
 
   FenraData* data() const { return data_; }
 
-  std::string lemma(const std::string& form) const {
-    GList* const lemmas = articledb_simple_fst_lemmatizer_first_lemma(
-        data_->lemmatizer, form.data(), static_cast<int>(form.size()));
-    FUZZ_CHECK(lemmas != nullptr && lemmas->next == nullptr);
-    std::string only = static_cast<const char*>(lemmas->data);
-    articledb_string_list_free(lemmas);
-    return only;
-  }
-
-  // The articles that hold every word.
-  Ids expected(const std::vector<std::string>& words) const {
-    Ids ids;
-    for (size_t i = 0; i < words.size(); ++i) {
-      const auto found = articles_.find(lemma(words[i]));
-      const Ids of_word = found != articles_.end() ? found->second : Ids();
-      Ids both;
-      std::set_intersection(ids.begin(), ids.end(), of_word.begin(), of_word.end(),
-                            std::inserter(both, both.end()));
-      ids = i == 0 ? of_word : both;
+  // The URLs of the pages that hold every word, in the order of their ids.
+  Strings expected(const Strings& words) const {
+    Strings urls;
+    for (const auto& [url, lemmas] : pages_) {
+      if (!words.empty() &&
+          std::all_of(words.begin(), words.end(), [&, &on_page = lemmas](const std::string& word) {
+            return on_page.count(lemma(word)) > 0;
+          })) {
+        urls.push_back(url);
+      }
     }
-    return ids;
+    return urls;
   }
 
  private:
-  void add_lemmas(size_t id, const std::string& text) {
-    const std::unique_ptr<ArticledbUtf8Tokenizer, void (*)(ArticledbUtf8Tokenizer*)> tokenizer(
-        articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())),
-        articledb_utf8_tokenizer_free);
-    const char* token;
-    int length;
-    while (articledb_utf8_tokenizer_next_token(tokenizer.get(), &token, &length) ==
-           ARTICLEDB_TOKEN_OK) {
-      articles_[lemma(std::string(token, static_cast<size_t>(length)))].insert(id);
-    }
+  std::string lemma(const std::string& form) const {
+    TransducerOutput analyses;
+    Pelko::lookup(lexicon_, analyses, form.c_str());
+    const std::string first = analyses.empty() ? "" : analyses[0];
+    const size_t slash = first.find('/');
+    const size_t plus = first.find('+');
+    return plus != std::string::npos && slash < plus ? first.substr(slash + 1, plus - slash - 1)
+                                                     : form;
   }
 
+  void add_page(const std::string& url, bool html) {
+    Lemmas lemmas;
+    std::string text;
+    for (size_t i = 4 + below(20); i > 0; --i) {
+      const std::string& word = kWords[below(kWords.size())];
+      lemmas.insert(lemma(word));
+      text += word + kNoise[below(kNoise.size())];
+      text += html && below(3) == 0 ? "<b>&#32;</b>" : "";
+    }
+    if (html) {
+      lemmas.insert(lemma("Izenburua"));
+      text = "<html><title>Izenburua</title><body><p>" + text + "</p><!-- mendi --></body></html>";
+    }
+    FUZZ_CHECK(data_->index(url.c_str(), text.c_str(), html ? "text/html" : "text/plain") ==
+               ostren::fenra::FENRA_NO_ERROR);
+    pages_.erase(std::remove_if(pages_.begin(), pages_.end(),
+                                [&](const auto& page) { return page.first == url; }),
+                 pages_.end());
+    pages_.emplace_back(url, lemmas);
+  }
+
+  size_t below(size_t bound) { return random_() % bound; }
+
   const TemporaryDirectory directory_;
-  const ostren::fenra::TmpFile lexicon_;
+  const ostren::fenra::TmpFile file_;
+  QorLexicon* lexicon_ = nullptr;
   FenraData* data_;
-  std::map<std::string, Ids> articles_;  // by lemma
+  std::mt19937 random_;
+  std::vector<std::pair<std::string, Lemmas>> pages_;
 };
 
-std::vector<std::string> words_of(const std::string& query) {
-  std::vector<std::string> words;
+std::string query_of(const uint8_t* data, size_t size) {
+  std::string query;
+  for (const uint8_t* byte = data; byte != data + size && *byte != 0; ++byte) {
+    const bool is_word = *byte >= 0x80 && *byte < 0xF0;
+    query +=
+        is_word ? kWords[*byte % kWords.size()] + " " : std::string(1, static_cast<char>(*byte));
+  }
+  return query;
+}
+
+Strings words_of(const std::string& query) {
+  Strings words;
   bool in_word = false;
   for (const char c : query) {
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (letter && !in_word) {
+    if (is_letter(c) && !in_word) {
       words.emplace_back();
     }
-    if (letter) {
+    in_word = is_letter(c);
+    if (in_word) {
       words.back() += c;
     }
-    in_word = letter;
   }
   return words;
 }
@@ -110,8 +149,8 @@ std::vector<std::string> words_of(const std::string& query) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const Collection collection;
-  const std::string query(data, std::find(data, data + size, uint8_t{0}));
-  const std::vector<std::string> words = words_of(query);
+  const std::string query = query_of(data, size);
+  const Strings words = words_of(query);
 
   OstrenGenerator* const stream = collection.data()->parse_query(query.c_str());
   FUZZ_CHECK((stream != nullptr) == !words.empty());
@@ -120,12 +159,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
 
   const std::unique_ptr<ResultIterator> results(collection.data()->lookup(query.c_str()));
-  std::vector<size_t> found;
+  Strings found;
   while (const char* url = results->next()) {
-    found.push_back(strtoul(url, nullptr, 10));
+    found.emplace_back(url);
   }
   FUZZ_CHECK(results->next() == nullptr);
-  const Ids expected = collection.expected(words);
-  FUZZ_CHECK(std::equal(found.begin(), found.end(), expected.begin(), expected.end()));
+  FUZZ_CHECK(found == collection.expected(words));
   return 0;
 }

@@ -8,7 +8,6 @@
 
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/guarded.h"
-#include "tests/fuzz/valid_utf8.h"
 #include "tests/text/reference.h"
 #include "tests/text/support.h"
 #include "text/articledb_util.h"
@@ -51,7 +50,7 @@ std::vector<std::string> tokens_of(const char* text, size_t size, bool valid) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(data, data + size);
-  const bool valid = fenra_fuzz::is_valid_utf8(text);
+  const bool valid = text_reference::is_valid_utf8(text);
   pcre_seam::interpreter_only = false;
   const Guarded behind(data, size, Guarded::kGuardBehind);
   const std::vector<std::string> tokens = tokens_of(behind.data(), size, valid);

@@ -38,6 +38,14 @@ struct PlainSearch {
   int offsets[60];
 };
 
+// PCRE's opinion on UTF-8, which is not the one that the library asks.
+inline bool is_valid_utf8(const std::string& text) {
+  static const PlainSearch anything("");
+  int offsets[3];
+  return pcre_exec(anything.code.get(), nullptr, text.data(), static_cast<int>(text.size()), 0, 0,
+                   offsets, 3) >= 0;
+}
+
 // The character as glibc's iconv writes it; nothing where it refuses.
 inline std::optional<std::string> iconv_wide_char(uint32_t code, size_t space) {
   static const iconv_t converter = iconv_open("utf-8", "WCHAR_T");

@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "tests/text/reference.h"
 #include "tests/text/support.h"
 
 namespace {
@@ -76,18 +75,6 @@ TEST(Utf8Tokenizer, StaysWhereAFailedSearchBegan) {
   }
   pcre_seam::failing_search = -1;
   EXPECT_EQ(next(tokenizer), "hiru");
-}
-
-TEST(Utf8Tokenizer, AgreesWithThePlainPattern) {
-  RandomText random("a|Z|9|_|-|.|.|/|~|:|://|://| |,|\u017F|\u017F|\u212A|\u00F1");
-  for (int i = 0; i < 100000; ++i) {
-    const std::string text = random.next(24);
-    pcre_seam::interpreter_only = i % 2 != 0;
-    Tokens expected = text_reference::reference_tokens_of(text);
-    expected.emplace_back("(2)");
-    ASSERT_EQ(tokens_of(text), expected) << text;
-  }
-  pcre_seam::interpreter_only = false;
 }
 
 // Quadratic time, or a stack as deep as the text, with the plain pattern.
