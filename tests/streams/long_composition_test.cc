@@ -2,14 +2,13 @@
 // that defines it, long chains of cutters against plain recursion, and both on a
 // small stack.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <deque>
 #include <random>
 
-#include "streams/articledb_generator.h"
 #include "tests/streams/stub_generator.h"
+#include "tests/support/small_stack.h"
 
 namespace fenra_test {
 namespace {
@@ -133,55 +132,37 @@ TEST(ChainOfCutters, AcceptsAnEndedCutter) {
   EXPECT_EQ(1, a.frees() * b.frees() * c.frees());
 }
 
-// Runs `body` on a thread with a stack of 256 KiB.
-void onSmallStack(void* (*body)(void*), void* argument) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, 256 * 1024));
-  pthread_t thread;
-  ASSERT_EQ(0, pthread_create(&thread, &attributes, body, argument));
-  ASSERT_EQ(0, pthread_join(thread, nullptr));
-  pthread_attr_destroy(&attributes);
-}
-
 constexpr guint64 kMany = 1000000;
 
 // The n-th input is the range n, n + 1: the union is 1 to kMany + 1, in which
 // every id but the two at the ends is a tie.
-void* drainUnion(void* result) {
-  Generators ranges;
-  for (guint64 n = 1; n <= kMany; ++n) {
-    ranges.push_back(ostren_guint64_range_generator_new(n, n + 2));
-  }
-  GeneratorPtr united(uniteList(ranges));
-  auto* in_order = static_cast<guint64*>(result);
-  while (pull(united.get()) == *in_order + 1) {
-    ++*in_order;
-  }
-  return nullptr;
-}
-
 TEST(UnionOfList, OfAMillionStreamsFitsASmallStack) {
   guint64 in_order = 0;
-  onSmallStack(drainUnion, &in_order);
+  on_small_stack([&] {
+    Generators ranges;
+    for (guint64 n = 1; n <= kMany; ++n) {
+      ranges.push_back(ostren_guint64_range_generator_new(n, n + 2));
+    }
+    const GeneratorPtr united(uniteList(ranges));
+    while (pull(united.get()) == in_order + 1) {
+      ++in_order;
+    }
+  });
   EXPECT_EQ(kMany + 1, in_order);
 }
 
 // Only the innermost stream lacks the ids 1 and 2, so that every cutter of the
 // chain takes part in finding 3.
-void* drainCutters(void* result) {
-  Generators ranges = {ostren_guint64_range_generator_new(3, 6)};
-  while (ranges.size() < kMany) {
-    ranges.push_back(ostren_guint64_range_generator_new(1, 5));
-  }
-  GeneratorPtr cut(cutAll(ranges));
-  *static_cast<Script*>(result) = drain(cut.get());
-  return nullptr;
-}
-
 TEST(ChainOfCutters, OfAMillionStreamsFitsASmallStack) {
   Script pulls;
-  onSmallStack(drainCutters, &pulls);
+  on_small_stack([&] {
+    Generators ranges = {ostren_guint64_range_generator_new(3, 6)};
+    while (ranges.size() < kMany) {
+      ranges.push_back(ostren_guint64_range_generator_new(1, 5));
+    }
+    const GeneratorPtr cut(cutAll(ranges));
+    pulls = drain(cut.get());
+  });
   EXPECT_EQ((Script{3, 4}), pulls);
 }
 

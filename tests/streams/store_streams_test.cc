@@ -1,25 +1,17 @@
 // Id streams over a real store in a temporary directory.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <functional>
 #include <iterator>
 #include <optional>
 #include <set>
-#include <string>
-#include <utility>
 
-#include "streams/articledb_generator.h"
-#include "tests/store/store_fixture.h"
-#include "tests/streams/stub_generator.h"
+#include "tests/streams/stream_store.h"
 
 namespace fenra_test {
 namespace {
 
 using std::string_literals::operator""s;
 
-using Put = int (*)(ArticledbTransaction*, const char*, guint32, guint64);
 using Query = OstrenGenerator* (*)(ArticledbDb*, const char*, guint32);
 
 const Query kForm = articledb_db_form_lookup_generator_new;
@@ -28,73 +20,11 @@ const Query kSource = articledb_db_source_lookup_generator_new;
 const Query kTrigram = articledb_db_trigram_lookup_generator_new;
 const Query kDate = articledb_db_date_lookup_generator_new_from_string;
 
-guint32 sizeOf(const std::string& text) { return static_cast<guint32>(text.size()); }
-
-// Berkeley DB cursors that are open, and how many more can be made before making
-// one fails. Its methods are replaced by these for the length of a test.
-int open_cursors;
-int cursors_left;
-int (*real_cursor)(DB*, DB_TXN*, DBC**, guint32);
-int (*real_dup)(DBC*, DBC**, guint32);
-int (*real_close)(DBC*);
-
-int countedClose(DBC* cursor) {
-  --open_cursors;
-  return real_close(cursor);
-}
-
-int countedDup(DBC* cursor, DBC** copy, guint32 flags);
-
-int count(int ret, DBC** made) {
-  open_cursors += ret == 0 ? 1 : 0;
-  // A closed cursor is used again with the methods that it had.
-  if (ret == 0 && (*made)->close != countedClose) {
-    real_dup = std::exchange((*made)->dup, countedDup);
-    real_close = std::exchange((*made)->close, countedClose);
-  }
-  return ret;
-}
-
-int countedDup(DBC* cursor, DBC** copy, guint32 flags) {
-  return cursors_left-- > 0 ? count(real_dup(cursor, copy, flags), copy) : ENOMEM;
-}
-
-int countedCursor(DB* db, DB_TXN* txn, DBC** cursor, guint32 flags) {
-  return cursors_left-- > 0 ? count(real_cursor(db, txn, cursor, flags), cursor) : ENOMEM;
-}
-
-class StoreStreams : public StoreTest {
+class StoreStreams : public StreamStoreTest {
  protected:
-  void SetUp() override {
-    StoreTest::SetUp();
-    open_cursors = 0;
-    cursors_left = G_MAXINT;
-    for (DB* database : {db->formdb, db->lemmadb, db->sourcedb, db->datedb, db->trigramdb}) {
-      real_cursor = std::exchange(database->cursor, countedCursor);
-    }
-  }
-
-  void TearDown() override {
-    EXPECT_EQ(0, open_cursors);
-    StoreTest::TearDown();
-  }
-
-  void post(Put put, const std::string& key, const Script& ids) {
-    for (const guint64 id : ids) {
-      ASSERT_EQ(0, put(t, key.data(), sizeOf(key), id));
-    }
-  }
-
-  void postLemma(const std::string& lemma, const Strings& forms) {
-    for (const std::string& form : forms) {
-      ASSERT_EQ(0, articledb_transaction_put_lemma(t, lemma.data(), sizeOf(lemma), form.data(),
-                                                   sizeOf(form)));
-    }
-  }
-
   // The whole stream, or nothing for a null one.
-  std::optional<Script> read(Query query, const std::string& key) {
-    OstrenGenerator* stream = query(db, key.data(), sizeOf(key));
+  std::optional<Script> read(Query make, const std::string& key) {
+    OstrenGenerator* stream = ask(make, key);
     if (stream == nullptr) {
       return std::nullopt;
     }
@@ -105,17 +35,17 @@ class StoreStreams : public StoreTest {
 };
 
 TEST_F(StoreStreams, LookupsByKey) {
-  post(articledb_transaction_put_form, "etxe", {5, 2});
-  post(articledb_transaction_put_form, "etxea", {9, 5});
-  post(articledb_transaction_put_form, "zubi", {256, 12, 3, 7});
+  post("etxe", {5, 2});
+  post("etxea", {9, 5});
+  post("zubi", {256, 12, 3, 7});
   post(articledb_transaction_put_source, "berria", {4, 2, 1});
   for (const guint64 id : {3, 1, 2}) {
     ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, id));
   }
   const std::string longest_form(256, 'c'), too_long_form(257, 'd');
-  post(articledb_transaction_put_form, longest_form, {6});
-  post(articledb_transaction_put_form, too_long_form, {7});
-  post(articledb_transaction_put_form, "e", {8});
+  post(longest_form, {6});
+  post(too_long_form, {7});
+  post("e", {8});
   postLemma("etxe", {"etxea", "etxe"});
   postLemma("galdu", {"never-indexed"});
   postLemma("luze", {longest_form, too_long_form, "e"});
@@ -219,7 +149,7 @@ TEST_F(StoreStreams, TrigramPrefixesOfManyKeys) {
       ASSERT_EQ(some, fenra_test::drain(cut.get())) << keys;
     }
   }
-  EXPECT_EQ(0, open_cursors);
+  EXPECT_EQ(0, Cursors::open);
   // A key that is too long ends what is collected.
   const std::string too_long = "k1300" + std::string(190, 'x');
   post(articledb_transaction_put_trigram, too_long, {5000001});
@@ -229,21 +159,6 @@ TEST_F(StoreStreams, TrigramPrefixesOfManyKeys) {
   }
   wanted.insert(many.begin(), many.end());
   EXPECT_EQ(Script(wanted.begin(), wanted.end()), read(kTrigram, "k"));
-}
-
-TEST_F(StoreStreams, FreedBeforeTheEnd) {
-  post(articledb_transaction_put_form, "etxe", {1, 2, 3});
-  post(articledb_transaction_put_trigram, "etxe\0eta\0hiri\0"s, {1, 2});
-  post(articledb_transaction_put_trigram, "etxe\0eta\0mendi\0"s, {1, 2});
-  for (const Query query : {kForm, kTrigram}) {
-    for (const guint64 pulls : {0, 1, 2}) {
-      OstrenGenerator* stream = query(db, "etxe", 4);
-      for (guint64 id = 1; id <= pulls; ++id) {
-        EXPECT_EQ(id, pull(stream));
-      }
-      EXPECT_EQ(0, ostren_generator_free(stream));
-    }
-  }
 }
 
 TEST_F(StoreStreams, RawItemsAndItemsThatDoNotFit) {
@@ -289,7 +204,7 @@ TEST_F(StoreStreams, Universe) {
 // and what is written behind its place is delivered.
 TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
   for (guint64 id = 1; id <= 40; ++id) {
-    post(articledb_transaction_put_form, id % 2 == 0 ? "etxe" : "etxea", {id});
+    post(id % 2 == 0 ? "etxe" : "etxea", {id});
     post(articledb_transaction_put_source, "berria", {id});
     post(articledb_transaction_put_trigram, "etxe\0" + std::to_string(id % 5) + "\0da\0"s, {id});
     ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, id));
@@ -304,15 +219,15 @@ TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
   for (const auto& [query, key] : cases) {
     const auto before = read(query, key);
     ASSERT_TRUE(before.has_value());
-    GeneratorPtr stream(query(db, key.data(), sizeOf(key)));
+    GeneratorPtr stream(ask(query, key));
     Script pulled;
     for (guint64 id; (id = pull(stream.get())) != 0 && pulled.size() < 2000;) {
       ASSERT_NE(kFail, id);
-      EXPECT_EQ(0, open_cursors);
+      EXPECT_EQ(0, Cursors::open);
       pulled.push_back(id);
       if (pulled.size() < 100) {
-        post(articledb_transaction_put_form, "etxe", {next});
-        post(articledb_transaction_put_form, "etxea", {next});
+        post("etxe", {next});
+        post("etxea", {next});
         postLemma("etxe", {"etxe" + std::to_string(next)});
         post(articledb_transaction_put_source, "berria", {next});
         post(articledb_transaction_put_trigram, "etxe\0" + "1\0da\0"s, {next});
@@ -331,30 +246,30 @@ TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
 // leaves no other one behind.
 TEST_F(StoreStreams, FailuresOfCursorCreation) {
   for (const char* form : {"etxe", "etxea", "etxeak"}) {
-    post(articledb_transaction_put_form, form, {1, 2});
+    post(form, {1, 2});
     post(articledb_transaction_put_trigram, form + "\0eta\0hiri\0"s, {1, 2});
     postLemma("etxe", {form});
   }
   // A scan needs one cursor, and one for the place of every key.
   for (int cursors = 0; cursors <= 4; ++cursors) {
-    cursors_left = cursors;
+    Cursors::left = cursors;
     OstrenGenerator* stream = kTrigram(db, "etxe", 4);
     EXPECT_EQ(cursors == 4, stream != nullptr) << cursors;
-    EXPECT_EQ(0, open_cursors);
+    EXPECT_EQ(0, Cursors::open);
     if (stream != nullptr) {
       EXPECT_EQ(0, ostren_generator_free(stream));
     }
   }
   for (const Query query : {kForm, kSource, kDate}) {
-    cursors_left = 0;
+    Cursors::left = 0;
     const GeneratorPtr stream(query(db, "20090315", 8));
     ASSERT_NE(nullptr, stream);
     EXPECT_EQ(kFail, pull(stream.get()));
-    cursors_left = G_MAXINT;
+    Cursors::left = G_MAXINT;
     EXPECT_EQ(0u, pull(stream.get()));
   }
   // Without the forms of a lemma, quietly none.
-  cursors_left = 0;
+  Cursors::left = 0;
   EXPECT_EQ(Script{}, read(kLemma, "etxe"));
 }
 
