@@ -74,17 +74,13 @@ TEST(AcyclicFst, OperationsAgreeWithSets) {
     // One set of words is one state, however it came about.
     ASSERT_EQ(fst.Unite({state_a, state_b}), Accept(&fst, both)) << round;
     std::vector<std::string> removed;
+    for (const Word& word : b) {
+      removed.push_back(word.first);
+    }
     std::set<Word> kept;
-    for (const Word& word : a) {
-      if (random() % 2 == 0) {
-        removed.push_back(word.first);
-      }
-    }
-    for (const Word& word : a) {
-      if (std::find(removed.begin(), removed.end(), word.first) == removed.end()) {
-        kept.insert(word);
-      }
-    }
+    std::copy_if(a.begin(), a.end(), std::inserter(kept, kept.end()), [&](const Word& word) {
+      return std::find(removed.begin(), removed.end(), word.first) == removed.end();
+    });
     std::set<Word> only_a;
     std::set_difference(a.begin(), a.end(), b.begin(), b.end(),
                         std::inserter(only_a, only_a.end()));

@@ -1,24 +1,15 @@
 // The spelling dictionary's stems and classes as words of the lexicon.
 #include "tools/lexicon_compiler/hunspell_source.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "tests/tools/engine.h"
 #include "tools/lexicon_compiler/basque_lexicon.h"
-#include "tools/lexicon_compiler/build_error.h"
 
 namespace {
 
 using namespace lexicon_compiler;  // NOLINT
-using fenra_test::FstPtr;
-using fenra_test::Load;
-using fenra_test::LookUp;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace fenra_test;        // NOLINT
 
 constexpr const char* kOrder =
     "order\n ADI.rest IZE.rest ADJ.rest ADB.bare ADB.rest IZE.late ADJ.late ADL ADL.rest ADT.rest "
@@ -37,50 +28,23 @@ Grammar ReadAll(const std::string& aff, const std::string& dic) {
   return grammar;
 }
 
-// Classes in the layout of the real file: header lines, flags behind suffixes.
-constexpr const char* kClasses = R"(SET UTF-8
-PFX 1000 Y 1
-PFX 1000 0 ba .
-SFX 10 Y 5
-SFX 10 0 0 .
-SFX 10 0 a .
-SFX 10 0 ak .
-SFX 10 0 ko .
-SFX 10 0 aren/1,20 .
-SFX 10 0 o/20 .
-SFX 10 0 tsu/20 .
-SFX 20 Y 2
-SFX 20 0 ak .
-SFX 20 0 a/21 .
-SFX 21 Y 1
-SFX 21 0 z .
-SFX 11 Y 2
-SFX 11 0 0 .
-SFX 11 0 k .
-SFX 11 0 ko .
-SFX 12 Y 3
-SFX 12 0 a .
-SFX 12 0 ak .
-SFX 12 0 ek .
-SFX 13 Y 2
-SFX 13 0 ak .
-SFX 13 0 ean .
-SFX 13 0 eko .
-SFX 30 Y 3
-SFX 30 0 0 .
-SFX 30 0 tu .
-SFX 30 0 tzen .
-SFX 30 0 tzaile/20 .
-SFX 31 Y 2
-SFX 31 0 ten .
-SFX 32 Y 2
-SFX 32 0 0 .
-SFX 32 0 i .
-SFX 32 0 araz .
-SFX 40 Y 1
-SFX 40 0 0 .
-SFX 40 0 en .
-)";
+// Suffix classes "CLASS SUFFIX[/CLASS,...]..." in the layout of the real file: a
+// header line with four fields in front of each class.
+std::string Classes(const std::vector<std::string>& classes) {
+  std::string aff = "SET UTF-8\nPFX 1000 Y 1\nPFX 1000 0 ba .\n";
+  for (const std::string& suffixes : classes) {
+    const std::vector<std::string> fields = Split(suffixes);
+    aff += "SFX " + fields[0] + " Y " + std::to_string(fields.size() - 1) + "\n";
+    for (size_t i = 1; i < fields.size(); ++i) {
+      aff += "SFX " + fields[0] + " 0 " + fields[i] + " .\n";
+    }
+  }
+  return aff;
+}
+
+const std::string kClasses =
+    Classes({"10 0 a ak ko aren/1,20 o/20 tsu/20", "20 ak a/21", "21 z", "11 0 k ko", "12 a ak ek",
+             "13 ak ean eko", "30 0 tu tzen tzaile/20", "31 ten", "32 0 i araz", "40 0 en"});
 
 TEST(HunspellSource, LemmasOfItsClasses) {
   const FstPtr fst = Load(BuildBasqueLexicon(ReadAll(kClasses, R"(18
@@ -105,55 +69,42 @@ mañana/10,1
 etxeko/10,1
 )")));
   ASSERT_NE(fst, nullptr);
-  const std::pair<const char*, std::vector<std::string>> cases[] = {
-      {"etxe", {"IZE/etxe+"}},
-      {"etxeak", {"IZE/etxe+"}},
-      {"etxearen", {}},  // stands in front of other suffixes only
-      {"etxearenak", {"IZE/etxe+"}},
-      {"etxeo", {"IZE/etxe+"}},
-      {"etxeoaz", {"IZE/etxe+"}},  // two levels below the class
-      {"etxeoa", {"IZE/etxe+"}},
-      {"etxetsuak", {"IZE/etxetsu+"}},
-      {"etxeko", {"IZE/etxe+", "IZE/etxeko+"}},
-      {"eskolak", {"IZE/eskola+"}},
-      {"eskolek", {"IZE/eskola+"}},
-      {"eskol", {}},
-      {"zaharrean", {"IZE/zahar+"}},
-      {"alda", {"ADI/aldatu+"}},
-      {"aldatzen", {"ADI/aldatu+"}},
-      {"aldatzaileak", {"IZE/aldatzaile+"}},
-      {"berraldatu", {"ADI/berraldatu+"}},
-      {"berrartzen", {}},
-      {"berrarrtzen", {"ADI/berrarrtu+"}},  // h is lost behind the prefix
-      {"egiten", {"ADI/egin+"}},
-      {"egina", {"ADI/egin+"}},
-      {"ikusten", {"ADI/ikusi+"}},
-      {"birikusten", {}},
-      {"berrikusten", {"ADI/berrikusi+"}},
-      {"dagoen", {"ADT/egon+"}},
-      {"badago", {"ADT/egon+"}},
-      {"baitago", {"ADT/egon+"}},
-      {"bainabil", {"ADT/ibili+"}},
-      {"bazaioken", {"ADL/izan+"}},
-      {"lasterka", {"ADB/lasterka+"}},
-      {"bilbo", {}},
+  const Analyses cases = {
+      // A form in two levels below its class; one in front of other suffixes only.
+      {{"IZE/etxe+"}, "etxe etxeak etxearenak etxeo etxeoa etxeoaz"},
+      {{}, "etxearen eskol berrartzen birikusten bilbo"},
+      {{"IZE/etxetsu+"}, "etxetsuak"},
+      {{"IZE/etxe+", "IZE/etxeko+"}, "etxeko"},
+      {{"IZE/eskola+"}, "eskolak eskolek"},
+      {{"IZE/zahar+"}, "zaharrean"},
+      {{"ADI/aldatu+"}, "alda aldatzen"},
+      {{"IZE/aldatzaile+"}, "aldatzaileak"},
+      {{"ADI/berraldatu+"}, "berraldatu"},
+      {{"ADI/berrarrtu+"}, "berrarrtzen"},  // h is lost behind the prefix
+      {{"ADI/egin+"}, "egiten egina"},
+      {{"ADI/ikusi+"}, "ikusten"},
+      {{"ADI/berrikusi+"}, "berrikusten"},
+      {{"ADT/egon+"}, "dagoen badago baitago"},
+      {{"ADT/ibili+"}, "bainabil"},
+      {{"ADL/izan+"}, "bazaioken"},
+      {{"ADB/lasterka+"}, "lasterka"},
   };
-  for (const auto& [word, results] : cases) {
-    std::vector<std::string> found = LookUp(fst, word);
-    found.erase(std::unique(found.begin(), found.end()), found.end());
-    EXPECT_EQ(found, results) << word;
+  for (const auto& [results, words] : cases) {
+    for (const std::string& word : Split(words)) {
+      Results found = LookUp(fst, word);
+      found.erase(std::unique(found.begin(), found.end()), found.end());
+      EXPECT_EQ(found, results) << word;
+    }
   }
 }
 
 TEST(HunspellSource, RefusesWhatItCannotRead) {
   EXPECT_THROW(ReadAll("", "1\netxe/10\n"), BuildError);
   EXPECT_THROW(ReadAll(kClasses, ""), BuildError);
-  EXPECT_THROW(ReadAll("SFX 10 Y 1\nSFX 10 e a .\n", "1\netxe/10\n"), BuildError);
-  EXPECT_THROW(ReadAll("SFX 10 Y 1\nSFX 10 0 a [^r]\n", "1\netxe/10\n"), BuildError);
+  EXPECT_THROW(ReadAll("SFX 10 e a .\n", "1\netxe/10\n"), BuildError);
+  EXPECT_THROW(ReadAll("SFX 10 0 a [^r]\n", "1\netxe/10\n"), BuildError);
   // A class that follows itself has endless words.
-  EXPECT_THROW(
-      BuildBasqueLexicon(ReadAll("SFX 10 Y 1\nSFX 10 0 ak/10 .\nSFX 10 0 k .\n", "1\netxe/10,1\n")),
-      BuildError);
+  EXPECT_THROW(BuildBasqueLexicon(ReadAll(Classes({"10 ak/10 k"}), "1\netxe/10,1\n")), BuildError);
 }
 
 }  // namespace

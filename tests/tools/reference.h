@@ -72,19 +72,11 @@ inline std::set<Pairs> Relation(const lexicon_compiler::Transducer& transducer) 
   return {all.begin(), all.end()};
 }
 
-// What is read along a path.
-inline std::string Lower(const Pairs& path) {
-  std::string text;
-  for (const auto& [lower, upper] : path) {
-    text += lower == 0 ? std::string() : std::string(1, lower);
-  }
-  return text;
-}
 // What is written for `word`, in the order that the arcs ask for: a state's own
 // result, then the arcs of the next letter in their order, then the arcs that
 // read nothing in theirs.
-inline std::vector<std::string> Results(const lexicon_compiler::Transducer& transducer,
-                                        const std::string& word) {
+inline std::vector<std::string> PathResults(const lexicon_compiler::Transducer& transducer,
+                                            const std::string& word) {
   std::vector<std::string> results;
   const std::function<void(uint32_t, size_t, const std::string&)> walk =
       [&](uint32_t state, size_t read, const std::string& written) {
