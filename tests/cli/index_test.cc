@@ -1,8 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// The commands that make and change a store.
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <fstream>
 
 #include "cli/progress.h"
 #include "tests/cli/program.h"
@@ -10,149 +11,120 @@
 namespace cli_test {
 namespace {
 
+using testing::AllOf;
+using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-class IndexTest : public testing::Test {
+class IndexTest : public ProgramTest {
  protected:
-  std::string store() const { return scratch_.path("store"); }
-
-  std::vector<std::string> search(const std::string& word) const {
-    return lines(fenra({"search", store(), word}).out);
-  }
-
-  const ScratchDirectory scratch_;
+  std::string search(const std::string& word) const { return answer("search @store " + word); }
 };
 
 TEST_F(IndexTest, WalksDirectoriesInByteOrder) {
-  scratch_.write("pages/b.TXT", "mendia");
-  scratch_.write("pages/a/z.Html", html_page("Orria", "mendia"));
-  scratch_.write("pages/a-1.htm", html_page("Orria", "mendia"));
-  scratch_.write("pages/a/sub/c.xhtml", html_page("Orria", "mendia"));
-  scratch_.write("pages/style.css", "mendia");
-  scratch_.write("pages/html", "mendia");
-  const Result result =
-      fenra({"index", store(), scratch_.path("pages/"), "--base-url", "https://x.eus/p"});
-  EXPECT_EQ(0, result.status);
-  EXPECT_EQ("", result.err);
-  EXPECT_THAT(result.out, StartsWith("indexed 4, refused 0, skipped 2, bytes "));
-  EXPECT_THAT(search("mendia"),
-              ElementsAre("https://x.eus/p/a-1.htm", "https://x.eus/p/a/sub/c.xhtml",
-                          "https://x.eus/p/a/z.Html", "https://x.eus/p/b.TXT"));
+  for (const char* name : {"b.TXT", "style.css", "html"}) {
+    write(std::string("pages/") + name, "mendia");
+  }
+  for (const char* name : {"a/z.Html", "a-1.htm", "a/sub/c.xhtml"}) {
+    write(std::string("pages/") + name, html_page("Orria", "mendia"));
+  }
+  expect("index @store @pages/ --base-url https://x.eus/p", 0,
+         StartsWith("indexed 4, refused 0, skipped 2, bytes "));
+  EXPECT_EQ(search("mendia"),
+            "https://x.eus/p/a-1.htm https://x.eus/p/a/sub/c.xhtml https://x.eus/p/a/z.Html "
+            "https://x.eus/p/b.TXT");
 }
 
 TEST_F(IndexTest, FollowsLinksToFilesOnly) {
-  scratch_.write("pages/real.txt", "mendia");
-  scratch_.write("elsewhere/other.txt", "mendia");
-  ASSERT_EQ(0, symlink("../elsewhere/other.txt", scratch_.path("pages/link.txt").c_str()));
-  ASSERT_EQ(0, symlink(".", scratch_.path("pages/loop").c_str()));
-  ASSERT_EQ(0, symlink("../elsewhere", scratch_.path("pages/loop.txt").c_str()));
-  ASSERT_EQ(0, symlink("missing", scratch_.path("pages/dangling.txt").c_str()));
-  const Result result = fenra({"index", store(), scratch_.path("pages"), "--base-url", "u"});
-  EXPECT_EQ(3, result.status);
-  EXPECT_THAT(result.out, StartsWith("indexed 2, refused 1, skipped 2, "));
-  EXPECT_THAT(result.err, HasSubstr("dangling.txt: cannot read the file: No such file"));
-  EXPECT_THAT(search("mendia"), ElementsAre("u/link.txt", "u/real.txt"));
+  write("pages/real.txt", "mendia");
+  write("elsewhere/other.txt", "mendia");
+  for (const auto& [target, name] : {std::pair("../elsewhere/other.txt", "link.txt"),
+                                     {".", "loop"},
+                                     {"../elsewhere", "loop.txt"},
+                                     {"missing", "dangling.txt"}}) {
+    std::filesystem::create_symlink(target, directory_ / "pages/" + name);
+  }
+  expect("index @store @pages --base-url u", 3, StartsWith("indexed 2, refused 1, skipped 2, "),
+         HasSubstr("dangling.txt: cannot read the file: No such file"));
+  EXPECT_EQ(search("mendia"), "u/link.txt u/real.txt");
 }
 
 TEST_F(IndexTest, NamesFilesByTheirAbsolutePathWithoutABase) {
-  const std::string page = scratch_.write("pages/a.txt", "mendia");
-  EXPECT_EQ(0, fenra({"index", store(), scratch_.path("pages/../pages/a.txt")}).status);
-  EXPECT_THAT(search("mendia"), ElementsAre("file://" + page));
+  const std::string page = write("pages/a.txt", "mendia");
+  expect("index @store @pages/../pages/a.txt", 0, StartsWith("indexed 1, "));
+  EXPECT_EQ(search("mendia"), "file://" + page);
 }
 
 TEST_F(IndexTest, TakesTheTypeOfNamedFilesFromTheCommandLine) {
-  const std::string page = scratch_.write("page.cgi", html_page("Orria", "mendia"));
-  Result result = fenra({"index", store(), page, "--base-url", "u"});
-  EXPECT_EQ(0, result.status);
-  EXPECT_THAT(result.out, StartsWith("indexed 0, refused 0, skipped 1, "));
-  EXPECT_THAT(result.err, HasSubstr("page.cgi: unknown extension"));
-  result = fenra({"index", store(), page, "--base-url", "u", "--mime", "TEXT/HTML; charset=utf-8"});
-  EXPECT_THAT(result.out, StartsWith("indexed 1, "));
-  EXPECT_THAT(search("Orria"), ElementsAre("u/page.cgi"));
-  EXPECT_THAT(search("title"), IsEmpty());
+  write("page.cgi", html_page("Orria", "mendia"));
+  expect("index @store @page.cgi --base-url u", 0, StartsWith("indexed 0, refused 0, skipped 1, "),
+         HasSubstr("page.cgi: unknown extension"));
+  expect("index @store @page.cgi --base-url u --mime TEXT/HTML;_charset=utf-8", 0,
+         StartsWith("indexed 1, "));
+  EXPECT_EQ(search("Orria"), "u/page.cgi");
+  EXPECT_EQ(search("title"), "");
 }
 
-struct Refusal {
-  const char* name;
-  std::string content;
-  const char* reason;
-};
-
-void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.name; }
-
-class RefusalTest : public IndexTest, public testing::WithParamInterface<Refusal> {};
-
-TEST_P(RefusalTest, IsReportedAndDoesNotEndTheRun) {
-  const std::string bad = scratch_.write(GetParam().name, GetParam().content);
-  const std::string good = scratch_.write("zz.txt", "mendia");
-  const Result result = fenra({"index", store(), bad, good, "--base-url", "u"});
+TEST_F(IndexTest, RefusalsAreReportedAndDoNotEndTheRun) {
+  const struct {
+    const char* name;
+    std::string content;
+    const char* reason;
+  } cases[] = {
+      {"empty.txt", "", "the file is empty"},
+      {"zero.txt", std::string("mendia\0x", 8), "the text holds a zero byte, at offset 6"},
+      {"latin1.txt", "mendi\xf1 bat", "the text is not valid UTF-8, at offset 5"},
+      {"cut.html", "<title>x</title><body>\xc3", "the text is not valid UTF-8, at offset 22"},
+      {"untitled.html", "<html><body>mendia</body></html>",
+       "the HTML has no title followed by a body"},
+      {"swapped.html", "<body>mendia</body><title>x</title>", "the HTML has no title followed by"},
+      {"a|b.txt", "mendia", "its URL 'u/a|b.txt' holds a '|'"},
+      {"a\nb.txt", "mendia", "its URL 'u/a\nb.txt' holds a control character"},
+  };
+  for (const auto& c : cases) {
+    write(std::string("pages/") + c.name, c.content);
+  }
+  write("pages/good.txt", "mendia");
+  ASSERT_EQ(0, mkfifo((directory_ / "pipe.txt").c_str(), 0600));
+  const Result result = run("index @store @none @pipe.txt @pages --base-url u");
   EXPECT_EQ(3, result.status);
-  EXPECT_THAT(result.out, StartsWith("indexed 1, refused 1, skipped 0, bytes 6, "));
-  EXPECT_THAT(result.err, HasSubstr("fenra: refused: " + bad + ": "));
-  EXPECT_THAT(result.err, HasSubstr(GetParam().reason));
-  EXPECT_THAT(search("mendia"), ElementsAre("u/zz.txt"));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Reasons, RefusalTest,
-    testing::Values(
-        Refusal{"empty.txt", "", "the file is empty"},
-        Refusal{"zero.txt", std::string("mendia\0x", 8), "a zero byte, at offset 6"},
-        Refusal{"latin1.txt", "mendi\xf1 bat", "not valid UTF-8, at offset 5"},
-        Refusal{"cut.html", "<title>x</title><body>\xc3", "not valid UTF-8, at offset 22"},
-        Refusal{"untitled.html", "<html><body>mendia</body></html>", "no title followed by a body"},
-        Refusal{"swapped.html", "<body>mendia</body><title>x</title>", "no title followed by"},
-        Refusal{"a|b.txt", "mendia", "holds a '|'"},
-        Refusal{"a\nb.txt", "mendia", "holds a control character"}));
-
-TEST_F(IndexTest, RefusesWhatIsNoReadableFile) {
-  const std::string good = scratch_.write("a.txt", "mendia");
-  ASSERT_EQ(0, mkfifo(scratch_.path("pipe.txt").c_str(), 0600));
-  const Result result =
-      fenra({"index", store(), scratch_.path("none"), scratch_.path("pipe.txt"), good});
-  EXPECT_EQ(3, result.status);
-  EXPECT_THAT(result.out, StartsWith("indexed 1, refused 2, "));
+  EXPECT_THAT(result.out, StartsWith("indexed 1, refused 10, skipped 0, bytes 6, "));
+  for (const auto& c : cases) {
+    const std::string path = directory_ / "pages/" + c.name;
+    EXPECT_THAT(result.err, HasSubstr("fenra: refused: " + path + ": " + c.reason));
+  }
   EXPECT_THAT(result.err, HasSubstr("none: no such file or directory"));
   EXPECT_THAT(result.err, HasSubstr("pipe.txt: not a regular file"));
+  EXPECT_EQ(search("mendia"), "u/good.txt");
 }
 
 TEST_F(IndexTest, ReadsListsWithDatesAndSources) {
-  const std::string a = scratch_.write("a", "mendia");
-  const std::string b = scratch_.write("b", html_page("Orria", "mendia"));
-  const std::string list = scratch_.write(
-      "list", "u:1\ttext/plain\t" + a + "\n" +                       // the options' values
-                  "u:2\ttext/html\t" + b + "\t20100101\tBerria\n" +  // its own
-                  "u:3\ttext/plain\t" + a + "\t\t\n" +               // none
-                  "u:4\ttext/plain\t" + a + "\t20100101");           // no line feed at the end
-  const Result result =
-      fenra({"index", store(), "--list", list, "--date", "20090315", "--source", "Argia"});
-  EXPECT_EQ(0, result.status) << result.err;
-  const auto lookup = [&](const std::string& option, const std::string& key) {
-    return lines(fenra({"lookup", store(), option, key}).out);
-  };
-  EXPECT_THAT(lookup("--date", "20090315"), ElementsAre("u:1"));
-  EXPECT_THAT(lookup("--date", "20100101"), ElementsAre("u:2", "u:4"));
-  EXPECT_THAT(lookup("--source", "Argia"), ElementsAre("u:1", "u:4"));
-  EXPECT_THAT(lookup("--source", "Berria"), ElementsAre("u:2"));
-  EXPECT_THAT(lookup("--source", ""), ElementsAre("u:3"));
+  const std::string a = write("a", "mendia");
+  const std::string b = write("b", html_page("Orria", "mendia"));
+  write("list", "u:1\ttext/plain\t" + a + "\n" +                       // the options' values
+                    "u:2\ttext/html\t" + b + "\t20100101\tBerria\n" +  // its own
+                    "u:3\ttext/plain\t" + a + "\t\t\n" +               // none
+                    "u:4\ttext/plain\t" + a + "\t20100101");           // no line feed at the end
+  expect("index @store --list @list --date 20090315 --source Argia", 0, StartsWith("indexed 4, "));
+  for (const auto& [key, urls] : {std::pair("--date 20090315", "u:1"),
+                                  {"--date 20100101", "u:2 u:4"},
+                                  {"--source Argia", "u:1 u:4"},
+                                  {"--source Berria", "u:2"},
+                                  {"--source .", "u:3"}}) {
+    EXPECT_EQ(answer(std::string("lookup @store ") + key), urls) << key;
+  }
 }
 
 TEST_F(IndexTest, RefusesMalformedLinesOfAList) {
-  const std::string page = scratch_.write("a", "mendia");
+  const std::string page = write("a", "mendia");
   const std::string good = "u:1\ttext/plain\t" + page;
-  const Result result = fenra({"index", store(), "--list", "-"},
-                              "u:0\n"
-                              "\n" +
-                                  good + "\n" +                      //
-                                  good + "\t2009-03-15\n" +          //
-                                  good + "\t20090315\ts\textra\n" +  //
-                                  "\ttext/plain\t" + page + "\n" +   //
-                                  "u:2\ttext/plain\t\n" +            //
-                                  "u:3\timage/png\t" + page + "\n" + "u:4\ttext/plain\tnone\n");
+  const Result result =
+      run("index @store --list -", "u:0\n\n" + good + "\n" + good + "\t2009-03-15\n" + good +
+                                       "\t20090315\ts\textra\n\ttext/plain\t" + page +
+                                       "\nu:2\ttext/plain\t\nu:3\timage/png\t" + page +
+                                       "\nu:4\ttext/plain\tnone\n");
   EXPECT_EQ(3, result.status);
   EXPECT_THAT(result.out, StartsWith("indexed 1, refused 8, "));
   const std::string at = "fenra: refused: standard input:";
@@ -168,66 +140,57 @@ TEST_F(IndexTest, RefusesMalformedLinesOfAList) {
 
 TEST_F(IndexTest, ReplacesArticlesAsOftenAsTheyCome) {
   for (const char* text : {"lehena mendia", "bigarrena mendia", "hirugarrena mendia"}) {
-    const std::string page = scratch_.write("a.txt", text);
-    EXPECT_EQ(0, fenra({"index", store(), page, "--base-url", "u"}).status);
-    EXPECT_THAT(search("mendia"), ElementsAre("u/a.txt"));
-    EXPECT_THAT(fenra({"show", store(), "u/a.txt"}).out, HasSubstr(text));
+    write("a.txt", text);
+    expect("index @store @a.txt --base-url u", 0, StartsWith("indexed 1"));
+    EXPECT_EQ(search("mendia"), "u/a.txt");
+    expect("show @store u/a.txt", 0, HasSubstr(text));
   }
-  EXPECT_THAT(search("lehena"), IsEmpty());
-  const std::string other = scratch_.write("a.txt.txt", "beste bat");
-  EXPECT_EQ(0, fenra({"index", store(), other, "--base-url", "u"}).status);
-  EXPECT_THAT(fenra({"show", store(), "u/a.txt"}).out, HasSubstr("\nid: 3\n"));
-  EXPECT_THAT(fenra({"stats", store()}).out, StartsWith("articles 2\nlast id  4\n"));
+  EXPECT_EQ(search("lehena"), "");
+  write("a.txt.txt", "beste bat");
+  expect("index @store @a.txt.txt --base-url u", 0, StartsWith("indexed 1"));
+  expect("show @store u/a.txt", 0, HasSubstr("\nid: 3\n"));
+  expect("stats @store", 0, StartsWith("articles 2\nlast id  4\n"));
 }
 
 TEST_F(IndexTest, MakesAStoreOfAnEmptyDirectoryOnly) {
-  const std::string page = scratch_.write("a.txt", "mendia");
-  ASSERT_EQ(0, mkdir(store().c_str(), 0755));
-  EXPECT_EQ(0, fenra({"index", store(), page}).status);
-  EXPECT_THAT(search("mendia"), ElementsAre("file://" + page));
+  const std::string page = write("a.txt", "mendia");
+  std::filesystem::create_directory(directory_ / "store");
+  expect("index @store @a.txt", 0, StartsWith("indexed 1"));
+  EXPECT_EQ(search("mendia"), "file://" + page);
 
-  scratch_.write("full/letter", "keep");
-  Result result = fenra({"index", scratch_.path("full"), page});
-  EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.err, HasSubstr("it has files, but no fenra.index; name a new or an empty"));
-  EXPECT_THAT(ScratchDirectory::listing(scratch_.path("full")), ElementsAre("letter"));
-
-  result = fenra({"index", page, page});
-  EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.err, HasSubstr("Not a directory"));
-
-  result = fenra({"index", scratch_.path("missing/store"), page});
-  EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.err, HasSubstr("cannot make the store"));
-  EXPECT_THAT(result.err, HasSubstr("No such file or directory"));
-}
-
-TEST_F(IndexTest, EndsWithStatus1WhenTheStoreFails) {
-  const std::string page = scratch_.write("a.txt", "mendia");
-  scratch_.write("store/fenra.index", std::string(8192, 'x'));
-  const Result result = fenra({"index", store(), page});
-  EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.err, HasSubstr("fenra: cannot open the store '" + store() + "': "));
+  write("full/letter", "keep");
+  write("bad/fenra.index", std::string(8192, 'x'));
+  const std::pair<const char*, std::string> cases[] = {
+      {"index @full @a.txt", "it has files, but no fenra.index; name a new or an empty"},
+      {"index --bulk @full @a.txt", "there is something that is not a store; name a new"},
+      {"index --bulk @store @a.txt", "it is a store already; name a new or an empty directory"},
+      {"index @a.txt @a.txt", "Not a directory"},
+      {"index @missing/store @a.txt", "cannot make the store"},
+      {"index @missing/store @a.txt", "No such file or directory"},
+      {"index @bad @a.txt", "fenra: cannot open the store '" + (directory_ / "bad") + "': "},
+  };
+  for (const auto& [call, message] : cases) {
+    expect(call, 1, "", HasSubstr(message));
+  }
+  EXPECT_THAT(listing(directory_ / "full"), ElementsAre("letter"));
 }
 
 TEST_F(IndexTest, DrawsTheBarOnATerminalAndTakesItAway) {
-  if (!terminals_exist()) {
+  for (const auto& [name, text] : {std::pair("a", "mendia"), {"b", ""}, {"c", "mendia"}}) {
+    write(std::string("pages/") + name + ".txt", text);
+  }
+  const Result result = fenra_on_terminal(arguments("index @store @pages"), 60);
+  if (result.status == -1) {
     GTEST_SKIP() << "there are no pseudo-terminals here";
   }
-  scratch_.write("pages/a.txt", "mendia");
-  scratch_.write("pages/b.txt", "");
-  scratch_.write("pages/c.txt", "mendia");
-  const Result result = fenra_on_terminal({"index", store(), scratch_.path("pages")}, 60);
   EXPECT_EQ(3, result.status);
   EXPECT_THAT(result.out, StartsWith("indexed 2, refused 1, "));
-  EXPECT_THAT(result.err, HasSubstr("\r["));
-  EXPECT_THAT(result.err, HasSubstr("] 1/3 articles, "));
   // The refusal stands on a line of its own: the bar was removed before it.
-  EXPECT_THAT(result.err, HasSubstr("\r\033[Kfenra: refused: "));
-  EXPECT_THAT(result.err, Not(HasSubstr("left\n")));
+  EXPECT_THAT(result.err, AllOf(HasSubstr("\r["), HasSubstr("] 1/3 articles, "),
+                                HasSubstr("\r\033[Kfenra: refused: "), Not(HasSubstr("left\n"))));
 }
 
-// Everything but the file's own layout.
+// Everything but the time that was taken.
 std::string outcome(const Result& result) {
   return std::to_string(result.status) + result.out.substr(0, result.out.find("seconds")) +
          result.err;
@@ -236,103 +199,170 @@ std::string outcome(const Result& result) {
 TEST_F(IndexTest, BuildsTheSameStoreInBulk) {
   std::string list;
   for (int i = 0; i < 60; ++i) {
-    const std::string name = std::to_string(i);
     const bool html = i % 3 == 0;
     const std::string text = "etxea mendian " + std::string(1, static_cast<char>('a' + i % 26));
-    const std::string path = scratch_.write(name, i % 10 == 4 ? ""
-                                                  : html      ? html_page("Orria", text)
-                                                              : text);
+    const std::string path = write(std::to_string(i), i % 10 == 4 ? ""
+                                                      : html      ? html_page("Orria", text)
+                                                                  : text);
     list += "u:" + std::to_string(i % 45) + (html ? "\ttext/html\t" : "\ttext/plain\t") + path +
             "\t2026010" + std::to_string(i % 5) + "\n";
   }
-  list += "u|\ttext/plain\t" + scratch_.path("0") + "\nu:9\ttext/plain\tnone\n";
-  const std::string bulk = scratch_.path("bulk");
-  const Result one_by_one = fenra({"index", store(), "--list", "-"}, list);
+  list += "u|\ttext/plain\t" + (directory_ / "0") + "\nu:9\ttext/plain\tnone\n";
+  const Result one_by_one = run("index @store --list -", list);
   EXPECT_EQ(3, one_by_one.status);
-  EXPECT_EQ(outcome(one_by_one), outcome(fenra({"index", "--bulk", bulk, "--list", "-"}, list)));
-  for (const Arguments& question :
-       {Arguments{"search", "", "etxe"}, Arguments{"lookup", "", "--date", "20260103"},
-        Arguments{"lookup", "", "--form", "mendian"}, Arguments{"show", "", "u:3"}}) {
-    const auto ask = [&question](const std::string& path) {
-      Arguments arguments = question;
-      arguments[1] = path;
-      return fenra(arguments).out;
-    };
-    EXPECT_EQ(ask(store()), ask(bulk)) << question.front();
-    EXPECT_THAT(ask(bulk), HasSubstr("u:3"));
+  EXPECT_EQ(outcome(one_by_one), outcome(run("index --bulk @bulk --list -", list)));
+  for (const auto& [command, question] : {std::pair("search ", " etxe"),
+                                          {"lookup ", " --date 20260103"},
+                                          {"lookup ", " --form mendian"},
+                                          {"show ", " u:3"}}) {
+    const std::string expected = run(command + std::string("@store") + question).out;
+    EXPECT_THAT(expected, HasSubstr("u:3"));
+    expect(command + std::string("@bulk") + question, 0, expected);
   }
-  EXPECT_THAT(ScratchDirectory::listing(bulk), testing::Contains("fenra.lexicon"));
-  const Result check = fenra({"verify", bulk, "--deep"});
-  EXPECT_THAT(check.out, HasSubstr("problems 0, leftovers 0")) << check.out;
+  EXPECT_THAT(listing(directory_ / "bulk"), testing::Contains("fenra.lexicon"));
+  expect("verify @bulk --deep", 0, HasSubstr("problems 0, leftovers 0"));
 }
 
-TEST_F(IndexTest, BuildsInBulkWhereNothingIs) {
-  const std::string page = scratch_.write("full/a.txt", "mendia");
-  ASSERT_EQ(0, fenra({"index", store(), page}).status);
-  Result result = fenra({"index", "--bulk", store(), page});
-  EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.err, HasSubstr("it is a store already; name a new or an empty directory"));
-  EXPECT_EQ("", result.out);
-
-  result = fenra({"index", "--bulk", scratch_.path("full"), page});
-  EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.err, HasSubstr("there is something that is not a store; name a new"));
-  EXPECT_THAT(ScratchDirectory::listing(scratch_.path("full")), ElementsAre("a.txt"));
-}
-
-// The next build clears away what one that was killed has left.
 TEST_F(IndexTest, LeavesNothingOfABulkThatIsCutShort) {
+  const std::string page = write("a.txt", "mendia");
   std::string list;
   for (int i = 0; i < 20000; ++i) {
-    list += "u:" + std::to_string(i) + "\ttext/plain\t" + scratch_.path("a.txt") + "\n";
+    list += "u:" + std::to_string(i) + "\ttext/plain\t" + page + "\n";
   }
-  scratch_.write("a.txt", "mendia");
-  const std::string file = scratch_.write("list", list);
-  for (const int signal : {SIGINT, SIGKILL}) {
-    const Result result = fenra_signalled(
-        {"index", "--bulk", store(), "--list", file}, signal,
-        [this] { return access(scratch_.path("store.fenra-build").c_str(), F_OK); });
-    if (signal == SIGKILL) {
-      EXPECT_EQ(1000 + SIGKILL, result.status);
-    } else {
-      EXPECT_EQ(130, result.status);
-      EXPECT_THAT(result.out, StartsWith("indexed 0, refused 0, "));
-      EXPECT_THAT(result.err, HasSubstr("interrupted: nothing is stored"));
-      EXPECT_EQ(-1, access(scratch_.path("store.fenra-build").c_str(), F_OK));
-    }
-    EXPECT_EQ(-1, access(store().c_str(), F_OK));
-  }
-  EXPECT_EQ(0, fenra({"index", "--bulk", store(), scratch_.path("a.txt")}).status);
-  EXPECT_EQ(-1, access(scratch_.path("store.fenra-build").c_str(), F_OK));
+  write("list", list);
+  const auto exists = [&](const char* name) { return std::filesystem::exists(directory_ / name); };
+  const Result result = fenra_signalled(arguments("index --bulk @store --list @list"), SIGINT,
+                                        [&] { return exists("store.fenra-build"); });
+  EXPECT_EQ(130, result.status);
+  EXPECT_THAT(result.out, StartsWith("indexed 0, refused 0, "));
+  EXPECT_THAT(result.err, HasSubstr("interrupted: nothing is stored"));
+  EXPECT_FALSE(exists("store.fenra-build"));
+  EXPECT_FALSE(exists("store"));
+  expect("index --bulk @store @a.txt", 0, StartsWith("indexed 1"));
 }
 
-struct Line {
-  uint64_t done;
-  uint64_t total;
-  double seconds;
-  int width;
-  const char* text;
+// ---- verify, compact and rebuild ----
+
+class VerifyTest : public ProgramTest {
+ protected:
+  void SetUp() override {
+    const std::string list =
+        "u:1\ttext/plain\t" + write("a", "Etxe zuria mendian dago") + "\t20090315\ta\";b\n" +
+        "u:2\ttext/html\t" + write("b", html_page("Etxeak", "itsasoa")) + "\n" +
+        "u:1\ttext/plain\t" + write("c", "etxe urdina itsasoan") + "\t20100101\tArgia\n";
+    expect("index @store --list -", 0, StartsWith("indexed 3"), "", list);
+  }
 };
 
-void PrintTo(const Line& line, std::ostream* out) { *out << line.text; }
-
-class ProgressLineTest : public testing::TestWithParam<Line> {};
-
-TEST_P(ProgressLineTest, FitsItsWidth) {
-  const Line& line = GetParam();
-  const std::string text = cli::progress_line(line.done, line.total, line.seconds, line.width);
-  EXPECT_EQ(line.text, text);
-  EXPECT_LE(text.size(), static_cast<size_t>(line.width));
+TEST_F(VerifyTest, FindsSoundnessAndDamage) {
+  for (const char* call : {"verify @store", "verify @store --deep"}) {
+    expect(call, 0,
+           AllOf(StartsWith("articles 2, postings "), HasSubstr("problems 0, leftovers 0")));
+  }
+  std::fstream file(directory_ / "store/fenra.index",
+                    std::ios::in | std::ios::out | std::ios::binary | std::ios::ate);
+  file.seekp(file.tellg() / 4096 * 3 / 8 * 4096);
+  file << std::string(4096, '\x55');
+  file.close();
+  const Result result = run("verify @store --deep");
+  EXPECT_EQ(1, result.status);
+  EXPECT_THAT(result.out + result.err, AnyOf(HasSubstr("problem: "), HasSubstr("cannot")));
+  EXPECT_EQ(1, run("verify @none").status);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lines, ProgressLineTest,
-    testing::Values(Line{0, 10, 0, 50, "[..................] 0/10 articles, 0/s, -:-- left"},
-                    Line{5, 10, 2, 50, "[#########.........] 5/10 articles, 2/s, 0:02 left"},
-                    Line{10, 10, 5, 50, "[#################] 10/10 articles, 2/s, 0:00 left"},
-                    Line{1, 7300, 1, 50, "[.............] 1/7300 articles, 1/s, 2:01:39 left"},
-                    Line{5, 10, 2, 38, "5/10 articles, 2/s, 0:02 left"},
-                    Line{5, 10, 2, 8, "5/10 art"}, Line{5, 10, 2, 0, ""}));
+TEST_F(VerifyTest, ACompactedStoreIsSoundAndTheSame) {
+  const std::string before = run("show @store u:2").out;
+  expect("compact @store", 0,
+         AllOf(StartsWith("database          pages     fill          now     fill\n"),
+               HasSubstr("\ntotal ")));
+  EXPECT_THAT(listing(directory_ / "store"), ElementsAre("fenra.index", "fenra.lexicon"));
+  expect("show @store u:2", 0, before);
+  expect("verify @store --deep", 0, HasSubstr("problems 0, leftovers 0"));
+  expect("compact @none", 1, "", HasSubstr("there is no store at"));
+}
+
+TEST_F(VerifyTest, RebuildsEveryLiveArticle) {
+  expect("rebuild @store @new", 0, StartsWith("indexed 2, refused 0, skipped 0, "));
+  expect("search @new etxea", 0, run("search @store etxea").out);
+  expect("show @new u:2", 0, AllOf(HasSubstr("mime: text/html"), HasSubstr("itsasoa")));
+  expect("show @new u:1", 0,
+         AllOf(HasSubstr("source: Argia"), HasSubstr("date: 20100101"), HasSubstr("etxe urdina"),
+               Not(HasSubstr("mendian"))));
+  EXPECT_EQ(0, run("verify @new --deep").status);
+  // Not into a store that is there.
+  EXPECT_EQ(1, run("rebuild @store @new").status);
+}
+
+// ---- tune ----
+
+TEST_F(VerifyTest, TuneSetsShowsAndTakesBack) {
+  const std::string config = "store/DB_CONFIG";
+  const std::string normal =
+      "cache set       10M, the default\ncache in effect 12.5 MiB of memory\n";
+  expect("tune @store", 0, normal);
+  write(config, "# mine\nset_cachesize 0 30000 1\n\n set_lg_max 10485760");
+  expect("tune @store --cache 64M", 0,
+         "cache set       64M, in DB_CONFIG\ncache in effect 80.0 MiB of memory\n");
+  EXPECT_EQ(directory_.read(config),
+            "# mine\n\n set_lg_max 10485760\nset_cachesize 0 67108864 1\n");
+  expect("tune @store --cache 1025M", 0,
+         "cache set       1025M, in DB_CONFIG\ncache in effect 1025.0 MiB of memory\n");
+  EXPECT_EQ(directory_.read(config), "# mine\n\n set_lg_max 10485760\nset_cachesize 1 1048576 1\n");
+  expect("search @store etxe --count", 0, "1\n");
+  expect("tune @store --cache default", 0, normal);
+  EXPECT_EQ(directory_.read(config), "# mine\n\n set_lg_max 10485760\n");
+  write(config, "");
+  expect("tune @store --cache 20480", 0, StartsWith("cache set       20K, in DB_CONFIG\n"));
+  expect("tune @store --cache default", 0, normal);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / config));
+}
+
+TEST_F(VerifyTest, TuneRefusesWhatMakesNoSense) {
+  const std::pair<const char*, const char*> sizes[] = {
+      {".", "is no size"},
+      {"M", "is no size"},
+      {"12.5M", "is no size"},
+      {"-1", "is no size"},
+      {"1KK", "is no size"},
+      {"19K", "is too little; 20K is the least"},
+      {"99999999999999999999", "is too much; 64G is the most"},
+      {"18446744073709551615G", "is too much"}};
+  for (const auto& [size, reason] : sizes) {
+    expect(std::string("tune @store --cache ") + size, 2, "", HasSubstr(reason));
+  }
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "store/DB_CONFIG"));
+  EXPECT_EQ(1, run("tune @none --cache 1M").status);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "none"));
+
+  const std::string wrong = "set_cachesize x\nset_flags DB_TXN_NOSYNC on\n";
+  write("store/DB_CONFIG", wrong);
+  for (const char* call : {"tune @store --cache 1M", "tune @store --cache default"}) {
+    expect(call, 1, "", HasSubstr("line 1, 'set_flags DB_TXN_NOSYNC on'"));
+  }
+  EXPECT_EQ(directory_.read("store/DB_CONFIG"), wrong);
+  expect("tune @store", 1, "", HasSubstr("line 1, 'set_cachesize x'"));
+}
+
+// ---- the bar ----
+
+TEST(ProgressLineTest, FitsItsWidth) {
+  const struct {
+    uint64_t done, total;
+    double seconds;
+    int width;
+    const char* text;
+  } cases[] = {{0, 10, 0, 50, "[..................] 0/10 articles, 0/s, -:-- left"},
+               {5, 10, 2, 50, "[#########.........] 5/10 articles, 2/s, 0:02 left"},
+               {10, 10, 5, 50, "[#################] 10/10 articles, 2/s, 0:00 left"},
+               {1, 7300, 1, 50, "[.............] 1/7300 articles, 1/s, 2:01:39 left"},
+               {5, 10, 2, 38, "5/10 articles, 2/s, 0:02 left"},
+               {2, 5, 1, 29, "2/5 articles, 2/s, 0:02 left"},  // 1.5 seconds
+               {5, 10, 2, 8, "5/10 art"},
+               {5, 10, 2, 0, ""}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(cli::progress_line(c.done, c.total, c.seconds, c.width), c.text);
+  }
+}
 
 }  // namespace
 }  // namespace cli_test

@@ -8,16 +8,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 
 namespace cli_test {
 namespace {
-
-namespace fs = std::filesystem;
 
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
@@ -28,121 +24,94 @@ File temporary_file(const std::string& content = "") {
   return file;
 }
 
-std::string content_of(FILE* file) {
-  rewind(file);
+// What is read from a descriptor to its end. A terminal whose other side is gone
+// answers with an error, not with 0.
+std::string read_all(int descriptor) {
   std::string content;
   char block[4096];
-  for (size_t size; (size = fread(block, 1, sizeof(block), file)) > 0;) {
-    content.append(block, size);
+  for (ssize_t size; (size = read(descriptor, block, sizeof(block))) > 0;) {
+    content.append(block, static_cast<size_t>(size));
   }
   return content;
 }
 
-pid_t start(const Arguments& arguments, int in, int out, int err) {
-  std::vector<char*> argv = {const_cast<char*>(FENRA_PROGRAM)};
-  for (const std::string& argument : arguments) {
-    argv.push_back(const_cast<char*>(argument.c_str()));
+// A run of the program, whose streams are files unless others are given.
+class Run {
+ public:
+  Run(const Arguments& arguments, const std::string& input, int out = -1, int err = -1)
+      : in_(temporary_file(input)) {
+    std::vector<char*> argv = {const_cast<char*>(FENRA_PROGRAM)};
+    for (const std::string& argument : arguments) {
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    child_ = fork();
+    if (child_ == 0) {
+      dup2(fileno(in_.get()), STDIN_FILENO);
+      dup2(out >= 0 ? out : fileno(out_.get()), STDOUT_FILENO);
+      dup2(err >= 0 ? err : fileno(err_.get()), STDERR_FILENO);
+      execv(FENRA_PROGRAM, argv.data());
+      _exit(127);
+    }
   }
-  argv.push_back(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(in, STDIN_FILENO);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
-    execv(FENRA_PROGRAM, argv.data());
-    _exit(127);
+
+  pid_t child() const { return child_; }
+
+  Result finish() const {
+    int status = 0;
+    waitpid(child_, &status, 0);
+    rewind(out_.get());
+    rewind(err_.get());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status),
+            read_all(fileno(out_.get())), read_all(fileno(err_.get()))};
   }
-  return child;
-}
 
-int wait_for(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-}
-
-Result run(const Arguments& arguments, const std::string& input, FILE* out) {
-  const File in = temporary_file(input);
-  const File err = temporary_file();
-  Result result;
-  result.status = wait_for(start(arguments, fileno(in.get()), fileno(out), fileno(err.get())));
-  result.err = content_of(err.get());
-  return result;
-}
+ private:
+  const File in_;
+  const File out_ = temporary_file();
+  const File err_ = temporary_file();
+  pid_t child_;
+};
 
 }  // namespace
 
 Result fenra(const Arguments& arguments, const std::string& input) {
-  const File out = temporary_file();
-  Result result = run(arguments, input, out.get());
-  result.out = content_of(out.get());
-  return result;
-}
-
-bool terminals_exist() {
-  int terminal = -1;
-  int program_side = -1;
-  if (openpty(&terminal, &program_side, nullptr, nullptr, nullptr) != 0) {
-    return false;
-  }
-  close(terminal);
-  close(program_side);
-  return true;
+  return Run(arguments, input).finish();
 }
 
 Result fenra_on_terminal(const Arguments& arguments, unsigned short columns) {
-  const File in = temporary_file();
-  const File out = temporary_file();
   int terminal = -1;
   int program_side = -1;
-  winsize size = {};
-  size.ws_row = 24;
-  size.ws_col = columns;
-  openpty(&terminal, &program_side, nullptr, nullptr, &size);
-  const pid_t child = start(arguments, fileno(in.get()), fileno(out.get()), program_side);
-  close(program_side);
-  Result result;
-  char block[4096];
-  // A terminal whose other side is gone answers with an error, not with 0.
-  for (ssize_t count; (count = read(terminal, block, sizeof(block))) > 0;) {
-    result.err.append(block, static_cast<size_t>(count));
+  winsize size = {24, columns, 0, 0};
+  if (openpty(&terminal, &program_side, nullptr, nullptr, &size) != 0) {
+    return {};
   }
+  const Run run(arguments, "", -1, program_side);
+  close(program_side);
+  const std::string shown = read_all(terminal);
   close(terminal);
-  result.status = wait_for(child);
-  result.out = content_of(out.get());
+  Result result = run.finish();
+  result.err = shown;
   return result;
 }
 
-Result fenra_signalled(const Arguments& arguments, int signal, const std::function<int()>& ready) {
-  const File in = temporary_file();
-  const File out = temporary_file();
-  const File err = temporary_file();
-  const pid_t child = start(arguments, fileno(in.get()), fileno(out.get()), fileno(err.get()));
-  int ended = 0;
-  while (ready() != 0 && (ended = waitid(P_PID, static_cast<id_t>(child), nullptr,
-                                         WEXITED | WNOHANG | WNOWAIT)) == 0) {
+Result fenra_signalled(const Arguments& arguments, int signal, const std::function<bool()>& ready) {
+  const Run run(arguments, "");
+  while (!ready()) {
+    if (waitid(P_PID, static_cast<id_t>(run.child()), nullptr, WEXITED | WNOHANG | WNOWAIT) != 0) {
+      ADD_FAILURE() << "ended too early";
+      break;
+    }
     usleep(1000);
   }
-  EXPECT_EQ(0, ended);
-  kill(child, signal);
-  Result result;
-  result.status = wait_for(child);
-  result.out = content_of(out.get());
-  result.err = content_of(err.get());
-  return result;
+  kill(run.child(), signal);
+  return run.finish();
 }
 
-Result fenra_to(const std::string& path, const Arguments& arguments) {
-  const File out(fopen(path.c_str(), "w"), fclose);
-  return run(arguments, "", out.get());
-}
-
-Result fenra_without_reader(const Arguments& arguments) {
-  int ends[2];
-  EXPECT_EQ(0, pipe(ends));
-  close(ends[0]);
-  const File out(fdopen(ends[1], "w"), fclose);
-  return run(arguments, "", out.get());
+Result fenra_to(int descriptor, const Arguments& arguments) {
+  const Run run(arguments, "", descriptor);
+  close(descriptor);
+  return run.finish();
 }
 
 std::vector<std::string> lines(const std::string& text) {
@@ -154,23 +123,9 @@ std::vector<std::string> lines(const std::string& text) {
   return result;
 }
 
-ScratchDirectory::ScratchDirectory() {
-  std::string path = fs::temp_directory_path() / "fenra_cli_XXXXXX";
-  root_ = mkdtemp(path.data());
-}
-
-ScratchDirectory::~ScratchDirectory() { fs::remove_all(root_); }
-
-std::string ScratchDirectory::write(const std::string& name, const std::string& content) const {
-  const fs::path file = root_ / name;
-  fs::create_directories(file.parent_path());
-  std::ofstream(file, std::ios::binary) << content;
-  return file;
-}
-
-std::vector<std::string> ScratchDirectory::listing(const std::string& directory) {
+std::vector<std::string> listing(const std::string& directory) {
   std::vector<std::string> names;
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory)) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
     names.push_back(entry.path().lexically_relative(directory));
   }
   std::sort(names.begin(), names.end());
@@ -179,6 +134,32 @@ std::vector<std::string> ScratchDirectory::listing(const std::string& directory)
 
 std::string html_page(const std::string& title, const std::string& body) {
   return "<html><head><title>" + title + "</title></head><body><p>" + body + "</p></body></html>";
+}
+
+Arguments ProgramTest::arguments(const std::string& call) const {
+  Arguments arguments;
+  std::istringstream stream(call);
+  for (std::string argument; stream >> argument;) {
+    std::replace(argument.begin(), argument.end(), '_', ' ');
+    arguments.push_back(argument == "."      ? ""
+                        : argument[0] == '@' ? directory_ / argument.substr(1)
+                                             : argument);
+  }
+  return arguments;
+}
+
+std::string ProgramTest::answer(const std::string& call) const {
+  std::string out = run(call).out;
+  std::replace(out.begin(), out.end(), '\n', ' ');
+  return out.substr(0, out.find_last_not_of(' ') + 1);
+}
+
+void ProgramTest::expect(const std::string& call, int status, const Text& out, const Text& err,
+                         const std::string& input) const {
+  const Result result = run(call, input);
+  EXPECT_EQ(result.status, status) << call << '\n' << result.err;
+  EXPECT_THAT(result.out, out) << call;
+  EXPECT_THAT(result.err, err) << call;
 }
 
 }  // namespace cli_test

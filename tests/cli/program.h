@@ -1,13 +1,15 @@
-// Runs the fenra program for the tests, in scratch directories.
+// Runs the fenra program for the tests.
 #ifndef FENRA_TESTS_CLI_PROGRAM_H
 #define FENRA_TESTS_CLI_PROGRAM_H
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "tests/support/temporary_directory.h"
 
 namespace cli_test {
 
@@ -22,46 +24,48 @@ using Arguments = std::vector<std::string>;
 // Runs `fenra ARGUMENTS...` with `input` on standard input.
 Result fenra(const Arguments& arguments, const std::string& input = "");
 
-// Whether this system has pseudo-terminals; a container may lack them.
-bool terminals_exist();
-
 // Runs it with standard error on a pseudo-terminal of `columns` columns; what was
-// shown there is in `err`.
+// shown there is in `err`. The status is -1 when this system, as a container may,
+// has no pseudo-terminals.
 Result fenra_on_terminal(const Arguments& arguments, unsigned short columns);
 
-// Runs it and sends it the signal as soon as `ready` gives 0.
-Result fenra_signalled(const Arguments& arguments, int signal, const std::function<int()>& ready);
+// Runs it and sends it the signal as soon as `ready` gives true.
+Result fenra_signalled(const Arguments& arguments, int signal, const std::function<bool()>& ready);
 
-// Runs it with standard output on the file or device `path`.
-Result fenra_to(const std::string& path, const Arguments& arguments);
+// Runs it with standard output on a descriptor, which is closed.
+Result fenra_to(int descriptor, const Arguments& arguments);
 
-// Runs it with a pipe as standard output whose reader is gone.
-Result fenra_without_reader(const Arguments& arguments);
-
-// The URLs, or whatever lines the program printed.
 std::vector<std::string> lines(const std::string& text);
 
-// A fresh directory, removed with all below it.
-class ScratchDirectory {
- public:
-  ScratchDirectory();
-  ~ScratchDirectory();
-  ScratchDirectory(const ScratchDirectory&) = delete;
-  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-  std::string path(const std::string& name) const { return root_ / name; }
-
-  // Writes a file, and the directories on the way to it, and returns its path.
-  std::string write(const std::string& name, const std::string& content) const;
-
-  // The names of everything below a directory, sorted.
-  static std::vector<std::string> listing(const std::string& directory);
-
- private:
-  std::filesystem::path root_;
-};
+// The names of everything below a directory, sorted.
+std::vector<std::string> listing(const std::string& directory);
 
 std::string html_page(const std::string& title, const std::string& body);
+
+using Text = testing::Matcher<std::string>;
+
+class ProgramTest : public testing::Test {
+ protected:
+  // The arguments of a call, which has blanks between them. A "@" in front of one
+  // stands for the test's directory, '_' for a blank, and "." alone for no text.
+  Arguments arguments(const std::string& call) const;
+
+  Result run(const std::string& call, const std::string& input = "") const {
+    return fenra(arguments(call), input);
+  }
+
+  // The lines of standard output, with blanks between them.
+  std::string answer(const std::string& call) const;
+
+  void expect(const std::string& call, int status, const Text& out, const Text& err = "",
+              const std::string& input = "") const;
+
+  std::string write(const std::string& name, const std::string& content) const {
+    return directory_.write(name, content);
+  }
+
+  const TemporaryDirectory directory_;
+};
 
 }  // namespace cli_test
 

@@ -1,7 +1,4 @@
 // The command line itself, and the commands that need no store.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "tests/cli/program.h"
 
 namespace cli_test {
@@ -10,141 +7,98 @@ namespace {
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::StartsWith;
 
-struct WrongCall {
-  Arguments arguments;
-  const char* message;
-};
-
-void PrintTo(const WrongCall& call, std::ostream* out) {
-  *out << testing::PrintToString(call.arguments);
-}
-
-class WrongCallTest : public testing::TestWithParam<WrongCall> {};
-
-TEST_P(WrongCallTest, SaysWhatIsWrongWithStatus2) {
-  const ScratchDirectory scratch;
-  Arguments arguments = GetParam().arguments;
-  for (std::string& argument : arguments) {
-    argument = argument == "STORE" ? scratch.path("store") : argument;
+TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
+  const std::string long_word(64, 'a');
+  const std::pair<std::string, const char*> cases[] = {
+      {"", "subcommand is required"},
+      {"find", "'find' is not expected here"},
+      {"--bogus", "'--bogus' is not expected here"},
+      {"index", "STORE is required"},
+      {"index @store", "name at least one PATH"},
+      {"index @store a --date 2009315", "'2009315' is not a date of 8"},
+      {"index @store a --date 2009-3-5", "'2009-3-5' is not a date of 8"},
+      {"index @store a --mime image/png", "unknown MIME type 'image/png'"},
+      {"index @store a --mime", "--mime"},
+      {"search @store", "WORD is required"},
+      {"search @store a --limit 0", "'0' is not a number"},
+      {"search @store a --limit -1", "-1"},
+      {"search @store a --limit 5x", "'5x' is not a number"},
+      {"search @store a --limit 99999999999999999999", "is not a number"},
+      {"search @store a --limit [2,3]", "'[2,3]' is not a number"},
+      {"lookup @store", "--trigram-prefix"},
+      {"lookup @store --form a --lemma b", "--form"},
+      {"lookup @store --date yesterday", "'yesterday' is not a date"},
+      {"lookup @store --trigram a_b", "has 2 words, not 3"},
+      {"lookup @store --trigram a_b_c_d", "has 4 words, not 3"},
+      {"lookup @store --trigram-prefix _", "has 0 words, not 1 to 3"},
+      {"lookup @store --trigram-prefix " + long_word, "is longer than 63 bytes"},
+      {"show @store", "URL is required"},
+      {"show @store u v", "'v' is not expected here"},
+      {"stats", "STORE is required"},
+      {"fst", "subcommand is required"},
+      {"fst compile a.att", "OUT.fst is required"},
+      {"fst look a.att", "WORD is required"},
+  };
+  for (const auto& [call, message] : cases) {
+    expect(call, 2, "", AllOf(StartsWith("fenra: "), HasSubstr(message)));
   }
-  const Result result = fenra(arguments);
-  EXPECT_EQ(2, result.status);
-  EXPECT_EQ("", result.out);
-  EXPECT_THAT(result.err, AllOf(StartsWith("fenra: "), HasSubstr(GetParam().message)));
-  EXPECT_TRUE(ScratchDirectory::listing(scratch.path("")).empty());
+  EXPECT_TRUE(listing(directory_.path()).empty());
 }
 
-const std::string kLongWord(64, 'a');
-
-INSTANTIATE_TEST_SUITE_P(
-    Calls, WrongCallTest,
-    testing::Values(
-        WrongCall{{}, "subcommand is required"}, WrongCall{{"find"}, "'find' is not expected here"},
-        WrongCall{{"--bogus"}, "'--bogus' is not expected here"},
-        WrongCall{{"index"}, "STORE is required"},
-        WrongCall{{"index", "STORE"}, "name at least one PATH"},
-        WrongCall{{"index", "STORE", ".", "--date", "2009315"}, "'2009315' is not a date of 8"},
-        WrongCall{{"index", "STORE", ".", "--date", "2009-3-5"}, "'2009-3-5' is not a date of 8"},
-        WrongCall{{"index", "STORE", ".", "--mime", "image/png"}, "unknown MIME type 'image/png'"},
-        WrongCall{{"index", "STORE", ".", "--mime"}, "--mime"},
-        WrongCall{{"search", "STORE"}, "WORD is required"},
-        WrongCall{{"search", "STORE", "a", "--limit", "0"}, "'0' is not a number"},
-        WrongCall{{"search", "STORE", "a", "--limit", "-1"}, "-1"},
-        WrongCall{{"search", "STORE", "a", "--limit", "5x"}, "'5x' is not a number"},
-        WrongCall{{"search", "STORE", "a", "--limit", "99999999999999999999"}, "is not a number"},
-        WrongCall{{"search", "STORE", "a", "--limit", "[2,3]"}, "'[2,3]' is not a number"},
-        WrongCall{{"lookup", "STORE"}, "--trigram-prefix"},
-        WrongCall{{"lookup", "STORE", "--form", "a", "--lemma", "b"}, "--form"},
-        WrongCall{{"lookup", "STORE", "--date", "yesterday"}, "'yesterday' is not a date"},
-        WrongCall{{"lookup", "STORE", "--trigram", "a b"}, "has 2 words, not 3"},
-        WrongCall{{"lookup", "STORE", "--trigram", "a b c d"}, "has 4 words, not 3"},
-        WrongCall{{"lookup", "STORE", "--trigram-prefix", " "}, "has 0 words, not 1 to 3"},
-        WrongCall{{"lookup", "STORE", "--trigram-prefix", kLongWord}, "is longer than 63 bytes"},
-        WrongCall{{"show", "STORE"}, "URL is required"},
-        WrongCall{{"show", "STORE", "u", "v"}, "'v' is not expected here"},
-        WrongCall{{"stats"}, "STORE is required"}, WrongCall{{"fst"}, "subcommand is required"},
-        WrongCall{{"fst", "compile", "a.att"}, "OUT.fst is required"},
-        WrongCall{{"fst", "look", "a.att"}, "WORD is required"}));
-
-TEST(ProgramTest, EveryCommandHasHelpWithAnExample) {
-  const std::vector<Arguments> commands = {
-      {},        {"index"}, {"search"},         {"lookup"},      {"show"},       {"stats"},
-      {"lemma"}, {"fst"},   {"fst", "compile"}, {"fst", "dump"}, {"fst", "look"}};
-  for (Arguments arguments : commands) {
-    std::string call = "Example:\n  fenra";
-    for (const std::string& argument : arguments) {
-      call += " " + argument;
-    }
-    arguments.push_back("--help");
-    const Result result = fenra(arguments);
-    EXPECT_EQ(0, result.status);
-    EXPECT_EQ("", result.err);
-    EXPECT_THAT(result.out, HasSubstr(call));
+TEST_F(ProgramTest, EveryCommandHasHelpWithAnExample) {
+  for (const char* command :
+       {"", " index", " search", " lookup", " show", " stats", " tune", " verify", " rebuild",
+        " compact", " lemma", " fst", " fst compile", " fst dump", " fst look"}) {
+    expect(command + std::string(" --help"), 0,
+           HasSubstr("Example:\n  fenra" + std::string(command)));
   }
-  EXPECT_EQ("fenra " FENRA_VERSION "\n", fenra({"--version"}).out);
+  expect("--version", 0, "fenra " FENRA_VERSION "\n");
 }
 
-TEST(LemmaTest, PrintsFormLemmaAndAnalyses) {
-  EXPECT_THAT(lines(fenra({"lemma", "da", "Etxea", "[etxea,da]", "++"}).out),
-              ElementsAre("da\tda\tADT/izan ADL/izan", "Etxea\tEtxea\t-",
-                          "[etxea,da]\t[etxea,da]\t-", "++\t++\t-"));
-  EXPECT_THAT(lines(fenra({"lemma", "etxea"}).out),
-              ElementsAre(StartsWith("etxea\tetxe\tIZE/etxe+")));
-}
-
-TEST(LemmaTest, ReadsLinesOfStandardInput) {
+TEST_F(ProgramTest, LemmaPrintsFormLemmaAndAnalyses) {
+  expect("lemma da Etxea [etxea,da] ++", 0,
+         "da\tda\tADT/izan ADL/izan\nEtxea\tEtxea\t-\n[etxea,da]\t[etxea,da]\t-\n++\t++\t-\n");
+  expect("lemma etxea", 0, StartsWith("etxea\tetxe\tIZE/etxe+"));
   const std::string input("badu\n\nda\0x\nzuen", 15);
-  EXPECT_THAT(lines(fenra({"lemma"}, input).out),
+  EXPECT_THAT(lines(run("lemma", input).out),
               ElementsAre("badu\tbadu\t+ADL/edun +ADT/ukan", "\t\t-",
                           std::string("da\0x\tda\t-", 9), StartsWith("zuen\tzuen\tADL/edun ")));
 }
 
 // Lower "ab" to upper "AB", and lower "a" to upper "A" and to "B".
-constexpr char kAtt[] =
-    "0 1 3 5\n0 2 4 5\n1 2 4 6\n"
-    "1\n2\n"
-    "3 A\n4 B\n5 a\n6 b\n";
+constexpr char kAtt[] = "0 1 3 5\n0 2 4 5\n1 2 4 6\n1\n2\n3 A\n4 B\n5 a\n6 b\n";
 
-TEST(FstTest, CompilesDumpsAndLooks) {
-  const ScratchDirectory scratch;
-  const std::string text = scratch.write("in.txt", kAtt);
-  const std::string att = scratch.write("in.att", kAtt);
-  const std::string binary = scratch.path("out.fst");
-  Result result = fenra({"fst", "compile", text, binary});
-  EXPECT_EQ(0, result.status) << result.err;
-  for (const std::string& file : {att, binary}) {
-    EXPECT_EQ("a\tA\na\tB\nab\tAB\nb\t-\n", fenra({"fst", "look", file, "a", "ab", "b"}).out);
-    EXPECT_EQ("AB\tab\nB\ta\nb\t-\n", fenra({"fst", "look", "--down", file, "AB", "B", "b"}).out);
-    const std::vector<std::string> dump = lines(fenra({"fst", "dump", file}).out);
+TEST_F(ProgramTest, FstCompilesDumpsAndLooks) {
+  write("in.txt", kAtt);
+  write("in.att", kAtt);
+  expect("fst compile @in.txt @out.fst", 0, "");
+  for (const std::string file : {"@in.att", "@out.fst"}) {
+    expect("fst look " + file + " a ab b", 0, "a\tA\na\tB\nab\tAB\nb\t-\n");
+    expect("fst look --down " + file + " AB B b", 0, "AB\tab\nB\ta\nb\t-\n");
+    const std::vector<std::string> dump = lines(run("fst dump " + file).out);
     ASSERT_EQ(5u, dump.size());
-    EXPECT_THAT(dump[0], testing::MatchesRegex("-?[0-9]+ -?[0-9]+ A a"));
+    EXPECT_THAT(dump[0], MatchesRegex("-?[0-9]+ -?[0-9]+ A a"));
     EXPECT_EQ("# end edges", dump[3]);
   }
 }
 
-TEST(FstTest, SaysWhichFileFailedAndWhy) {
-  const ScratchDirectory scratch;
-  const std::string att = scratch.write("in.att", kAtt);
-  const std::string bad = scratch.write("bad.fst", "this is no transducer, plainly: no such size");
-  const std::string missing = scratch.path("missing");
-  const struct {
-    Arguments arguments;
-    std::string message;
-  } cases[] = {
-      {{"fst", "look", bad, "a"}, "cannot load '" + bad + "' as a binary transducer, because"},
-      {{"fst", "dump", missing}, "cannot load '" + missing + "' as a binary transducer"},
-      {{"fst", "look", missing + ".att", "a"},
+TEST_F(ProgramTest, FstSaysWhichFileFailedAndWhy) {
+  write("in.att", kAtt);
+  const std::string bad = write("bad.fst", "this is no transducer, plainly: no such size");
+  const std::string missing = directory_ / "missing";
+  const std::pair<const char*, std::string> cases[] = {
+      {"fst look @bad.fst a", "cannot load '" + bad + "' as a binary transducer, because"},
+      {"fst dump @missing", "cannot load '" + missing + "' as a binary transducer"},
+      {"fst look @missing.att a",
        "cannot load '" + missing + ".att' as AT&T text, because its path holds \".att\""},
-      {{"fst", "compile", missing, scratch.path("out")}, "cannot load '" + missing + "' as AT&T"},
-      {{"fst", "compile", att, scratch.path("no/out")}, "cannot write '"},
+      {"fst compile @missing @out", "cannot load '" + missing + "' as AT&T"},
+      {"fst compile @in.att @no/out", "cannot write '"},
   };
-  for (const auto& test : cases) {
-    const Result result = fenra(test.arguments);
-    EXPECT_EQ(1, result.status);
-    EXPECT_EQ("", result.out);
-    EXPECT_THAT(result.err, HasSubstr("fenra: " + test.message));
+  for (const auto& [call, message] : cases) {
+    expect(call, 1, "", HasSubstr("fenra: " + message));
   }
 }
 
