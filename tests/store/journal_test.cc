@@ -469,6 +469,23 @@ TEST_F(JournalTest, IdsOfAHostComeInBetween) {
   EXPECT_THAT(formIds("hitz"), ElementsAre(1, 2, 4, 5, 7, 8, 10));
 }
 
+TEST_F(JournalTest, WhatHasBeenWrittenIsNotWrittenAgain) {
+  const guint64 removed = 2;
+  EXPECT_TRUE(getsToTheEndAlone([&] {
+    begin();
+    for (const char* url : {"a", "b", "c"}) {
+      ASSERT_EQ(index(url, {"hitz"}), 0);
+    }
+    ASSERT_EQ(articledb_transaction_delete_id(t, &removed), 0);
+    ASSERT_EQ(index("d", {"hitz", AT_ONCE}), 0);
+    EXPECT_TRUE(std::filesystem::exists(path + "/fenra.journal"));
+  }));
+  EXPECT_EQ(maxId(), 4U);
+  EXPECT_EQ(url(removed), "-6");
+  ASSERT_EQ(index("e", {"hitz"}), 0);
+  EXPECT_THAT(formIds("hitz"), ElementsAre(1, 2, 3, 4, 5));
+}
+
 TEST_F(JournalTest, OneThatCannotBeReadIsReportedAndKept) {
   close();
   EXPECT_TRUE(getsToTheEnd([&] { ASSERT_EQ(index("a", {"bat"}), 0); }));
