@@ -29,9 +29,10 @@ struct ArticledbGate {
   std::unique_ptr<GateFile> file;
   std::unique_ptr<Journal> journal;
   int place = -1;
-  guint64 generation = 0;  // of the environment in the handle; 0 for none
-  guint32 cursors = 0;     // of the handle, among those that the file counts
-  guint64 bound = 0;       // the generation that operations are bound to; 0 for any
+  guint64 generation = 0;   // of the environment in the handle; 0 for none
+  bool incomplete = false;  // the present entry reads a store that lacks articles
+  guint32 cursors = 0;      // of the handle, among those that the file counts
+  guint64 bound = 0;        // the generation that operations are bound to; 0 for any
   ostren::fenra::store::Messages messages = {};  // of the handle's last environment
   GArray* regions = g_array_new(FALSE, FALSE, sizeof(ostren::fenra::store::RegionMapping));
   void* scratch = nullptr;
@@ -270,9 +271,9 @@ int gate_enter(ArticledbDb* db, Access access) {
   }
   if (ret == 0 && access != Access::APPEND) {
     ret = settle_journal(db, access);
-    // On a full disk there is an answer without the articles that wait. Nobody may keep it.
-    if (ret == ENOSPC && access == Access::READ) {
-      gate->file->count_change();
+    // On a full disk there is an answer without the articles that wait.
+    gate->incomplete = ret == ENOSPC && access == Access::READ;
+    if (gate->incomplete) {
       ret = 0;
     }
   }
@@ -294,6 +295,11 @@ void gate_leave(ArticledbDb* db, int code) {
   GateFile* file = db->gate->file.get();
   if (code == DB_RUNRECOVERY) {
     file->condemn();
+  }
+  if (db->gate->incomplete) {
+    // Nothing of what has been read may be kept.
+    file->count_change();
+    db->gate->incomplete = false;
   }
   file->unlock();
 }

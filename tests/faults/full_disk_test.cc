@@ -98,6 +98,7 @@ TEST_F(FullDiskTest, WaitingArticlesAreNotLost) {
     EXPECT_FALSE(stores(*fenra, 1000));
     EXPECT_LT(answer(*fenra, "etxea").size(), stored.size());
     lift_faults();
+    EXPECT_EQ(answer(*fenra, "etxea").size(), stored.size());
     expect_found(*fenra, stored);
     EXPECT_TRUE(stores(*fenra, 1001));
     fenra.reset();

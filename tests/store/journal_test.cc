@@ -228,14 +228,14 @@ class JournalTest : public StoreTest {
   }
 
   // A store of the same articles, each written to the databases at once.
-  std::vector<Pairs> contentsWithoutJournal(guint32 seed, int count) {
+  std::vector<Pairs> contentsWithoutJournal(const std::function<void()>& work) {
     makeAnew();
     // Has been read, so it is open, and stands nowhere.
     ArticledbCursor* cursor = whole(articledb_db_get_forms);
     char bytes[8];
     ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
     EXPECT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_END);
-    indexMany(seed, count);
+    work();
     EXPECT_FALSE(std::filesystem::exists(path + "/fenra.journal"));
     EXPECT_EQ(articledb_cursor_close(cursor), 0);
     auto all = contents();
@@ -328,7 +328,7 @@ TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
   constexpr int COUNT = 150;
   const guint32 seed = std::random_device()();
   SCOPED_TRACE(seed);
-  const auto expected = contentsWithoutJournal(seed, COUNT);
+  const auto expected = contentsWithoutJournal([&] { indexMany(seed, COUNT); });
   indexMany(seed, COUNT);
   EXPECT_EQ(contents(), expected) << "all at once";
   makeAnew();
@@ -338,26 +338,54 @@ TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
   verify();
 }
 
-// The n-th put into a database kills the process.
-struct DeadlyPuts {
+// The n-th put into a database fails, or kills the process.
+struct BrokenPuts {
   static inline int (*real)(DB*, DB_TXN*, DBT*, DBT*, guint32);
   static inline int left;
+  static inline int signal;
+
+  static void install(DB* database, int puts, int signal_or_0) {
+    real = database->put;
+    left = puts;
+    signal = signal_or_0;
+    database->put = put;
+  }
 
   static int put(DB* database, DB_TXN* txn, DBT* key, DBT* data, guint32 flags) {
-    return left-- == 0 ? raise(SIGKILL) : real(database, txn, key, data, flags);
+    if (left-- == 0) {
+      return signal == 0 ? EIO : raise(signal);
+    }
+    return real(database, txn, key, data, flags);
   }
 };
 
+// What failed is done again together with what has come meanwhile.
+TEST_F(JournalTest, AFailureIsMadeGood) {
+  const auto expected = contentsWithoutJournal([&] {
+    indexMany(3, 1);
+    indexMany(3, 2);
+  });
+  for (const auto& spec : DATABASES) {
+    indexMany(3, 1);
+    BrokenPuts::install(db->*spec.field, 0, 0);
+    guint64 id = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(articledb_db_max_id(db, &id), EIO) << spec.name;
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("fenra.journal: its articles"));
+    indexMany(3, 2);
+    EXPECT_EQ(contents(), expected) << spec.name;
+    makeAnew();
+  }
+}
+
 TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
   constexpr int COUNT = 40;
-  const auto expected = contentsWithoutJournal(7, COUNT);
+  const auto expected = contentsWithoutJournal([&] { indexMany(7, COUNT); });
   for (const auto& spec : DATABASES) {
     for (const int puts : {0, 1, 40}) {
       const bool reached = !getsToTheEndAlone([&] {
         indexMany(7, COUNT);
-        DeadlyPuts::real = (db->*spec.field)->put;
-        DeadlyPuts::left = puts;
-        (db->*spec.field)->put = DeadlyPuts::put;
+        BrokenPuts::install(db->*spec.field, puts, SIGKILL);
         maxId();
       });
       EXPECT_TRUE(reached || puts > 0) << spec.name;
@@ -449,8 +477,8 @@ TEST_F(JournalTest, NothingWaitsBesideAHostsCursors) {
   EXPECT_THAT(formIds("hiru"), ElementsAre(3));
   // Nor does one whose process is gone stand in the way.
   EXPECT_TRUE(getsToTheEnd([&] {
-    ArticledbCursor* lost = whole(articledb_db_get_lemmas);
-    EXPECT_EQ(articledb_cursor_next_key(lost, &buffer), CURSOR_OK);
+    cursor = whole(articledb_db_get_lemmas);
+    EXPECT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_OK);
   }));
   ASSERT_EQ(index("d", {"bat", "lau"}), 0);
   EXPECT_FALSE(isInDatabases("lau"));
