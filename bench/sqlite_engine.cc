@@ -111,11 +111,12 @@ class SqliteEngine : public Engine {
     if (access == Access::BUILD) {
       create();
     }
-    if (access == Access::READ) {
+    if (access != Access::BUILD) {
       search_ = statement(apart_ ? "SELECT url FROM words JOIN articles ON id = words.rowid "
                                    "WHERE words MATCH ? ORDER BY words.rowid"
                                  : "SELECT url FROM words WHERE words MATCH ? ORDER BY rowid");
-    } else {
+    }
+    if (access != Access::READ) {
       prepare_writing();
     }
   }
