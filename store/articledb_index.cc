@@ -159,10 +159,11 @@ class ArticleWriter {
   int append_to_journal() {
     try {
       std::string record(JOURNAL_RECORD_HEADER_BYTES, '\0');
-      return append_journal_article(article_, {url_record_.bytes, url_record_.length}, text_record_,
-                                    postings_, &record)
-                 ? gate_append_article(t_->store, &record, &id_)
-                 : Journal::DECLINED;
+      if (!append_journal_article(article_, {url_record_.bytes, url_record_.length}, text_record_,
+                                  postings_, &record)) {
+        return Journal::DECLINED;
+      }
+      return gate_append_article(t_->store, &record, record.size() + postings_.growth(), &id_);
     } catch (const std::exception&) {
       return ENOMEM;
     }

@@ -342,8 +342,9 @@ int gate_admits_articles(ArticledbDb* db) {
   return run_for_journal(db, [db](Journal* journal) { return journal->admits(db); });
 }
 
-int gate_append_article(ArticledbDb* db, std::string* record, guint64* id) {
-  return run_for_journal(db, [&](Journal* journal) { return journal->append(db, record, id); });
+int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, guint64* id) {
+  return run_for_journal(db,
+                         [&](Journal* journal) { return journal->append(db, record, growth, id); });
 }
 
 void gate_cursor_opened(ArticledbDb* db) {

@@ -121,7 +121,7 @@ ListCache* gate_lists(ArticledbDb* db);
 int gate_admits_articles(ArticledbDb* db);
 
 // Adds an article: Journal::append.
-int gate_append_article(ArticledbDb* db, std::string* record, guint64* id);
+int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, guint64* id);
 
 // Counts a Berkeley DB cursor that stays open between two entries into the gate; under it.
 void gate_cursor_opened(ArticledbDb* db);

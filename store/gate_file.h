@@ -79,6 +79,7 @@ class GateFile {
     guint64 applied;   // offset behind the records whose articles are in the databases
     guint64 end;       // offset behind the last record
     guint64 last_id;   // the last id handed out; 0: the databases tell
+    guint64 growth;    // bytes that the databases may grow by for what waits
     guint64 patience;  // microseconds that writing what waits may take; 0: the most
     guint64 cost;      // microseconds that it took for a MiB of records; 0: not known
     guint64 wanted;    // free bytes of the disk to wait for; 0: for none

@@ -18,8 +18,8 @@ namespace fenra {
 namespace store {
 namespace {
 
-// What the databases and their log can grow by when the articles of a full journal are
-// written to them, and some more.
+// What must be free beside the room that articles take in the databases: for the journal,
+// the log and some more.
 constexpr guint64 ROOM_BYTES = guint64{64} << 20;
 
 // By what the free room of a disk that was full must have grown: Berkeley DB waits for
@@ -135,6 +135,7 @@ void Journal::apply(ArticledbDb* db) {
     require(state_.known != 0 ? ENOENT : 0);
     state_.known = 1;
     state_.applied = state_.end = JournalFile::BEGIN;
+    state_.growth = 0;
     state_.last_id = 0;
     return;
   }
@@ -157,25 +158,27 @@ void Journal::apply(ArticledbDb* db) {
   }
   state_.known = 1;
   state_.applied = state_.end = end;
+  state_.growth = 0;
   state_.last_id = records.empty() ? last_id : std::max(last_id, records.back().id);
 }
 
 // ---- taking articles ----
 
 // Throws what append returns.
-void Journal::admit(ArticledbDb* db, guint64* last_id) {
+void Journal::admit(ArticledbDb* db, guint64 growth, guint64* last_id) {
   require(state_.known != 0 ? 0 : settle(db));
   *last_id = state_.last_id;
   if (*last_id == 0) {
     const int ret = read_counter(db, last_id);
     require(ret == DB_NOTFOUND ? DECLINED : ret);
   }
-  require(*last_id != G_MAXUINT64 && free_bytes() >= ROOM_BYTES ? 0 : DECLINED);
+  const bool has_room = free_bytes() >= ROOM_BYTES + state_.growth + growth;
+  require(*last_id != G_MAXUINT64 && has_room ? 0 : DECLINED);
 }
 
 int Journal::admits(ArticledbDb* db) {
   guint64 last_id = 0;
-  return status_of([&] { admit(db, &last_id); });
+  return status_of([&] { admit(db, 0, &last_id); });
 }
 
 // Writes out what waits when there may not be more of it, and begins anew at the end of the
@@ -193,14 +196,15 @@ void Journal::make_way(ArticledbDb* db, guint64 bytes) {
   }
 }
 
-int Journal::append(ArticledbDb* db, std::string* record, guint64* id) {
+int Journal::append(ArticledbDb* db, std::string* record, guint64 growth, guint64* id) {
   return status_of([&] {
     guint64 last_id = 0;
-    admit(db, &last_id);
+    admit(db, growth, &last_id);
     open_file(true);
     make_way(db, record->size());
     require(file_->write(state_.end, last_id + 1, record));
     state_.end += record->size();
+    state_.growth += growth;
     state_.last_id = *id = last_id + 1;
   });
 }

@@ -49,9 +49,10 @@ class Journal {
   // Whether it takes articles: 0, DECLINED, or the code of what failed.
   int admits(ArticledbDb* db);
 
-  // Adds an article and waits for the disk. `record` is as JournalFile::write takes it.
+  // Adds an article and waits for the disk. `record` is as JournalFile::write takes it, and
+  // the databases will grow by up to `growth` bytes for the article.
   // Returns 0 and the article's id; DECLINED; or the code of what failed.
-  int append(ArticledbDb* db, std::string* record, guint64* id);
+  int append(ArticledbDb* db, std::string* record, guint64 growth, guint64* id);
 
   // The databases' counter is about to be changed.
   void forget_last_id() { state_.last_id = 0; }
@@ -63,7 +64,7 @@ class Journal {
   bool is_settled() const { return state_.known != 0 && state_.applied == state_.end; }
   int write_out(ArticledbDb* db);
   void apply(ArticledbDb* db);
-  void admit(ArticledbDb* db, guint64* last_id);
+  void admit(ArticledbDb* db, guint64 growth, guint64* last_id);
   void make_way(ArticledbDb* db, guint64 bytes);
   void open_file(bool create);
   guint64 free_bytes() const;

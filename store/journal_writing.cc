@@ -303,11 +303,13 @@ class Writing {
       }
     }
     std::sort(pairs.begin(), pairs.end());
-    const auto end = std::unique(pairs.begin(), pairs.end());
-    for (auto pair = pairs.begin(); pair != end; ++pair) {
-      put_new(nullptr, &ArticledbDb::lemmadb, pair->lemma, pair->form);
+    pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
+    for (size_t i = 0; i < pairs.size(); ++i) {
+      put_new(nullptr, &ArticledbDb::lemmadb, pairs[i].lemma, pairs[i].form);
+      if (i % GROUP_PAIRS == 0) {
+        checkpoint();
+      }
     }
-    checkpoint();
   }
 
   ArticledbDb* const db_;

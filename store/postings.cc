@@ -128,6 +128,12 @@ void Postings::continue_sequence(guint32 form, bool builds_trigram) {
   last_forms_[1] = form;
 }
 
+size_t Postings::growth() const {
+  // An item with its id, on a page that is half full.
+  constexpr size_t BYTES_BESIDE_A_KEY = 40;
+  return 2 * (bytes_ + writes_.size() * BYTES_BESIDE_A_KEY);
+}
+
 bool Postings::is_full() const { return tokens_ >= PORTION_TOKENS || bytes_ >= PORTION_BYTES; }
 
 int Postings::write(ArticledbTransaction* t, guint64 id) const {

@@ -47,6 +47,9 @@ class Postings {
   size_t form_count() const { return forms_.size(); }
   std::string_view form(size_t number) const { return forms_[number]; }
 
+  // About what the databases grow by for the portion, in bytes, at most.
+  size_t growth() const;
+
   // The pairs of the portion that are not known to be on disk.
   struct LemmaPair {
     std::string_view lemma;
