@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +13,6 @@
 #include <map>
 #include <memory>
 #include <system_error>
-#include <vector>
 
 #include "cli/failure.h"
 #include "cli/handles.h"
@@ -25,8 +25,15 @@ namespace fs = std::filesystem;
 
 constexpr char kJournalFile[] = "fenra.journal";
 
-// A multiple of the page size: a page is read in one piece.
-constexpr size_t kBlock = 1 << 20;
+// How often the journal is copied that begins anew meanwhile, and a block is read that is
+// being written.
+constexpr int kMostCopies = 20;
+constexpr int kMostReads = 1000;
+
+// A multiple of the page size.
+constexpr size_t kBlock = 64 << 10;
+
+using Block = std::array<char, kBlock>;
 
 class Descriptor {
  public:
@@ -73,26 +80,36 @@ std::string megabytes(uint64_t bytes) { return std::to_string(bytes >> 20) + " M
 // Copies one store. Log files are removed by the store's users once the database file
 // has what they tell; the copy of it may be older. An open file outlives its removal, so
 // every log file is opened before that can happen to it: at the beginning and, those
-// that come later, between any two blocks. The journal is copied before all: what is written
-// over in it is in the log by then.
+// that come later, between any two blocks.
+//
+// What the log tells may end in the middle of articles that are being written from the
+// journal to the databases: the journal has to have all of them, so it is copied after the
+// log. It has them unless it has begun anew in the meantime; then both are copied once more.
 class Copier {
  public:
   Copier(std::string from, std::string to, StatusLine& line)
-      : from_(std::move(from)), to_(std::move(to)), line_(line), buffer_(kBlock) {}
+      : from_(std::move(from)),
+        to_(std::move(to)),
+        line_(line),
+        block_(std::make_unique<Block>()),
+        again_(std::make_unique<Block>()) {}
 
   void run() {
-    copy_journal();
     open_logs();
     const Descriptor database = open_source(kDatabaseFile);
     total_ = database.size();
-    copy(database, kDatabaseFile, [this] { open_logs(); });
-    open_logs();
-    for (const auto& [name, log] : logs_) {
-      total_ += log.size();
-    }
-    for (const auto& [name, log] : logs_) {
-      copy(log, name, [this] { open_logs(); });
-    }
+    copy(database, kDatabaseFile);
+    int tries = 0;
+    std::string round;
+    do {
+      if (++tries > kMostCopies) {
+        throw Failure("the journal of '" + from_ +
+                      "' begins anew too often; try again when less is written to the store");
+      }
+      round = journal_round();
+      copy_logs();
+      copy_journal();
+    } while (journal_round() != round);
   }
 
  private:
@@ -105,11 +122,33 @@ class Copier {
     return file;
   }
 
+  void copy_logs() {
+    open_logs();
+    for (const auto& [name, log] : logs_) {
+      total_ += log.size();
+    }
+    for (const auto& [name, log] : logs_) {
+      copy(log, name);
+    }
+  }
+
+  // The journal's file header and the header of its first record.
+  std::string journal_round() const {
+    std::string bytes(32, '\0');
+    const Descriptor journal(from_ + "/" + kJournalFile, O_RDONLY);
+    const ssize_t count =
+        journal.get() == -1 ? 0 : pread(journal.get(), bytes.data(), bytes.size(), 0);
+    bytes.resize(static_cast<size_t>(std::max(count, ssize_t{0})));
+    return bytes;
+  }
+
   void copy_journal() {
     const Descriptor journal(from_ + "/" + kJournalFile, O_RDONLY);
     if (journal.get() != -1) {
-      copy(journal, kJournalFile, [] {});
-    } else if (errno != ENOENT) {
+      copy(journal, kJournalFile);
+    } else if (errno == ENOENT) {
+      unlink((to_ + "/" + kJournalFile).c_str());
+    } else {
       fail("read", from_ + "/" + kJournalFile);
     }
   }
@@ -149,31 +188,49 @@ class Copier {
     }
   }
 
-  // Calls `after_block` between any two blocks.
-  template <typename Call>
-  void copy(const Descriptor& from, const std::string& name, Call after_block) {
+  // Copies a file from its beginning, over an earlier copy.
+  void copy(const Descriptor& from, const std::string& name) {
     const std::string path = to_ + "/" + name;
-    const Descriptor to(path, O_WRONLY | O_CREAT | O_EXCL);
+    const Descriptor to(path, O_WRONLY | O_CREAT | O_TRUNC);
     if (to.get() == -1) {
       fail("write", path);
     }
-    for (ssize_t count; (count = read(from.get(), buffer_.data(), buffer_.size())) != 0;) {
-      if (count < 0) {
-        fail("read", from_ + "/" + name);
-      }
-      write_all(to, buffer_.data(), static_cast<size_t>(count), path);
-      done_ += static_cast<uint64_t>(count);
-      after_block();
+    off_t at = 0;
+    for (size_t count; (count = read_block(from, at, name)) != 0;) {
+      write_all(to, block_->data(), count, path);
+      at += static_cast<off_t>(count);
+      done_ += count;
+      open_logs();
       line_.show([this](int) {
         return "copying: " + megabytes(done_) + " of " + megabytes(std::max(done_, total_));
       });
     }
   }
 
+  // Reads a block into `block_`; its length, which is 0 at the end of the file. A page that
+  // is written while it is read may come half old, half new: what is taken is what two
+  // readings agree on.
+  size_t read_block(const Descriptor& from, off_t at, const std::string& name) {
+    for (int reads = 0; reads < kMostReads; ++reads) {
+      const ssize_t count = pread(from.get(), block_->data(), kBlock, at);
+      const ssize_t count_again = pread(from.get(), again_->data(), kBlock, at);
+      if (count < 0 || count_again < 0) {
+        fail("read", from_ + "/" + name);
+      }
+      const auto both = static_cast<size_t>(std::min(count, count_again));
+      if (std::memcmp(block_->data(), again_->data(), both) == 0) {
+        return both;
+      }
+    }
+    throw Failure("'" + from_ + "/" + name +
+                  "' changes too fast to be copied; try again when less is written to the store");
+  }
+
   const std::string from_;
   const std::string to_;
   StatusLine& line_;
-  std::vector<char> buffer_;
+  const std::unique_ptr<Block> block_;
+  const std::unique_ptr<Block> again_;
   std::map<std::string, Descriptor> logs_;
   bool copying_ = false;
   uint64_t done_ = 0;

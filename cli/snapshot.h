@@ -11,9 +11,9 @@ namespace cli {
 
 class Snapshot {
  public:
-  // Copies the journal of the store in `store`, then the database file, then the log, to
-  // the temporary directory, and replays the whole log there. The copy then holds every
-  // article that had been acknowledged when the copying began; those that waited in the
+  // Copies the database file of the store in `store`, then the log, then the journal, to the
+  // temporary directory, and replays the whole log there. The copy then holds every article
+  // that had been acknowledged when the copying of the log began; those that wait in the
   // journal come to its databases when it is opened as a store. Throws Failure
   // when the store cannot be read, the temporary directory cannot be written or the
   // log cannot be replayed. `line` shows how far the copying is.

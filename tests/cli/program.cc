@@ -95,17 +95,23 @@ Result fenra_on_terminal(const Arguments& arguments, unsigned short columns) {
   return result;
 }
 
-Result fenra_signalled(const Arguments& arguments, int signal, const std::function<bool()>& ready) {
+Result fenra_beside(const Arguments& arguments, const std::function<void(pid_t)>& meanwhile) {
   const Run run(arguments, "");
-  while (!ready()) {
-    if (waitid(P_PID, static_cast<id_t>(run.child()), nullptr, WEXITED | WNOHANG | WNOWAIT) != 0) {
-      ADD_FAILURE() << "ended too early";
-      break;
-    }
-    usleep(1000);
-  }
-  kill(run.child(), signal);
+  meanwhile(run.child());
   return run.finish();
+}
+
+Result fenra_signalled(const Arguments& arguments, int signal, const std::function<bool()>& ready) {
+  return fenra_beside(arguments, [&](pid_t program) {
+    while (!ready()) {
+      if (waitid(P_PID, static_cast<id_t>(program), nullptr, WEXITED | WNOHANG | WNOWAIT) != 0) {
+        ADD_FAILURE() << "ended too early";
+        break;
+      }
+      usleep(1000);
+    }
+    kill(program, signal);
+  });
 }
 
 Result fenra_to(int descriptor, const Arguments& arguments) {

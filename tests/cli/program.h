@@ -29,6 +29,9 @@ Result fenra(const Arguments& arguments, const std::string& input = "");
 // has no pseudo-terminals.
 Result fenra_on_terminal(const Arguments& arguments, unsigned short columns);
 
+// Runs it and calls `meanwhile` with its process id.
+Result fenra_beside(const Arguments& arguments, const std::function<void(pid_t)>& meanwhile);
+
 // Runs it and sends it the signal as soon as `ready` gives true.
 Result fenra_signalled(const Arguments& arguments, int signal, const std::function<bool()>& ready);
 

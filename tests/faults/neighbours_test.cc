@@ -95,6 +95,34 @@ class NeighboursTest : public FaultTest {
   Clock::time_point end_;
 };
 
+// `fenra verify` copies a store while articles wait in its journal, are being written to
+// the databases and the journal begins anew; stops on its way let that happen in between.
+TEST_F(NeighboursTest, ACopyThatIsMadeMeanwhileIsWhole) {
+  open();
+  const pid_t writer = start([this] {
+    const Instance fenra = open();
+    for (uint64_t number = 0; !HasFailure(); ++number) {
+      EXPECT_TRUE(stores(*fenra, number, 300));
+      if (number % 40 == 39) {
+        answer(*fenra, "etxea");
+      }
+    }
+  });
+  for (int i = 0; i < rounds(8) && !HasFailure(); ++i) {
+    const cli_test::Result result = cli_test::fenra_beside({"verify", path()}, [&](pid_t verify) {
+      for (int stop = 0; stop < 40; ++stop) {
+        usleep(static_cast<useconds_t>(below(1000)));
+        kill(verify, SIGSTOP);
+        usleep(static_cast<useconds_t>(below(10000)));
+        kill(verify, SIGCONT);
+      }
+    });
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+  }
+  EXPECT_EQ(kill(writer, SIGKILL), 0);
+  EXPECT_TRUE(WIFSIGNALED(wait_for(writer)));
+}
+
 TEST_F(NeighboursTest, OneWritesAndThreeRead) {
   run(seconds(3), std::chrono::milliseconds(0), false);
 }
