@@ -16,6 +16,9 @@ namespace {
 constexpr guint32 FIRST_ITEMS = 256;
 constexpr guint32 GROWTH = 16;
 constexpr guint32 MAX_ITEMS = 4096;
+// Batches that are jumped to begin with a multiple, so that the next jump near there finds
+// the same one.
+constexpr guint64 BLOCK_IDS = 256;
 // Room for a bulk read; Berkeley DB wants a page at least, and whole KiB.
 constexpr guint32 SMALL_BULK_BYTES = 4096;
 constexpr guint32 BULK_BYTES = 65536;
@@ -155,18 +158,17 @@ int ItemList::read_from(Cursor* cursor, guint64 least, ArticledbBuffer* data) {
   ahead.drop_below(least);
   if (ahead.empty()) {
     // Who goes on far behind the batch will hardly want all of the next one; what is
-    // wanted of the list is read from end to end otherwise.
+    // wanted of the list is read from end to end otherwise. The first id may be far before
+    // the others.
     const guint64 last = ahead.end[-1];
-    const bool far = least - last > last - ids[0];
+    const guint64 block = least - least % BLOCK_IDS;
+    const bool far = block > last && least - last > last - ids[batch_length > ID_BYTES ? 1 : 0];
     if (far) {
       next_items = 0;
     }
     place = batch_length - ID_BYTES;
-    const int ret = refill(cursor, DB_NEXT_DUP, far ? &least : nullptr);
-    if (ret != 0) {
-      return ret;
-    }
-    return far ? deliver(following(place), data) : read_from(cursor, least, data);
+    const int ret = refill(cursor, DB_NEXT_DUP, far ? &block : nullptr);
+    return ret == 0 ? read_from(cursor, least, data) : ret;
   }
   return deliver(static_cast<guint32>(ahead.begin - ids) * ID_BYTES, data);
 }
@@ -188,7 +190,7 @@ int ItemList::deliver(guint32 offset, ArticledbBuffer* data) {
 int ItemList::refill(Cursor* cursor, guint32 operation, const guint64* least) {
   next_items = next_items == 0 ? FIRST_ITEMS : MIN(next_items * GROWTH, MAX_ITEMS);
   guint32 size = next_items > FIRST_ITEMS ? BULK_BYTES : SMALL_BULK_BYTES;
-  int ret = least == nullptr ? recall(cursor, operation) : UNKNOWN;
+  int ret = recall(cursor, operation, least);
   if (ret != UNKNOWN) {
     return ret;
   }
@@ -226,7 +228,7 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
       flags = DB_GET_BOTH_RANGE | DB_MULTIPLE;
     }
     // What is looked for under the name is found before the batch replaces the last one.
-    const BatchName name = least == nullptr ? name_next(cursor, operation) : BatchName();
+    const BatchName name = name_next(cursor, operation, least);
     DB* database = db->*cursor->database;
     DBC* dbc = nullptr;
     int ret = database->cursor(database, nullptr, &dbc, 0);
@@ -238,7 +240,7 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
     if (ret == 0 && !take(operation == DB_SET ? nullptr : &last, bulk)) {
       ret = ENOMEM;
     }
-    if (least == nullptr && (ret == 0 || ret == DB_NOTFOUND)) {
+    if (ret == 0 || ret == DB_NOTFOUND) {
       keep(cursor, operation, gate_changes(db), name, ret);
     }
     return ret;
@@ -246,10 +248,11 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
 }
 
 // The name of the next batch in what the handle keeps of lists.
-BatchName ItemList::name_next(const Cursor* cursor, guint32 operation) const {
+BatchName ItemList::name_next(const Cursor* cursor, guint32 operation, const guint64* least) const {
   constexpr guint32 NONE = G_MAXUINT32;
-  const DBT last = standing();
-  const guint32 last_length = operation == DB_SET ? NONE : last.size;
+  constexpr guint32 LEAST = NONE - 1;
+  const DBT last = least != nullptr ? input_item(least, sizeof *least) : standing();
+  const guint32 last_length = operation == DB_SET ? NONE : least != nullptr ? LEAST : last.size;
   const DBT list_key = cursor->list_key();
   BatchName name;
   name.append(&cursor->database, sizeof cursor->database);
@@ -277,11 +280,11 @@ void ItemList::keep(Cursor* cursor, guint32 operation, guint64 changes, const Ba
 }
 
 // Takes the next batch from what is kept: 0, DB_NOTFOUND, ENOMEM; or UNKNOWN.
-int ItemList::recall(Cursor* cursor, guint32 operation) {
+int ItemList::recall(Cursor* cursor, guint32 operation, const guint64* least) {
   ListCache* lists = gate_lists(cursor->db);
   ListCache::Batch kept;
   if (lists == nullptr ||
-      !lists->find(name_next(cursor, operation), gate_changes(cursor->db), &kept)) {
+      !lists->find(name_next(cursor, operation, least), gate_changes(cursor->db), &kept)) {
     return UNKNOWN;
   }
   if (kept.length == 0) {
@@ -289,23 +292,23 @@ int ItemList::recall(Cursor* cursor, guint32 operation) {
   }
   const DBT last = operation == DB_SET ? DBT{} : standing();
   const bool follows = operation != DB_SET;
-  if (follows && (last.size == ID_BYTES) != (kept.of_ids != FALSE)) {
+  if (follows && (last.size == ID_BYTES) != (kept.width != 0)) {
     return UNKNOWN;
   }
-  const guint32 begin = !follows      ? 0
-                        : kept.of_ids ? ID_BYTES
-                                      : LENGTH_BYTES + static_cast<guint32>(last.size);
-  const guint32 length = begin + (kept.of_ids ? kept.items * ID_BYTES : kept.length);
+  const guint32 begin = !follows          ? 0
+                        : kept.width != 0 ? ID_BYTES
+                                          : LENGTH_BYTES + static_cast<guint32>(last.size);
+  const guint32 length = begin + (kept.width != 0 ? kept.items * ID_BYTES : kept.length);
   auto* bytes = static_cast<char*>(g_try_malloc(length));
   if (bytes == nullptr) {
     return ENOMEM;
   }
-  if (follows && kept.of_ids) {
+  if (follows && kept.width != 0) {
     append_id(bytes, last.data);
   } else if (follows) {
     append_item(bytes, last.data, last.size);
   }
-  if (kept.of_ids) {
+  if (kept.width != 0) {
     ListCache::decode(kept, reinterpret_cast<guint64*>(bytes + begin));
   } else {
     memcpy(bytes + begin, kept.bytes, kept.length);
@@ -314,7 +317,7 @@ int ItemList::recall(Cursor* cursor, guint32 operation) {
   batch = bytes;
   batch_length = length;
   place = 0;
-  of_ids = kept.of_ids;
+  of_ids = kept.width != 0 ? TRUE : FALSE;
   return 0;
 }
 

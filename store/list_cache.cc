@@ -7,14 +7,45 @@ namespace fenra {
 namespace store {
 namespace {
 
-constexpr guint32 MAX_ID_BYTES = 10;
+// The bytes that a number takes.
+guint32 width_of(guint64 number) {
+  return number <= G_MAXUINT8 ? 1 : number <= G_MAXUINT16 ? 2 : number <= G_MAXUINT32 ? 4 : 8;
+}
 
-guint8* encode(guint64 number, guint8* out) {
-  for (; number >= 0x80; number >>= 7) {
-    *out++ = static_cast<guint8>(number | 0x80);
+template <typename Difference>
+void encode(const guint64* ids, guint32 count, guint8* out) {
+  guint64 last = 0;
+  for (guint32 i = 0; i < count; ++i) {
+    const auto difference = static_cast<Difference>(ids[i] - last);
+    memcpy(out + i * sizeof difference, &difference, sizeof difference);
+    last = ids[i];
   }
-  *out++ = static_cast<guint8>(number);
-  return out;
+}
+
+template <typename Difference>
+void decode(const guint8* in, guint32 count, guint64* out) {
+  guint64 last = 0;
+  for (guint32 i = 0; i < count; ++i) {
+    Difference difference;
+    memcpy(&difference, in + i * sizeof difference, sizeof difference);
+    last += difference;
+    out[i] = last;
+  }
+}
+
+// Calls `run` with a number of the type that has `width` bytes.
+template <typename Run>
+void with_type_of(guint32 width, Run run) {
+  switch (width) {
+    case 1:
+      return run(guint8{});
+    case 2:
+      return run(guint16{});
+    case 4:
+      return run(guint32{});
+    default:
+      return run(guint64{});
+  }
 }
 
 }  // namespace
@@ -43,29 +74,30 @@ bool ListCache::find(const BatchName& name, guint64 changes, Batch* batch) const
     return false;
   }
   Entry entry;
-  const guint8* at = kept_.at(slot->offset);
+  const guint8* at = kept_.at(slot->position);
   memcpy(&entry, at, sizeof entry);
   at += sizeof entry;
   if (entry.name_length != name.length() || memcmp(at, name.bytes(), name.length()) != 0) {
     return false;
   }
-  *batch = {at + name.length(), entry.length, entry.items, entry.of_ids};
+  *batch = {at + name.length(), entry.length, entry.items, entry.width};
   return true;
 }
 
 void ListCache::keep_ids(const BatchName& name, guint64 changes, const guint64* ids,
                          guint32 count) {
-  guint8* const begin_bytes = begin(name, changes, count * MAX_ID_BYTES);
-  if (begin_bytes == nullptr) {
-    return;
-  }
-  guint8* end = begin_bytes;
+  guint64 most = 0;
   guint64 last = 0;
   for (guint32 i = 0; i < count; ++i) {
-    end = encode(ids[i] - last, end);
+    most = MAX(most, ids[i] - last);
     last = ids[i];
   }
-  finish(name, {name.length(), static_cast<guint32>(end - begin_bytes), count, TRUE});
+  const guint32 width = width_of(most);
+  guint8* const bytes = begin(name, changes, count * width);
+  if (bytes != nullptr) {
+    with_type_of(width, [&](auto type) { encode<decltype(type)>(ids, count, bytes); });
+    finish(name, {name.length(), count * width, count, width});
+  }
 }
 
 void ListCache::keep_items(const BatchName& name, guint64 changes, const char* bytes,
@@ -73,21 +105,13 @@ void ListCache::keep_items(const BatchName& name, guint64 changes, const char* b
   guint8* const begin_bytes = begin(name, changes, length);
   if (begin_bytes != nullptr) {
     memcpy(begin_bytes, bytes, length);
-    finish(name, {name.length(), length, 0, FALSE});
+    finish(name, {name.length(), length, 0, 0});
   }
 }
 
 void ListCache::decode(const Batch& batch, guint64* out) {
-  const guint8* at = batch.bytes;
-  guint64 last = 0;
-  for (guint32 i = 0; i < batch.items; ++i) {
-    guint64 difference = *at & 0x7f;
-    for (guint32 shift = 7; (*at++ & 0x80) != 0; shift += 7) {
-      difference |= guint64{*at & 0x7fU} << shift;
-    }
-    last += difference;
-    out[i] = last;
-  }
+  with_type_of(batch.width,
+               [&](auto type) { store::decode<decltype(type)>(batch.bytes, batch.items, out); });
 }
 
 // Makes room for an entry of at most `most` bytes beside the name. Returns where they
@@ -102,11 +126,11 @@ guint8* ListCache::begin(const BatchName& name, guint64 changes, guint32 most) {
 }
 
 void ListCache::finish(const BatchName& name, const Entry& entry) {
-  const guint32 offset = kept_.used();
-  guint8* at = kept_.at(offset);
+  const guint64 position = kept_.position();
+  guint8* at = kept_.at(position);
   memcpy(at, &entry, sizeof entry);
   memcpy(at + sizeof entry, name.bytes(), name.length());
-  kept_.finish(name.hash(), {offset, 0},
+  kept_.finish(name.hash(), {position},
                static_cast<guint32>(sizeof entry) + name.length() + entry.length);
 }
 

@@ -4,7 +4,7 @@
 
 #include <glib.h>
 
-#include "store/stamped_room.h"
+#include "store/ring_room.h"
 
 namespace ostren {
 namespace fenra {
@@ -29,13 +29,13 @@ class BatchName {
 
 class ListCache {
  public:
-  // A batch as it is kept: ids as the differences of each from the one before, in groups
-  // of 7 bits, the lowest first; other items as they are.
+  // A batch as it is kept: ids as the differences of each from the one before, in 1, 2, 4
+  // or 8 bytes, the same for all of them; other items as they are, with a width of 0.
   struct Batch {
     const guint8* bytes;
     guint32 length;
     guint32 items;
-    gboolean of_ids;
+    guint32 width;
   };
 
   // Looks for a batch as of the state of the store that `changes` stands for
@@ -43,8 +43,8 @@ class ListCache {
   bool find(const BatchName& name, guint64 changes, Batch* batch) const;
 
   // Keeps ids, or the bytes of other items, which were read in that state, unless
-  // memory is short. Batches of another state are dropped, and all when the room is
-  // used up.
+  // memory is short. Batches of another state are dropped, and the oldest for want of
+  // room.
   void keep_ids(const BatchName& name, guint64 changes, const guint64* ids, guint32 count);
   void keep_items(const BatchName& name, guint64 changes, const char* bytes, guint32 length);
 
@@ -59,18 +59,17 @@ class ListCache {
     guint32 name_length;
     guint32 length;
     guint32 items;
-    gboolean of_ids;
+    guint32 width;
     // The name and the bytes follow.
   };
   struct Slot {
-    guint32 offset;
-    guint32 stamp;
+    guint64 position;
   };
 
   guint8* begin(const BatchName& name, guint64 changes, guint32 most);
   void finish(const BatchName& name, const Entry& entry);
 
-  StampedRoom<Slot, 32> kept_;
+  RingRoom<Slot, 32> kept_;
 };
 
 }  // namespace store

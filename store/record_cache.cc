@@ -17,7 +17,9 @@ void RecordCache::add(guint64 id, guint64 changes, const Record& record) {
   if (record.length != 0) {
     memcpy(bytes, record.bytes, record.length);
   }
-  kept_.finish(id, {id, kept_.used(), static_cast<guint16>(record.length), 0}, record.length);
+  constexpr guint64 POSITIONS = guint64{1} << 48;
+  kept_.finish(id, {id, kept_.position() % POSITIONS, static_cast<guint16>(record.length)},
+               record.length);
 }
 
 }  // namespace store

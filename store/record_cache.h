@@ -4,7 +4,7 @@
 
 #include <glib.h>
 
-#include "store/stamped_room.h"
+#include "store/ring_room.h"
 
 namespace ostren {
 namespace fenra {
@@ -32,23 +32,23 @@ class RecordCache {
   }
 
   // Keeps a copy of a record that was read in that state, unless it is long or memory
-  // is short. Records of another state are dropped, and all when the room is used up.
+  // is short. Records of another state are dropped, and the oldest for want of room.
   void add(guint64 id, guint64 changes, const Record& record);
 
   // Changes the room, in bytes, to a power of two; at first it is LEAST_ROOM_BYTES.
   void set_room(guint32 bytes) { kept_.resize(bytes); }
 
  private:
-  // The place of every id with the same low bits.
+  // The place of every id with the same low bits. A position that has grown too long is
+  // that of nothing.
   struct Slot {
     guint64 id;
-    guint32 offset;
-    guint16 length;
-    guint16 stamp;
+    guint64 position : 48;
+    guint64 length : 16;
   };
   static constexpr guint32 MAX_LENGTH = 4096;
 
-  StampedRoom<Slot, 128> kept_;
+  RingRoom<Slot, 128> kept_;
   guint64 replacements_ = 0;
 };
 
@@ -57,7 +57,8 @@ inline bool RecordCache::find(guint64 id, guint64 changes, Record* record) const
   if (slot == nullptr || slot->id != id) {
     return false;
   }
-  *record = {reinterpret_cast<const char*>(kept_.at(slot->offset)), slot->length};
+  *record = {reinterpret_cast<const char*>(kept_.at(slot->position)),
+             static_cast<guint32>(slot->length)};
   return true;
 }
 

@@ -12,6 +12,9 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
+// So many ids apart, URL records share a place in what is kept at first.
+constexpr guint64 PLACES = ostren::fenra::store::LEAST_ROOM_BYTES / 128;
+
 class CursorTest : public StoreTest {
  protected:
   void putTrigram(const std::string& key, guint64 id) {
@@ -215,7 +218,7 @@ TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
   };
   for (ArticledbTransaction* writer : {t, theirs}) {
     // Two ids that share a place in what is kept.
-    for (const guint64 id : {guint64{7}, guint64{7} + 65536}) {
+    for (const guint64 id : {guint64{7}, 7 + PLACES}) {
       ASSERT_EQ(articledb_transaction_put_url(writer, "a|first", 7, id), 0);
       EXPECT_EQ(resolve(id), "a|first");
       ASSERT_EQ(articledb_transaction_put_url(writer, "b|next", 6, id), 0);
@@ -227,7 +230,7 @@ TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
     // There is no text to remove.
     ASSERT_EQ(articledb_transaction_delete_id(writer, &id), DB_NOTFOUND);
     EXPECT_EQ(resolve(id), std::to_string(STATUS_NOT_FOUND));
-    EXPECT_EQ(resolve(id + 65536), "b|next");
+    EXPECT_EQ(resolve(id + PLACES), "b|next");
   }
   EXPECT_EQ(articledb_transaction_abort(theirs), 0);
   EXPECT_EQ(articledb_db_close(other), 0);
@@ -246,24 +249,26 @@ TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {
     cache.add(id, 5, {own.data(), static_cast<guint32>(own.size())});
     ASSERT_TRUE(cache.find(id, 5, &record));
     ASSERT_FALSE(cache.find(id, 6, &record));
-    ASSERT_FALSE(cache.find(id + 65536, 5, &record));
-    const guint64 earlier = id - id % 1000;
-    if (earlier != 0 && cache.find(earlier, 5, &record)) {
-      ++found;
-      ASSERT_EQ(std::string(record.bytes, record.length), bytes(earlier));
+    ASSERT_FALSE(cache.find(id + PLACES, 5, &record));
+    // One of the last thousand is there, and what is there of others is their own.
+    for (const guint64 earlier : {id - id % 1000, id / 2}) {
+      if (earlier != 0 && cache.find(earlier, 5, &record)) {
+        found += earlier > id / 2 ? 1 : 0;
+        ASSERT_EQ(std::string(record.bytes, record.length), bytes(earlier));
+      }
     }
   }
-  EXPECT_GT(found, 90000U);
+  EXPECT_EQ(found, 99001U);
   const std::string huge(4097, 'x');
   cache.add(3, 5, {huge.data(), 4097});
   EXPECT_FALSE(cache.find(3, 5, &record) && record.length == 4097);
   cache.set_room(4 * ostren::fenra::store::LEAST_ROOM_BYTES);
   EXPECT_FALSE(cache.find(100000, 5, &record));
-  for (const guint64 id : {1, 65537, 131073, 100000}) {
+  for (const guint64 id : {guint64{1}, 1 + PLACES, 1 + 2 * PLACES, guint64{100000}}) {
     cache.add(id, 5, {"z", 1});
   }
-  EXPECT_TRUE(cache.find(1, 5, &record) && cache.find(65537, 5, &record));
-  // Of another state nothing is left, not even after the marks have wrapped round.
+  EXPECT_TRUE(cache.find(1, 5, &record) && cache.find(1 + PLACES, 5, &record));
+  // Of another state nothing is left, however many there have been.
   for (guint64 changes = 6; changes < 6 + 70000; ++changes) {
     cache.add(1, changes, {"y", 1});
     ASSERT_FALSE(cache.find(100000, changes, &record)) << changes;
@@ -282,11 +287,12 @@ TEST(ListCacheTest, GivesBackWhatItKeeps) {
   std::map<int, Ids> lists;
   int found = 0;
   for (int number = 0; number < 3000; ++number) {
-    // Differences of every length, from 0 on; of other databases they may be negative.
+    // Differences up to every length, from 0 on; of other databases they may be negative.
     Ids ids(random() % 2000);
+    const auto shift = random() % 64;
     guint64 last = 0;
     for (guint64& id : ids) {
-      id = last += random() >> random() % 64;
+      id = last += random() >> shift;
     }
     cache.keep_ids(name_of(std::to_string(number)), 5, ids.data(),
                    static_cast<guint32>(ids.size()));
@@ -302,6 +308,16 @@ TEST(ListCacheTest, GivesBackWhatItKeeps) {
     }
   }
   EXPECT_GT(found, 3500);
+  for (const guint64 room : {guint64{1} << 8, guint64{1} << 16, guint64{1} << 32}) {
+    for (const guint64 gap : {room - 1, room}) {
+      const Ids ids = {1, 1 + gap, 2 + gap};
+      cache.keep_ids(name_of("gap"), 5, ids.data(), 3);
+      ASSERT_TRUE(cache.find(name_of("gap"), 5, &batch));
+      Ids decoded(batch.items);
+      ostren::fenra::store::ListCache::decode(batch, decoded.data());
+      EXPECT_EQ(decoded, ids);
+    }
+  }
   cache.keep_items(name_of("items"), 5, "abc", 3);
   ASSERT_TRUE(cache.find(name_of("items"), 5, &batch));
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(batch.bytes), batch.length), "abc");
