@@ -16,8 +16,8 @@ constexpr guint32 LEAST_ROOM_BYTES = 16 << 20;
 // What is written goes behind what was written last, and in the end over the oldest. A
 // position counts all bytes that were ever passed; what is at one is there as long as it is
 // not less than `oldest_`. So a slot, which has a member `position` and is zero at first, is
-// known to be out of date, and dropping everything is a change of that bound. There is a
-// slot for every ROOM_OF_A_SLOT bytes, a power of two.
+// known to be out of date, and dropping everything is a step past all that there is, be it
+// empty. There is a slot for every ROOM_OF_A_SLOT bytes, a power of two.
 template <typename Slot, guint32 ROOM_OF_A_SLOT>
 class RingRoom {
  public:
@@ -43,14 +43,13 @@ class RingRoom {
 
   // What is there holds for another state as well; or does not hold any more.
   void carry_over(guint64 changes) { changes_ = changes; }
-  void drop() { oldest_ = written_; }
+  void drop() { oldest_ = ++written_; }
 
   const guint8* at(guint64 position) const { return &room_[offset_of(position)]; }
   guint8* at(guint64 position) { return &room_[offset_of(position)]; }
 
-  // The place and the position of the next `needed` bytes, at most bytes(), which follow each
-  // other; what is there already, and all of another state, is dropped. Null when memory is
-  // short.
+  // Where the next `needed` bytes, at most bytes(), go, at position(); what is there already,
+  // and all of another state, is dropped. Null when memory is short.
   guint8* begin(guint64 changes, guint32 needed) {
     if (slots_ == nullptr && !make()) {
       return nullptr;

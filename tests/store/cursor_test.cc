@@ -219,11 +219,13 @@ TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
   for (ArticledbTransaction* writer : {t, theirs}) {
     // Two ids that share a place in what is kept.
     for (const guint64 id : {guint64{7}, 7 + PLACES}) {
-      ASSERT_EQ(articledb_transaction_put_url(writer, "a|first", 7, id), 0);
-      EXPECT_EQ(resolve(id), "a|first");
-      ASSERT_EQ(articledb_transaction_put_url(writer, "b|next", 6, id), 0);
-      EXPECT_EQ(resolve(id), "b|next");
-      EXPECT_EQ(resolve(id), "b|next");
+      for (const std::string record : {"a|first", "", "b|next"}) {
+        ASSERT_EQ(articledb_transaction_put_url(writer, record.data(),
+                                                static_cast<guint32>(record.size()), id),
+                  0);
+        EXPECT_EQ(resolve(id), record);
+        EXPECT_EQ(resolve(id), record);
+      }
     }
     const guint64 id = 7;
     EXPECT_EQ(resolve(id), "b|next");
