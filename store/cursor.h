@@ -59,8 +59,9 @@ struct ItemList {
 
  private:
   int refill(Cursor* cursor, guint32 operation, const guint64* least);
-  int fetch(Cursor* cursor, guint32 operation, const guint64* least, guint32 size);
-  int recall(Cursor* cursor, guint32 operation, const guint64* least);
+  int fetch(Cursor* cursor, guint32 operation, const guint64* least, guint32 size,
+            const BatchName& name);
+  int recall(Cursor* cursor, guint32 operation, const BatchName& name);
   void keep(Cursor* cursor, guint32 operation, guint64 changes, const BatchName& name, int code);
   BatchName name_next(const Cursor* cursor, guint32 operation, const guint64* least) const;
   bool take(const DBT* standing, const DBT& bulk);

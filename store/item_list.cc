@@ -190,18 +190,21 @@ int ItemList::deliver(guint32 offset, ArticledbBuffer* data) {
 int ItemList::refill(Cursor* cursor, guint32 operation, const guint64* least) {
   next_items = next_items == 0 ? FIRST_ITEMS : MIN(next_items * GROWTH, MAX_ITEMS);
   guint32 size = next_items > FIRST_ITEMS ? BULK_BYTES : SMALL_BULK_BYTES;
-  int ret = recall(cursor, operation, least);
+  const BatchName name = name_next(cursor, operation, least);
+  int ret = recall(cursor, operation, name);
   if (ret != UNKNOWN) {
     return ret;
   }
   // An item may be longer than any buffer that is made for many.
-  while ((ret = fetch(cursor, operation, least, size)) == DB_BUFFER_SMALL && size < (1U << 31)) {
+  while ((ret = fetch(cursor, operation, least, size, name)) == DB_BUFFER_SMALL &&
+         size < (1U << 31)) {
     size *= 2;
   }
   return ret;
 }
 
-int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, guint32 size) {
+int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, guint32 size,
+                    const BatchName& name) {
   return read_in_gate(cursor->db, [&] {
     ArticledbDb* db = cursor->db;
     const DBT last = standing();
@@ -227,8 +230,6 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
       }
       flags = DB_GET_BOTH_RANGE | DB_MULTIPLE;
     }
-    // What is looked for under the name is found before the batch replaces the last one.
-    const BatchName name = name_next(cursor, operation, least);
     DB* database = db->*cursor->database;
     DBC* dbc = nullptr;
     int ret = database->cursor(database, nullptr, &dbc, 0);
@@ -280,11 +281,10 @@ void ItemList::keep(Cursor* cursor, guint32 operation, guint64 changes, const Ba
 }
 
 // Takes the next batch from what is kept: 0, DB_NOTFOUND, ENOMEM; or UNKNOWN.
-int ItemList::recall(Cursor* cursor, guint32 operation, const guint64* least) {
+int ItemList::recall(Cursor* cursor, guint32 operation, const BatchName& name) {
   ListCache* lists = gate_lists(cursor->db);
   ListCache::Batch kept;
-  if (lists == nullptr ||
-      !lists->find(name_next(cursor, operation, least), gate_changes(cursor->db), &kept)) {
+  if (lists == nullptr || !lists->find(name, gate_changes(cursor->db), &kept)) {
     return UNKNOWN;
   }
   if (kept.length == 0) {
@@ -292,23 +292,23 @@ int ItemList::recall(Cursor* cursor, guint32 operation, const guint64* least) {
   }
   const DBT last = operation == DB_SET ? DBT{} : standing();
   const bool follows = operation != DB_SET;
-  if (follows && (last.size == ID_BYTES) != (kept.width != 0)) {
+  if (follows && (last.size == ID_BYTES) != kept.of_ids()) {
     return UNKNOWN;
   }
-  const guint32 begin = !follows          ? 0
-                        : kept.width != 0 ? ID_BYTES
-                                          : LENGTH_BYTES + static_cast<guint32>(last.size);
-  const guint32 length = begin + (kept.width != 0 ? kept.items * ID_BYTES : kept.length);
+  const guint32 begin = !follows        ? 0
+                        : kept.of_ids() ? ID_BYTES
+                                        : LENGTH_BYTES + static_cast<guint32>(last.size);
+  const guint32 length = begin + (kept.of_ids() ? kept.items * ID_BYTES : kept.length);
   auto* bytes = static_cast<char*>(g_try_malloc(length));
   if (bytes == nullptr) {
     return ENOMEM;
   }
-  if (follows && kept.width != 0) {
+  if (follows && kept.of_ids()) {
     append_id(bytes, last.data);
   } else if (follows) {
     append_item(bytes, last.data, last.size);
   }
-  if (kept.width != 0) {
+  if (kept.of_ids()) {
     ListCache::decode(kept, reinterpret_cast<guint64*>(bytes + begin));
   } else {
     memcpy(bytes + begin, kept.bytes, kept.length);
@@ -317,7 +317,7 @@ int ItemList::recall(Cursor* cursor, guint32 operation, const guint64* least) {
   batch = bytes;
   batch_length = length;
   place = 0;
-  of_ids = kept.width != 0 ? TRUE : FALSE;
+  of_ids = kept.of_ids();
   return 0;
 }
 

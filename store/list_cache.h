@@ -36,6 +36,8 @@ class ListCache {
     guint32 length;
     guint32 items;
     guint32 width;
+
+    bool of_ids() const { return width != 0; }
   };
 
   // Looks for a batch as of the state of the store that `changes` stands for
