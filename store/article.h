@@ -25,9 +25,9 @@ struct Article {
   Text txt;
   guint32 raw_length = 0;
 
-  // Nothing that is required is missing.
+  // Nothing that is required is missing. An article without a URL is in no answer.
   bool complete() const {
-    return source.bytes != nullptr && url.bytes != nullptr && date.bytes != nullptr &&
+    return source.bytes != nullptr && url.length != 0 && date.bytes != nullptr &&
            lang.bytes != nullptr && txt.bytes != nullptr && raw_length != 0;
   }
 

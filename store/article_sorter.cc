@@ -106,8 +106,8 @@ void ArticleSorter::take_words(const PreparedArticle& article, guint32 index) {
   for (guint32 i = 0; i < article.words.size(); ++i) {
     numbers_.push_back(words_.number(article.words[i], article.words.hash(i)));
   }
-  urls_.push_back({words_.number(article.url), index});
-  sources_.push_back({words_.number(article.source), index});
+  urls_.push_back({words_.number(article.url_key), index});
+  sources_.push_back({words_.number(article.source_key), index});
   const std::string_view date(reinterpret_cast<const char*>(&article.date), sizeof article.date);
   dates_.push_back({words_.number(date), index});
   for (const guint32 form : article.forms) {

@@ -7,6 +7,7 @@
 #include "store/database.h"
 #include "store/gate.h"
 #include "store/record_cache.h"
+#include "store/stored_key.h"
 
 using ostren::fenra::store::Cursor;
 using ostren::fenra::store::cursor_of;
@@ -20,10 +21,13 @@ using ostren::fenra::store::gate_url_records;
 using ostren::fenra::store::get_record;
 using ostren::fenra::store::id_item;
 using ostren::fenra::store::ignored_item;
+using ostren::fenra::store::input_item;
 using ostren::fenra::store::ItemList;
+using ostren::fenra::store::MOST_STORED_BYTES;
 using ostren::fenra::store::output_item;
 using ostren::fenra::store::read_in_gate;
 using ostren::fenra::store::RecordCache;
+using ostren::fenra::store::StoredKey;
 
 namespace {
 
@@ -211,6 +215,16 @@ DBT buffer_item(const ArticledbBuffer* buffer) {
   return output_item(buffer->data, buffer->capacity);
 }
 
+// Searches a key that is stored as a shorter one, and leaves it as the caller has it.
+int next_of_long_key(Cursor* cursor, std::string_view key, ArticledbBuffer* data) {
+  const StoredKey stored(key);
+  DBT key_item = input_item(stored.bytes());
+  DBT data_item = buffer_item(data);
+  const int ret = read(cursor, &key_item, &data_item, DB_SET);
+  data->length = data_item.size;
+  return ret;
+}
+
 // ---- duplicating ----
 
 // The copy of a list stands where the list does.
@@ -308,8 +322,10 @@ int articledb_db_lookup_buffer_in_db_with_flags(ArticledbDb* db, DatabaseField d
 
 int articledb_db_lookup_buffer_in_db(ArticledbDb* db, DatabaseField database, ArticledbCursor** out,
                                      const void* key, guint32 length) {
-  const int ret =
-      articledb_db_lookup_buffer_in_db_with_flags(db, database, out, key, length, DB_SET);
+  const StoredKey stored({static_cast<const char*>(key), length});
+  const int ret = articledb_db_lookup_buffer_in_db_with_flags(
+      db, database, out, stored.bytes().data(), static_cast<guint32>(stored.bytes().size()),
+      DB_SET);
   if (ret == 0) {
     cursor_of(*out)->lists = TRUE;
   }
@@ -439,6 +455,9 @@ int articledb_cursor_next_key_and_data(ArticledbCursor* cursor, ArticledbBuffer*
   const DBT search_key = key_item;
   if (searches(operation) && search_key.size > search_key.ulen) {
     return EINVAL;
+  }
+  if (operation == DB_SET && search_key.size > MOST_STORED_BYTES) {
+    return next_of_long_key(c, {static_cast<const char*>(key->data), key->length}, data);
   }
   const int ret = read(c, &key_item, &data_item, operation);
   if (ret == DB_BUFFER_SMALL && searches(operation)) {

@@ -10,32 +10,30 @@
 #include <vector>
 
 #include "store/article.h"
+#include "store/article_version.h"
 #include "store/articledb.h"
-#include "store/database.h"
 #include "store/environment.h"
 #include "store/gate.h"
 #include "store/journal.h"
 #include "store/journal_article.h"
 #include "store/postings.h"
-#include "store/url_index.h"
 
 using ostren::fenra::store::append_journal_article;
 using ostren::fenra::store::Article;
 using ostren::fenra::store::article_read;
+using ostren::fenra::store::ArticleVersion;
 using ostren::fenra::store::Binding;
 using ostren::fenra::store::build_text_record;
-using ostren::fenra::store::DatabaseField;
-using ostren::fenra::store::delete_records;
 using ostren::fenra::store::environment_checkpoint;
 using ostren::fenra::store::gate_admits_articles;
 using ostren::fenra::store::gate_append_article;
 using ostren::fenra::store::gate_generation;
 using ostren::fenra::store::GlibReleaser;
-using ostren::fenra::store::id_item;
 using ostren::fenra::store::Journal;
 using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
 using ostren::fenra::store::Postings;
-using ostren::fenra::store::read_ids_of_url;
+using ostren::fenra::store::put_first_version;
+using ostren::fenra::store::put_next_version;
 using ostren::fenra::store::run_in_gate;
 using ostren::fenra::store::Text;
 using ostren::fenra::store::TextRecord;
@@ -49,50 +47,6 @@ struct TransactionAborter {
 struct StringListFreer {
   void operator()(GList* list) const { articledb_string_list_free(list); }
 };
-
-// ---- replacing earlier articles ----
-
-int delete_if_present(ArticledbDb* db, DatabaseField database, guint64 id) {
-  const int ret = delete_records(db, database, id_item(&id));
-  return ret == DB_NOTFOUND ? 0 : ret;
-}
-
-// Removes the URL and text records of every earlier article of the URL. An
-// earlier removal, or an indexing that failed, may have left either one missing.
-int remove_earlier_articles(ArticledbDb* db, const Text& url) {
-  std::vector<guint64> ids;
-  int ret = run_in_gate(db, [&] {
-    ids.clear();
-    return read_ids_of_url(db, {url.bytes, url.length}, &ids);
-  });
-  for (auto id = ids.begin(); ret == 0 && id != ids.end(); ++id) {
-    ret = delete_if_present(db, &ArticledbDb::urldb, *id);
-    if (ret == 0) {
-      ret = delete_if_present(db, &ArticledbDb::txtdb, *id);
-    }
-  }
-  return ret;
-}
-
-// ---- writing ----
-
-int put_article_records(ArticledbTransaction* t, const Article& article, const Text& url_record,
-                        const TextRecord& text_record, guint64 id) {
-  int ret = articledb_transaction_put_urlidx(t, id, article.url.bytes, article.url.length);
-  if (ret == 0) {
-    ret = articledb_transaction_put_url(t, url_record.bytes, url_record.length, id);
-  }
-  if (ret == 0) {
-    ret = articledb_transaction_put_source(t, article.source.bytes, article.source.length, id);
-  }
-  if (ret == 0) {
-    ret = articledb_transaction_put_date(t, article.date_number(), id);
-  }
-  if (ret == 0) {
-    ret = articledb_transaction_put_txt(t, id, text_record.bytes.get(), text_record.length);
-  }
-  return ret;
-}
 
 struct TokenSource {
   ArticledbNextTokenFunc next_token;
@@ -125,17 +79,11 @@ class ArticleWriter {
   // failed with, which may be 0 too. *exhausted tells that the source came to its end.
   int write(bool* exhausted) {
     int ret = write_to_journal();
-    while (ret != 0 || source_status_ == ARTICLEDB_TOKEN_OK) {
-      ret = write_portion();
-      if (ret != 0) {
-        *exhausted = false;
-        return ret;
-      }
-      postings_.next_portion();
-      started_ = true;
+    if (ret != 0) {
+      ret = write_to_databases();
     }
-    *exhausted = source_status_ == ARTICLEDB_TOKEN_END;
-    return *exhausted ? 0 : source_status_;
+    *exhausted = ret == 0 && source_status_ == ARTICLEDB_TOKEN_END;
+    return ret != 0 || *exhausted ? ret : source_status_;
   }
 
   guint32 tokens_read() const { return tokens_read_; }
@@ -169,6 +117,20 @@ class ArticleWriter {
     }
   }
 
+  // An article of a new URL gets its records first, and is found by more and more of its
+  // words; one that replaces another is shown when all of its words are on the disk.
+  int write_to_databases() {
+    do {
+      const int ret = write_portion();
+      if (ret != 0) {
+        return ret;
+      }
+      postings_.next_portion();
+      started_ = true;
+    } while (source_status_ == ARTICLEDB_TOKEN_OK);
+    return shown_ ? 0 : replace_earlier_articles();
+  }
+
   int write_portion() {
     int ret;
     do {
@@ -195,9 +157,34 @@ class ArticleWriter {
     const Binding binding(t_->store, generation_);
     int ret = articledb_transaction_next_id(t_, &id_);
     if (ret == 0) {
-      ret = remove_earlier_articles(t_->store, article_.url);
+      ret = run_in_gate(t_->store,
+                        [this] { return put_first_version(t_->store, version(), &shown_); });
+      report(ret);
     }
-    return ret != 0 ? ret : put_article_records(t_, article_, url_record_, text_record_, id_);
+    return ret;
+  }
+
+  int replace_earlier_articles() {
+    const int ret =
+        run_in_gate(t_->store, [this] { return put_next_version(t_->store, version()); });
+    report(ret);
+    return ret;
+  }
+
+  ArticleVersion version() const {
+    return {id_,
+            {article_.url.bytes, article_.url.length},
+            {article_.source.bytes, article_.source.length},
+            article_.date_number(),
+            {url_record_.bytes, url_record_.length},
+            {text_record_.bytes.get(), text_record_.length}};
+  }
+
+  void report(int code) const {
+    DB_ENV* env = t_->store->env;
+    if (code != 0 && code != WRITES_LOST && env != nullptr) {
+      env->err(env, code, "the records of the article '%s' cannot be written", article_.url.bytes);
+    }
   }
 
   // The token source and the lemmatizer are the host's, and run unbound.
@@ -241,7 +228,8 @@ class ArticleWriter {
   Postings postings_;
   guint64 generation_ = 0;  // of the environment that the portion is written to
   guint64 id_ = 0;
-  bool started_ = false;    // the records are on disk
+  bool started_ = false;    // the first portion is on disk
+  bool shown_ = false;      // the records are in the store
   bool collected_ = false;  // the portion's tokens have been read
   int source_status_ = ARTICLEDB_TOKEN_OK;
   guint32 tokens_read_ = 0;

@@ -6,6 +6,7 @@
 
 #include "store/database.h"
 #include "store/gate.h"
+#include "store/stored_key.h"
 
 using ostren::fenra::store::DatabaseField;
 using ostren::fenra::store::delete_records;
@@ -18,6 +19,7 @@ using ostren::fenra::store::put_new_pair;
 using ostren::fenra::store::put_record;
 using ostren::fenra::store::report;
 using ostren::fenra::store::run_in_gate;
+using ostren::fenra::store::StoredKey;
 using ostren::fenra::store::WRITES_LOST;
 
 namespace {
@@ -41,8 +43,7 @@ int string_key_written(DB* handle, const DBT& key, int code) {
 }
 
 int articledb_transaction_put_with_string_guint64(ArticledbTransaction* t, DatabaseField database,
-                                                  const char* string, guint32 length, guint64 id) {
-  const DBT key = input_item(string, length);
+                                                  const DBT& key, guint64 id) {
   const int ret = put_record(t->store, database, key, id_item(&id), DB_NODUPDATA);
   return string_key_written(t->store->*database, key, ret);
 }
@@ -50,9 +51,17 @@ int articledb_transaction_put_with_string_guint64(ArticledbTransaction* t, Datab
 int articledb_transaction_put_with_string_string(ArticledbTransaction* t, DatabaseField database,
                                                  const char* string, guint32 length,
                                                  const char* value, guint32 value_length) {
-  const DBT key = input_item(string, length);
-  const int ret = store_new_pair(t->store, database, key, input_item(value, value_length));
+  const StoredKey stored_string({string, length});
+  const StoredKey stored_value({value, value_length});
+  const DBT key = input_item(stored_string.bytes());
+  const int ret = store_new_pair(t->store, database, key, input_item(stored_value.bytes()));
   return string_key_written(t->store->*database, key, ret);
+}
+
+int put_in_hash_database(ArticledbTransaction* t, DatabaseField database, const char* string,
+                         guint32 length, guint64 id) {
+  const StoredKey stored({string, length});
+  return articledb_transaction_put_with_string_guint64(t, database, input_item(stored.bytes()), id);
 }
 
 // Raises the counter in a Berkeley DB transaction of its own, since a read for
@@ -135,9 +144,10 @@ int articledb_transaction_get_id_from_url(ArticledbTransaction* t, const char* u
                                           guint64* id) {
   // The copy ends in zero bytes where `length` exceeds the URL.
   char* copy = g_strndup(url == nullptr ? "" : url, length);
+  const StoredKey stored({copy, length});
   guint64 first = 0;
   DBT data = output_item(&first, sizeof first);
-  const int ret = get_record(t->store, &ArticledbDb::urlidx, input_item(copy, length), &data, 0);
+  const int ret = get_record(t->store, &ArticledbDb::urlidx, input_item(stored.bytes()), &data, 0);
   g_free(copy);
   if (ret == 0) {
     *id = first;
@@ -154,24 +164,23 @@ int articledb_transaction_put_url(ArticledbTransaction* t, const char* url_recor
 
 int articledb_transaction_put_urlidx(ArticledbTransaction* t, guint64 id, const char* url,
                                      guint32 length) {
-  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::urlidx, url, length, id);
+  return put_in_hash_database(t, &ArticledbDb::urlidx, url, length, id);
 }
 
 int articledb_transaction_put_form(ArticledbTransaction* t, const char* form, guint32 length,
                                    guint64 id) {
-  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::formdb, form, length, id);
+  return put_in_hash_database(t, &ArticledbDb::formdb, form, length, id);
 }
 
 int articledb_transaction_put_trigram(ArticledbTransaction* t, const char* trigram, guint32 length,
                                       guint64 id) {
-  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::trigramdb, trigram, length,
-                                                       id);
+  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::trigramdb,
+                                                       input_item(trigram, length), id);
 }
 
 int articledb_transaction_put_source(ArticledbTransaction* t, const char* source, guint32 length,
                                      guint64 id) {
-  return articledb_transaction_put_with_string_guint64(t, &ArticledbDb::sourcedb, source, length,
-                                                       id);
+  return put_in_hash_database(t, &ArticledbDb::sourcedb, source, length, id);
 }
 
 int articledb_transaction_put_lemma(ArticledbTransaction* t, const char* lemma,

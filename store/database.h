@@ -4,6 +4,8 @@
 
 #include <glib.h>
 
+#include <string_view>
+
 #include "store/articledb.h"
 
 namespace ostren {
@@ -22,6 +24,10 @@ inline DBT input_item(const void* data, guint32 size) {
   item.data = const_cast<void*>(data);
   item.size = size;
   return item;
+}
+
+inline DBT input_item(std::string_view bytes) {
+  return input_item(bytes.data(), static_cast<guint32>(bytes.size()));
 }
 
 // An item that receives at most `capacity` bytes in the caller's storage.

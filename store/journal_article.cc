@@ -4,12 +4,14 @@
 
 #include "store/failed.h"
 #include "store/numbers.h"
+#include "store/stored_key.h"
 
 namespace ostren {
 namespace fenra {
 namespace store {
 namespace {
 
+// On disk. Earlier versions wrote keys of up to this length.
 constexpr size_t MOST_KEY_BYTES = 1024;
 constexpr size_t MOST_ARTICLE_BYTES = size_t{1} << 20;
 
@@ -92,14 +94,14 @@ bool append_journal_article(const Article& article, std::string_view url_record,
                             const TextRecord& text_record, const Postings& postings,
                             std::string* record) {
   const std::string_view text(text_record.bytes.get(), text_record.length);
-  const std::string_view source(article.source.bytes, article.source.length);
-  if (postings.sequence() == nullptr || url_record.size() + text.size() > MOST_ARTICLE_BYTES ||
-      source.size() > MOST_KEY_BYTES) {
+  if (postings.sequence() == nullptr || url_record.size() + text.size() > MOST_ARTICLE_BYTES) {
     return false;
   }
+  const StoredKey url({article.url.bytes, article.url.length});
+  const StoredKey source({article.source.bytes, article.source.length});
   append_number(article.date_number(), record);
-  bool fits = append_key({article.url.bytes, article.url.length}, record);
-  append_string(source, record);
+  bool fits = append_key(url.bytes(), record);
+  append_string(source.bytes(), record);
   append_string(url_record, record);
   append_string(text, record);
   append_number(postings.form_count(), record);

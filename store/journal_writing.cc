@@ -7,13 +7,14 @@
 #include <tuple>
 #include <vector>
 
+#include "store/article_version.h"
 #include "store/database.h"
 #include "store/environment.h"
 #include "store/failed.h"
 #include "store/journal_vocabulary.h"
 #include "store/key_order.h"
 #include "store/pair_item.h"
-#include "store/url_index.h"
+#include "store/stored_key.h"
 
 namespace ostren {
 namespace fenra {
@@ -60,7 +61,8 @@ class FormKeys {
   }
 
   void append(const Posting& posting, std::string* bytes) const {
-    bytes->append(vocabulary_.word(vocabulary_.rank_at(static_cast<guint32>(posting.key))));
+    const StoredKey form(vocabulary_.word(vocabulary_.rank_at(static_cast<guint32>(posting.key))));
+    bytes->append(form.bytes());
   }
 
  private:
@@ -123,12 +125,13 @@ struct KeyedArticle {
   const JournalArticle* article;
 };
 
+// The latest article of a URL.
+struct NewestArticle : KeyedArticle {
+  std::vector<guint64> replaced;  // all others of the URL
+};
+
 std::string_view bytes_of(const guint64& id) {
   return {reinterpret_cast<const char*>(&id), sizeof id};
-}
-
-DBT item(std::string_view bytes) {
-  return input_item(bytes.data(), static_cast<guint32>(bytes.size()));
 }
 
 class Writing {
@@ -137,13 +140,15 @@ class Writing {
       : db_(db), articles_(articles), before_removal_(before_removal) {}
 
   void run() {
-    write_urls();
-    write_records();
     write_sources_and_dates();
     write_lemmas();
     const JournalVocabulary vocabulary(articles_);
     write_postings(&ArticledbDb::formdb, FormKeys(vocabulary));
     write_postings(&ArticledbDb::trigramdb, TrigramKeys(vocabulary));
+    // Last: an article is shown, and those that it replaces are not any more, when all of its
+    // words are there.
+    write_urls();
+    write_records();
     const guint64 last_id = articles_.back().id;
     put(nullptr, &ArticledbDb::iddb, {ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, bytes_of(last_id));
   }
@@ -185,21 +190,14 @@ class Writing {
   void put(DB_TXN* txn, Field field, std::string_view key, std::string_view data,
            guint32 flags = 0) {
     DB* database = db_->*field;
-    DBT key_item = item(key);
-    DBT data_item = item(data);
+    DBT key_item = input_item(key);
+    DBT data_item = input_item(data);
     require(database->put(database, txn, &key_item, &data_item, flags));
   }
 
   void put_new(DB_TXN* txn, Field field, std::string_view key, std::string_view data) {
-    const int ret = put_new_pair(db_->*field, txn, item(key), item(data));
+    const int ret = put_new_pair(db_->*field, txn, input_item(key), input_item(data));
     require(ret == DB_KEYEXIST ? 0 : ret);
-  }
-
-  void remove(DB_TXN* txn, Field field, std::string_view key) {
-    DB* database = db_->*field;
-    DBT key_item = item(key);
-    const int ret = database->del(database, txn, &key_item, 0);
-    require(ret == DB_NOTFOUND ? 0 : ret);
   }
 
   // ---- lists of ids ----
@@ -238,7 +236,8 @@ class Writing {
     in_groups(articles_, [&](DB_TXN* txn, const JournalArticle& article) {
       const std::string_view date(reinterpret_cast<const char*>(&article.date),
                                   sizeof article.date);
-      put(txn, &ArticledbDb::sourcedb, article.source, bytes_of(article.id), DB_OVERWRITE_DUP);
+      put(txn, &ArticledbDb::sourcedb, StoredKey(article.source).bytes(), bytes_of(article.id),
+          DB_OVERWRITE_DUP);
       put(txn, &ArticledbDb::datedb, date, bytes_of(article.id), DB_OVERWRITE_DUP);
     });
   }
@@ -257,38 +256,33 @@ class Writing {
              std::tie(b.order, b.article->url, b.article->id);
     });
     in_groups(urls, [&](DB_TXN* txn, const KeyedArticle& url) {
-      put(txn, &ArticledbDb::urlidx, url.article->url, bytes_of(url.article->id), DB_OVERWRITE_DUP);
+      put(txn, &ArticledbDb::urlidx, StoredKey(url.article->url).bytes(), bytes_of(url.article->id),
+          DB_OVERWRITE_DUP);
     });
     for (auto url = urls.begin(); url != urls.end(); ++url) {
       const JournalArticle& article = *url->article;
       if (url + 1 == urls.end() || url[1].article->url != article.url) {
-        remove_older(article.url, article.id);
-        newest_.push_back({hash_order(bytes_of(article.id)), &article});
+        newest_.push_back({{hash_order(bytes_of(article.id)), &article}, others_of(article)});
       }
     }
   }
 
-  void remove_older(std::string_view url, guint64 newest) {
-    std::vector<guint64> ids;
-    require(read_ids_of_url(db_, url, &ids));
-    for (const guint64 id : ids) {
-      if (id != newest) {
-        before_removal_();
-        in_transaction([&](DB_TXN* txn) {
-          remove(txn, &ArticledbDb::urldb, bytes_of(id));
-          remove(txn, &ArticledbDb::txtdb, bytes_of(id));
-        });
-      }
-    }
+  std::vector<guint64> others_of(const JournalArticle& article) const {
+    OtherVersions others;
+    require(read_other_versions(db_, article.url, article.id, &others));
+    return others.ids;
   }
 
   void write_records() {
     std::sort(newest_.begin(), newest_.end(),
               [](const KeyedArticle& a, const KeyedArticle& b) { return a.order < b.order; });
-    in_groups(newest_, [&](DB_TXN* txn, const KeyedArticle& newest) {
+    in_groups(newest_, [&](DB_TXN* txn, const NewestArticle& newest) {
       const JournalArticle& article = *newest.article;
-      put(txn, &ArticledbDb::urldb, bytes_of(article.id), article.url_record);
-      put_new(txn, &ArticledbDb::txtdb, bytes_of(article.id), article.text_record);
+      if (!newest.replaced.empty()) {
+        before_removal_();
+      }
+      require(show_version(db_, txn, article.id, article.url_record, article.text_record,
+                           newest.replaced));
     });
   }
 
@@ -305,7 +299,8 @@ class Writing {
     std::sort(pairs.begin(), pairs.end());
     pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
     for (size_t i = 0; i < pairs.size(); ++i) {
-      put_new(nullptr, &ArticledbDb::lemmadb, pairs[i].lemma, pairs[i].form);
+      put_new(nullptr, &ArticledbDb::lemmadb, StoredKey(pairs[i].lemma).bytes(),
+              StoredKey(pairs[i].form).bytes());
       if (i % GROUP_PAIRS == 0) {
         checkpoint();
       }
@@ -315,7 +310,7 @@ class Writing {
   ArticledbDb* const db_;
   const Articles& articles_;
   const std::function<void()>& before_removal_;
-  std::vector<KeyedArticle> newest_;  // of their URL; by id
+  std::vector<NewestArticle> newest_;
   // Of a group.
   std::string key_bytes_;
   std::vector<KeyedId> pairs_;

@@ -7,6 +7,7 @@
 
 #include "store/gate.h"
 #include "store/pair_item.h"
+#include "store/stored_key.h"
 
 namespace ostren {
 namespace fenra {
@@ -23,13 +24,6 @@ constexpr size_t REMEMBERED_BYTES = size_t{4} << 20;
 // Writes under one entry into the gate: readers wait for them, and they hold a lock for
 // each page that they change.
 constexpr size_t GROUP_WRITES = 256;
-
-// Longer keys, which take pages of their own, and empty ones are put one by one.
-constexpr size_t MAX_GROUPED_LENGTH = 1024;
-
-bool fits_a_group(std::string_view string) {
-  return !string.empty() && string.size() <= MAX_GROUPED_LENGTH;
-}
 
 }  // namespace
 
@@ -82,7 +76,8 @@ class Postings::Group {
 };
 
 void Postings::add_token(const char* token, int length, const GList* lemmas) {
-  const std::string_view form(token, static_cast<size_t>(length));
+  const StoredKey stored({token, static_cast<size_t>(length)});
+  const std::string_view form = stored.bytes();
   ++tokens_;
   const guint32 number = add(Kind::FORM, &forms_, form);
   const char* trigram = nullptr;
@@ -96,7 +91,8 @@ void Postings::add_token(const char* token, int length, const GList* lemmas) {
   sequence_known_ = sequence_known_ && form.find('\0') == std::string_view::npos;
   continue_sequence(number, built);
   for (const GList* lemma = lemmas; lemma != nullptr; lemma = lemma->next) {
-    const std::string_view string(static_cast<const char*>(lemma->data));
+    const StoredKey stored_lemma(static_cast<const char*>(lemma->data));
+    const std::string_view string = stored_lemma.bytes();
     const auto lemma_length = static_cast<guint32>(string.size());
     pair_.assign(reinterpret_cast<const char*>(&lemma_length), sizeof lemma_length);
     pair_.append(string).append(form);
@@ -170,7 +166,8 @@ int Postings::write_group(ArticledbTransaction* t, guint64 id, size_t first, siz
       } else {
         const bool is_form = write.kind == Kind::FORM;
         const std::string_view string = (is_form ? forms_ : trigrams_)[write.number];
-        if (!fits_a_group(string)) {
+        // An empty one is put by itself.
+        if (string.empty()) {
           return EINVAL;
         }
         (is_form ? group->forms : group->trigrams).push_back({string, id});

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "store/stored_key.h"
+
 namespace ostren {
 namespace fenra {
 namespace store {
@@ -38,7 +40,8 @@ class WordTaker {
 
  private:
   void take(std::string_view token) {
-    const guint32 number = article_.words.number(token);
+    const StoredKey stored(token);
+    const guint32 number = article_.words.number(stored.bytes());
     if (number >= is_form_.size()) {
       is_form_.resize(number + 1, false);
     }
@@ -54,7 +57,8 @@ class WordTaker {
     const std::unique_ptr<GList, StringListReleaser> lemmas(
         source_.lemmatize(source_.lemmatizer, token.data(), static_cast<int>(token.size())));
     for (const GList* lemma = lemmas.get(); lemma != nullptr; lemma = lemma->next) {
-      const guint32 lemma_number = article_.words.number(static_cast<const char*>(lemma->data));
+      const StoredKey stored(static_cast<const char*>(lemma->data));
+      const guint32 lemma_number = article_.words.number(stored.bytes());
       article_.lemmas.push_back({lemma_number, number});
     }
   }
@@ -102,8 +106,8 @@ int prepare_article(GHashTable* metadata, const WordSource& source,
     static_cast<void>(article->text_record.bytes.release());
     article->text_record.bytes.reset(bytes);
   }
-  article->url.assign(read.url.bytes, read.url.length);
-  article->source.assign(read.source.bytes, read.source.length);
+  article->url_key = StoredKey({read.url.bytes, read.url.length}).bytes();
+  article->source_key = StoredKey({read.source.bytes, read.source.length}).bytes();
   article->date = read.date_number();
   const std::unique_ptr<char, GlibReleaser> url_record(
       articledb_pack_url_with_metadata(read.url.bytes, metadata));

