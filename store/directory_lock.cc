@@ -2,12 +2,14 @@
 
 #include <fcntl.h>
 #include <glib.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <memory>
+#include <mutex>
 #include <new>
 
 // The door is an exclusive flock, presence a shared record lock of the open file
@@ -15,13 +17,76 @@
 // each other. A directory can only be opened for reading, which is enough for both
 // and for asking who else is there.
 struct ArticledbDirectoryLock {
-  explicit ArticledbDirectoryLock(int fd_) : fd(fd_) {}
-  ~ArticledbDirectoryLock() { close(fd); }
+  explicit ArticledbDirectoryLock(int fd_);
+  ~ArticledbDirectoryLock();
   ArticledbDirectoryLock(const ArticledbDirectoryLock&) = delete;
   ArticledbDirectoryLock& operator=(const ArticledbDirectoryLock&) = delete;
 
-  const int fd;
+  int fd;  // -1 in a forked child
+  ArticledbDirectoryLock* next = nullptr;
+  ArticledbDirectoryLock* previous = nullptr;
 };
+
+namespace {
+
+// The locks of the process. A forked child closes its copies at once: as long as it had them,
+// a parent that dies would count as living.
+class OwnLocks {
+ public:
+  void add(ArticledbDirectoryLock* lock) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (!watches_forks_) {
+      watches_forks_ = pthread_atfork(before_fork, after_fork, in_child) == 0;
+    }
+    lock->next = first_;
+    if (first_ != nullptr) {
+      first_->previous = lock;
+    }
+    first_ = lock;
+  }
+
+  void remove(ArticledbDirectoryLock* lock) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    (lock->previous == nullptr ? first_ : lock->previous->next) = lock->next;
+    if (lock->next != nullptr) {
+      lock->next->previous = lock->previous;
+    }
+  }
+
+ private:
+  static void before_fork();
+  static void after_fork();
+  static void in_child();
+
+  std::mutex mutex_;
+  ArticledbDirectoryLock* first_ = nullptr;
+  bool watches_forks_ = false;
+};
+
+OwnLocks own_locks;
+
+void OwnLocks::before_fork() { own_locks.mutex_.lock(); }
+
+void OwnLocks::after_fork() { own_locks.mutex_.unlock(); }
+
+void OwnLocks::in_child() {
+  for (ArticledbDirectoryLock* lock = own_locks.first_; lock != nullptr; lock = lock->next) {
+    close(lock->fd);
+    lock->fd = -1;
+  }
+  own_locks.mutex_.unlock();
+}
+
+}  // namespace
+
+ArticledbDirectoryLock::ArticledbDirectoryLock(int fd_) : fd(fd_) { own_locks.add(this); }
+
+ArticledbDirectoryLock::~ArticledbDirectoryLock() {
+  own_locks.remove(this);
+  if (fd != -1) {
+    close(fd);
+  }
+}
 
 namespace ostren {
 namespace fenra {
@@ -124,16 +189,19 @@ int directory_lock_take_place(ArticledbDirectoryLock* lock, int place) {
   return become_present(lock->fd, off_t{1} + place);
 }
 
-bool directory_lock_is_taken(ArticledbDirectoryLock* lock, int place) {
+bool directory_lock_is_taken(const ArticledbDirectoryLock* lock, int place) {
   bool alone = false;
   return look_for_others(lock->fd, off_t{1} + place, &alone) != 0 || !alone;
 }
+
+bool directory_lock_is_own(const ArticledbDirectoryLock* lock) { return lock->fd != -1; }
 
 void directory_lock_release(ArticledbDirectoryLock* lock) {
   if (lock == nullptr) {
     return;
   }
-  // Closing the descriptor would leave the locks to a forked child's copy of it.
+  // Closing the descriptor would leave the locks to a copy of it in a child that has been
+  // made without notice.
   struct flock absence = byte_range(F_UNLCK, 0, 0);
   fcntl(lock->fd, F_OFD_SETLK, &absence);
   flock(lock->fd, LOCK_UN);

@@ -5,7 +5,8 @@
 // one at a time through its door. All of it are locks on the directory itself, of
 // kinds that belong to an open file description: two handles of one process count
 // as two, closing one does not disturb the other, and a killed process leaves
-// nothing behind.
+// nothing behind, in whatever namespace it had its number. A forked child has none of
+// its parent's locks.
 #ifndef FENRA_STORE_DIRECTORY_LOCK_H
 #define FENRA_STORE_DIRECTORY_LOCK_H
 
@@ -29,11 +30,15 @@ int directory_lock_shut_door(ArticledbDirectoryLock* lock, bool* alone);
 void directory_lock_open_door(ArticledbDirectoryLock* lock);
 
 // Presence in one of the numbered places, for as long as the lock lasts. Returns 0
-// or the code of the system call.
+// or the code of the system call. Only one handle may take a place at a time: the door is
+// shut.
 int directory_lock_take_place(ArticledbDirectoryLock* lock, int place);
 
 // Whether another handle is present in the place. A doubt counts as presence.
-bool directory_lock_is_taken(ArticledbDirectoryLock* lock, int place);
+bool directory_lock_is_taken(const ArticledbDirectoryLock* lock, int place);
+
+// Whether the lock is this process's own, and not that of the one it was forked from.
+bool directory_lock_is_own(const ArticledbDirectoryLock* lock);
 
 // Leaves the directory, also for child processes that inherited the lock, and
 // releases it. Null is allowed.

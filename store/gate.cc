@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "store/copied_files.h"
 #include "store/db_config.h"
 #include "store/directory_lock.h"
 #include "store/environment.h"
@@ -70,19 +71,31 @@ void clear_abandoned(const ArticledbGate* gate) {
   }
 }
 
-int move_in(ArticledbGate* gate) {
-  for (int place = 0; place < GateFile::PLACES; ++place) {
-    if (!gate->file->occupied(place)) {
-      const int ret = directory_lock_take_place(gate->lock, place);
-      if (ret == 0) {
-        gate->place = place;
-        gate->file->set_occupied(place, true);
+// Takes a place that is free, or one that a vanished process has left occupied. The door is
+// shut: nobody else moves in.
+int take_place(ArticledbGate* gate) {
+  for (const bool abandoned : {false, true}) {
+    for (int place = 0; place < GateFile::PLACES; ++place) {
+      if (gate->file->occupied(place) == abandoned && !directory_lock_is_taken(gate->lock, place)) {
+        const int ret = directory_lock_take_place(gate->lock, place);
+        gate->place = ret == 0 ? place : -1;
+        return ret;
       }
-      return ret;
     }
   }
   return EAGAIN;
 }
+
+// Under the gate.
+void move_in(ArticledbGate* gate) {
+  if (gate->file->occupied(gate->place)) {
+    // What the one before has left in the environment goes.
+    gate->file->condemn();
+  }
+  gate->file->set_occupied(gate->place, true);
+}
+
+int lock_file(ArticledbGate* gate) { return gate->file->lock(gate->lock, gate->place); }
 
 // ---- the environment of the present generation ----
 
@@ -183,6 +196,9 @@ int enter_directory(const char* path, ArticledbGate* gate) {
   }
   bool alone = false;
   int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
+  if (ret == 0 && alone) {
+    ret = adopt_files(gate->directory, GateFile::origin(gate->directory));
+  }
   if (ret == 0) {
     ret =
         GateFile::open(gate->directory, alone, db_config_fingerprint(gate->directory), &gate->file);
@@ -216,7 +232,12 @@ int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
   if (ret == 0 && prepare != nullptr) {
     ret = prepare(db);
   }
-  return ret == 0 ? settle_journal(db, Access::CHANGE) : ret;
+  if (ret == 0) {
+    ret = settle_journal(db, Access::CHANGE);
+    // What waits goes on waiting, and who only reads can do so.
+    ret = ret == ENOSPC ? 0 : ret;
+  }
+  return ret;
 }
 
 // The last one to leave, when nobody has left anything behind. Then nothing waits in the
@@ -234,6 +255,50 @@ bool leaves_in_order(ArticledbDb* db, bool alone) {
     }
   }
   return ret == 0;
+}
+
+// Brings everything into the database file.
+bool make_whole(ArticledbDb* db) {
+  return db->env->txn_checkpoint(db->env, 0, 0, 0) == 0 && db->gate->journal->remove() == 0;
+}
+
+int close_handles(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
+                  int (*close_environment)(ArticledbDb* db)) {
+  const int ret = close_databases(db);
+  return ret != 0 ? ret : close_environment(db);
+}
+
+// Closes under the gate. The door is shut.
+int leave_store(ArticledbDb* db, bool alone, int (*close_databases)(ArticledbDb* db),
+                int (*close_environment)(ArticledbDb* db)) {
+  ArticledbGate* gate = db->gate;
+  GateFile* file = gate->file.get();
+  int ret = lock_file(gate);
+  if (ret != 0) {
+    return ret;
+  }
+  if (gate->generation != 0 && !is_present(gate)) {
+    renew_environment(db);
+  }
+  bool in_order = leaves_in_order(db, alone);
+  ret = close_databases(db);
+  if (ret == 0) {
+    // On a full disk, too, who has only read leaves the store as it was.
+    in_order = in_order && (file->unchanged() || make_whole(db));
+    ret = close_environment(db);
+  }
+  if (ret == DB_RUNRECOVERY) {
+    file->condemn();
+  }
+  if (ret == 0) {
+    if (in_order) {
+      file->set_clean();
+    }
+    file->set_cursors(file->cursors() - gate->cursors);
+    file->set_occupied(gate->place, false);
+  }
+  file->unlock();
+  return ret;
 }
 
 // Runs `call` unless a host has cursors open. Those of a process that is gone go with the
@@ -259,7 +324,10 @@ int gate_enter(ArticledbDb* db, Access access) {
   if (gate == nullptr) {
     return EINVAL;
   }
-  int ret = gate->file->lock();
+  if (!directory_lock_is_own(gate->lock)) {
+    return EPERM;
+  }
+  int ret = lock_file(gate);
   if (ret != 0) {
     return ret;
   }
@@ -316,7 +384,7 @@ bool Retries::again(ArticledbDb* db, int code) {
   }
   // The cursor in the way may be that of a process that is gone.
   GateFile* file = db->gate->file.get();
-  if (++refusals_ == 1 && file->lock() == 0) {
+  if (++refusals_ == 1 && lock_file(db->gate) == 0) {
     if (count_abandoned(db->gate) > 0) {
       file->condemn();
     }
@@ -403,17 +471,14 @@ int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db)
   }
   ArticledbGate* gate = db->gate = entered.release();
   gate->messages = environment_messages(db->env);
-  int ret = gate->file->lock();
+  int ret = take_place(gate);
   if (ret == 0) {
-    ret = move_in(gate);
-    if (ret == 0) {
-      ret = open_store(db, prepare);
-    } else {
-      steps.failed(ret, OPEN_ENVIRONMENT_STEP);
-    }
+    ret = lock_file(gate);
+  }
+  if (!steps.failed(ret, OPEN_ENVIRONMENT_STEP)) {
+    move_in(gate);
+    ret = open_store(db, prepare);
     gate->file->unlock();
-  } else {
-    steps.failed(ret, OPEN_ENVIRONMENT_STEP);
   }
   directory_lock_open_door(gate->lock);
   return ret;
@@ -422,44 +487,19 @@ int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db)
 int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
                int (*close_environment)(ArticledbDb* db)) {
   ArticledbGate* gate = db->gate;
-  bool alone = false;
-  bool in_order = false;
-  if (gate != nullptr) {
-    if (directory_lock_shut_door(gate->lock, &alone) != 0) {
-      alone = false;
-    }
-    const int ret = gate->file->lock();
-    if (ret != 0) {
-      directory_lock_open_door(gate->lock);
-      return ret;
-    }
-    if (gate->generation != 0 && !is_present(gate)) {
-      renew_environment(db);
-    }
-    in_order = leaves_in_order(db, alone);
-  }
-  int ret = close_databases(db);
-  if (ret == 0) {
-    in_order =
-        in_order && db->env->txn_checkpoint(db->env, 0, 0, 0) == 0 && gate->journal->remove() == 0;
-    ret = close_environment(db);
-  }
   if (gate == nullptr) {
-    return ret;
+    return close_handles(db, close_databases, close_environment);
   }
-  if (ret == DB_RUNRECOVERY) {
-    gate->file->condemn();
+  if (!directory_lock_is_own(gate->lock)) {
+    return EPERM;
   }
-  if (ret == 0 && in_order) {
-    gate->file->set_clean();
+  bool alone = false;
+  if (directory_lock_shut_door(gate->lock, &alone) != 0) {
+    alone = false;
   }
-  if (ret == 0) {
-    gate->file->set_cursors(gate->file->cursors() - gate->cursors);
-  }
-  if (ret == 0 && gate->place != -1) {
-    gate->file->set_occupied(gate->place, false);
-  }
-  gate->file->unlock();
+  // Without a place nothing of the store has been opened.
+  int ret = gate->place == -1 ? close_handles(db, close_databases, close_environment)
+                              : leave_store(db, alone, close_databases, close_environment);
   if (ret == 0) {
     db->gate = nullptr;
     delete gate;

@@ -1,7 +1,7 @@
-// The gate of a store: the one mutex, shared by all processes, under which every
+// The gate of a store: the one lock, shared by all processes, under which every
 // call of Berkeley DB is made. docs/reliability.md has the design.
 //
-// A process that dies under the mutex leaves it to the next one, which recovers the
+// A process that dies under the lock leaves it to the next one, which recovers the
 // environment; everybody else then finds that the environment has been built anew
 // and joins it. So a store handle's env and database fields change whenever the gate
 // is entered: they are fetched after that, never kept across it.

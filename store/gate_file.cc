@@ -1,8 +1,9 @@
 #include "store/gate_file.h"
 
 #include <fcntl.h>
-#include <pthread.h>
+#include <linux/futex.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,7 +11,10 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
+
+#include "store/files_mark.h"
 
 namespace ostren {
 namespace fenra {
@@ -19,9 +23,18 @@ namespace {
 
 constexpr char FILE_NAME[] = "fenra.gate";                            // on disk
 constexpr char MAGIC[8] = {'f', 'e', 'n', 'r', 'a', 'g', 't', '\0'};  // on disk
-constexpr guint32 VERSION = 3;                                        // on disk
+constexpr guint32 VERSION = 4;                                        // on disk
 constexpr size_t FILE_BYTES = 4096;                                   // on disk
 constexpr size_t BOOT_ID_BYTES = 40;                                  // on disk
+
+// On disk: of the holder of the lock. The other bits are its place plus 1, or 0.
+constexpr guint32 WAITED_FOR = guint32{1} << 31;
+
+// How long a dead holder may go unnoticed.
+constexpr timespec WAIT = {0, 20 * 1000 * 1000};
+
+// The thread is inside a gate.
+thread_local bool inside = false;
 
 class Descriptor {
  public:
@@ -69,32 +82,30 @@ int write_whole(int fd, const void* bytes) {
 struct GateFile::Layout {
   char magic[sizeof MAGIC];
   guint32 version;
-  guint32 mutex_bytes;  // sizeof(pthread_mutex_t)
+  guint32 recovered;  // 1: the environment has been recovered since the store was opened
   guint64 generation;
   guint32 condemned;
   guint32 clean;
   guint32 complete;
   guint32 configuration;
   char boot_id[BOOT_ID_BYTES];  // of the clean mark
-  alignas(64) pthread_mutex_t mutex;
+  alignas(64) std::atomic<guint32> holder;
   alignas(64) guint8 occupied[PLACES];
   alignas(64) std::atomic<guint64> changes;
   JournalState journal;
   guint32 cursors;
   guint64 replacements;
+  FilesMark files;  // of the clean mark
 
-  bool readable() const {
-    return memcmp(magic, MAGIC, sizeof MAGIC) == 0 && version == VERSION &&
-           mutex_bytes == sizeof(pthread_mutex_t);
-  }
+  bool readable() const { return memcmp(magic, MAGIC, sizeof MAGIC) == 0 && version == VERSION; }
 };
 
-int GateFile::map(int fd, std::unique_ptr<GateFile>* file) {
+int GateFile::map(const char* directory, int fd, std::unique_ptr<GateFile>* file) {
   void* address = mmap(nullptr, FILE_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   if (address == MAP_FAILED) {
     return errno;
   }
-  file->reset(new (std::nothrow) GateFile(static_cast<Layout*>(address)));
+  file->reset(new (std::nothrow) GateFile(directory, static_cast<Layout*>(address)));
   if (*file == nullptr) {
     munmap(address, FILE_BYTES);
     return ENOMEM;
@@ -102,43 +113,52 @@ int GateFile::map(int fd, std::unique_ptr<GateFile>* file) {
   return 0;
 }
 
+// False for what is not a gate file of this version.
+bool GateFile::read(const char* directory, Layout* layout) {
+  const Descriptor fd(open_file(directory, O_RDONLY));
+  return fd != -1 &&
+         pread(fd, static_cast<void*>(layout), sizeof *layout, 0) ==
+             static_cast<ssize_t>(sizeof *layout) &&
+         layout->readable();
+}
+
 int GateFile::open(const char* directory, bool first, guint32 configuration,
                    std::unique_ptr<GateFile>* file) {
+  static_assert(sizeof(Layout) <= FILE_BYTES, "the file holds the layout");
+  static_assert(std::atomic<guint64>::is_always_lock_free, "processes share the number");
   // Who is not the first must not make a file: it would be another one than that of
   // the others.
   const Descriptor fd(open_file(directory, first ? O_RDWR | O_CREAT : O_RDWR));
   if (fd == -1) {
     return errno;
   }
-  static_assert(sizeof(Layout) <= FILE_BYTES, "the file holds the layout");
-  static_assert(std::atomic<guint64>::is_always_lock_free, "processes share the number");
   alignas(Layout) char bytes[FILE_BYTES] = {};
   const ssize_t length = pread(fd, bytes, sizeof bytes, 0);
   const auto& found = *reinterpret_cast<const Layout*>(bytes);
   const bool readable = length == static_cast<ssize_t>(sizeof bytes) && found.readable();
   if (!first) {
-    return readable ? map(fd, file) : EPROTO;
+    return readable ? map(directory, fd, file) : EPROTO;
   }
   // Written out rather than only extended: a full disk must show here and not as a
   // signal at the first touch.
   const char nothing[FILE_BYTES] = {};
   int ret = length == static_cast<ssize_t>(sizeof bytes) ? 0 : write_whole(fd, nothing);
   if (ret == 0) {
-    ret = map(fd, file);
+    ret = map(directory, fd, file);
   }
   if (ret == 0) {
-    ret = (*file)->initialise(readable ? found : *reinterpret_cast<const Layout*>(nothing),
-                              configuration);
+    (*file)->initialise(readable ? found : *reinterpret_cast<const Layout*>(nothing),
+                        configuration);
   }
   return ret;
 }
 
-int GateFile::initialise(const Layout& found, guint32 configuration) {
+void GateFile::initialise(const Layout& found, guint32 configuration) {
   char boot_id[BOOT_ID_BYTES];
   read_boot_id(boot_id);
   was_clean_ = found.clean == 1 && found.condemned == 0 && boot_id[0] != '\0' &&
                memcmp(boot_id, found.boot_id, sizeof boot_id) == 0 &&
-               found.configuration == configuration;
+               found.configuration == configuration && found.files == read_files_mark(directory_);
   const guint32 complete = found.complete;
   // A process that is killed in here leaves a file that the next one does not take
   // for clean: that mark goes first.
@@ -148,43 +168,75 @@ int GateFile::initialise(const Layout& found, guint32 configuration) {
   layout_->condemned = was_clean_ ? 0 : 1;
   layout_->complete = complete;
   layout_->configuration = configuration;
+  layout_->version = VERSION;
+  memcpy(layout_->magic, MAGIC, sizeof MAGIC);
+}
 
-  pthread_mutexattr_t attributes;
-  pthread_mutexattr_init(&attributes);
-  pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
-  pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
-  const int ret = pthread_mutex_init(&layout_->mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
-  if (ret == 0) {
-    layout_->mutex_bytes = sizeof(pthread_mutex_t);
-    layout_->version = VERSION;
-    memcpy(layout_->magic, MAGIC, sizeof MAGIC);
+GateFile::Origin GateFile::origin(const char* directory) {
+  Layout found = {};
+  const FilesMark present = read_files_mark(directory);
+  if (!read(directory, &found)) {
+    return Origin::COPY;
   }
-  return ret;
+  if (found.clean != 1 || found.files == present) {
+    return Origin::HERE;
+  }
+  return found.files.directory_inode == present.directory_inode ? Origin::PUT_OVER : Origin::COPY;
 }
 
 GateFile::~GateFile() { munmap(layout_, FILE_BYTES); }
 
 bool GateFile::says_complete(const char* directory) {
-  const Descriptor fd(open_file(directory, O_RDONLY));
-  alignas(Layout) char bytes[sizeof(Layout)];
-  return fd != -1 && pread(fd, bytes, sizeof bytes, 0) == static_cast<ssize_t>(sizeof bytes) &&
-         reinterpret_cast<const Layout*>(bytes)->readable() &&
-         reinterpret_cast<const Layout*>(bytes)->complete == 1;
+  Layout found = {};
+  return read(directory, &found) && found.complete == 1;
 }
 
-int GateFile::lock() {
-  int ret = pthread_mutex_lock(&layout_->mutex);
-  if (ret == EOWNERDEAD) {
-    // In this order: who dies in here leaves the mutex as it was found.
-    condemn();
-    ret = pthread_mutex_consistent(&layout_->mutex);
+// ---- the lock ----
+
+// A place is a better name of the holder than the number of its thread, which is another one
+// in each namespace, and may be given again: the kernel knows who is present in it.
+int GateFile::lock(const ArticledbDirectoryLock* directory, int place) {
+  if (inside) {
+    return EDEADLK;
   }
-  return ret;
+  const guint32 mine = static_cast<guint32>(place) + 1;
+  guint32 free = 0;
+  if (!layout_->holder.compare_exchange_strong(free, mine)) {
+    wait_for_lock(directory, mine);
+  }
+  inside = true;
+  return 0;
 }
 
-void GateFile::unlock() { pthread_mutex_unlock(&layout_->mutex); }
+// Whoever has waited takes the lock as one that is waited for: others may wait still.
+void GateFile::wait_for_lock(const ArticledbDirectoryLock* directory, guint32 mine) {
+  std::atomic<guint32>& holder = layout_->holder;
+  for (;;) {
+    guint32 seen = 0;
+    if (holder.compare_exchange_strong(seen, mine | WAITED_FOR)) {
+      return;
+    }
+    if ((seen & WAITED_FOR) == 0 && !holder.compare_exchange_strong(seen, seen | WAITED_FOR)) {
+      continue;
+    }
+    seen |= WAITED_FOR;
+    const long ret = syscall(SYS_futex, &holder, FUTEX_WAIT, seen, &WAIT, nullptr, 0);
+    const bool timed_out = ret == -1 && errno == ETIMEDOUT;
+    const auto place = static_cast<int>(seen & ~WAITED_FOR) - 1;
+    if (timed_out && (place >= PLACES || !directory_lock_is_taken(directory, place)) &&
+        holder.compare_exchange_strong(seen, mine | WAITED_FOR)) {
+      condemn();
+      return;
+    }
+  }
+}
+
+void GateFile::unlock() {
+  inside = false;
+  if ((layout_->holder.exchange(0) & WAITED_FOR) != 0) {
+    syscall(SYS_futex, &layout_->holder, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+  }
+}
 
 guint64 GateFile::generation() const { return layout_->generation; }
 
@@ -207,6 +259,7 @@ void GateFile::count_replacement() { ++layout_->replacements; }
 
 void GateFile::absolve() {
   layout_->condemned = 0;
+  layout_->recovered = 1;
   layout_->journal.known = 0;
   layout_->cursors = 0;
 }
@@ -221,7 +274,12 @@ void GateFile::set_configuration(guint32 configuration) { layout_->configuration
 
 void GateFile::set_clean() {
   read_boot_id(layout_->boot_id);
+  layout_->files = read_files_mark(directory_);
   layout_->clean = 1;
+}
+
+bool GateFile::unchanged() const {
+  return layout_->recovered == 0 && layout_->condemned == 0 && changes() == 0;
 }
 
 void GateFile::set_complete() { layout_->complete = 1; }

@@ -1,5 +1,5 @@
 // The file "fenra.gate" of a store directory, mapped into every process that has
-// the store open: the mutex under which Berkeley DB is used, and what the
+// the store open: the lock under which Berkeley DB is used, and what the
 // processes have to know of each other. docs/store-format.md has its layout.
 #ifndef FENRA_STORE_GATE_FILE_H
 #define FENRA_STORE_GATE_FILE_H
@@ -7,6 +7,9 @@
 #include <glib.h>
 
 #include <memory>
+#include <string>
+
+#include "store/directory_lock.h"
 
 namespace ostren {
 namespace fenra {
@@ -19,7 +22,7 @@ class GateFile {
 
   // Maps the file of the directory. `first` says that nobody else has the store
   // open, which the caller has made sure of: the file is then made anew, whatever it
-  // held, since a mutex survives neither a reboot nor a copy; `configuration` is then
+  // held, since a lock survives neither a reboot nor a copy; `configuration` is then
   // the fingerprint of the environment's settings. Returns 0; the code of the system
   // call that failed; EPROTO for a file of another version that is in use.
   static int open(const char* directory, bool first, guint32 configuration,
@@ -31,9 +34,18 @@ class GateFile {
   // Whether the file of a directory says that its store is complete. Takes no lock.
   static bool says_complete(const char* directory);
 
-  // Waits for the mutex. Whatever the death of its owner leaves behind is condemned.
-  // Returns 0 or the code of pthread_mutex_lock: EDEADLK in a thread that holds it.
-  int lock();
+  // Where the files of a directory come from, by its gate file.
+  enum class Origin {
+    HERE,      // the store has been used with them, or has never been closed
+    COPY,      // there is no gate file, or that of another directory
+    PUT_OVER,  // since the store was closed here others have been put into their place
+  };
+  static Origin origin(const char* directory);
+
+  // Waits for the lock, for a handle with a place. A holder is known by its place, and taken
+  // for dead when nobody is present there any more: what it leaves behind is condemned.
+  // Returns 0; or EDEADLK in a thread that is inside a gate.
+  int lock(const ArticledbDirectoryLock* directory, int place);
   void unlock();
 
   // Of the file as it was found: the last handle had closed the store in order, since
@@ -41,7 +53,7 @@ class GateFile {
   // environment has been made with the present settings.
   bool was_clean() const { return was_clean_; }
 
-  // The rest is used under the mutex.
+  // The rest is used under the lock.
 
   // Number of the environment's present build, from 1; handles of an earlier one are
   // of no use any more.
@@ -57,14 +69,17 @@ class GateFile {
   // The fingerprint of the settings that the environment is made with.
   void set_configuration(guint32 configuration);
 
-  // Marks the store as closed in order.
+  // Marks the store as closed in order: its files are whole as they are now.
   void set_clean();
+
+  // Since the first handle found the store closed in order nothing has been changed in it.
+  bool unchanged() const;
 
   // The store has its id counter on disk.
   void set_complete();
 
   // A number that grows with every operation that may change what the store holds,
-  // before the change is made. It may be read without the mutex.
+  // before the change is made. It may be read without the lock.
   guint64 changes() const;
   void count_change();
 
@@ -96,10 +111,13 @@ class GateFile {
 
  private:
   struct Layout;
-  explicit GateFile(Layout* layout) : layout_(layout) {}
-  static int map(int fd, std::unique_ptr<GateFile>* file);
-  int initialise(const Layout& found, guint32 configuration);
+  GateFile(const char* directory, Layout* layout) : directory_(directory), layout_(layout) {}
+  static int map(const char* directory, int fd, std::unique_ptr<GateFile>* file);
+  static bool read(const char* directory, Layout* layout);
+  void initialise(const Layout& found, guint32 configuration);
+  void wait_for_lock(const ArticledbDirectoryLock* directory, guint32 mine);
 
+  const std::string directory_;
   Layout* const layout_;
   bool was_clean_ = false;
 };

@@ -40,6 +40,10 @@ constexpr guint64 COST_IN_LARGE_DATABASE = MOST_PATIENCE;
 // Fewer bytes of records tell nothing about the cost of many.
 constexpr guint64 LEAST_MEASURED_BYTES = guint64{16} << 10;
 
+// So many may wait whatever writing them has cost: enough for the next cost to be measured, so
+// that one slow batch is forgotten with the next.
+constexpr guint64 LEAST_WAITING_BYTES = 4 * LEAST_MEASURED_BYTES;
+
 constexpr guint64 MEBIBYTE = guint64{1} << 20;
 
 // The last id that the databases know of.
@@ -105,7 +109,8 @@ guint64 Journal::most_bytes() const {
   }
   const guint64 patience = state_.patience == 0 ? MOST_PATIENCE : state_.patience;
   return cost == 0 ? JournalFile::MOST_BYTES
-                   : std::min(JournalFile::MOST_BYTES, patience * MEBIBYTE / cost);
+                   : std::clamp(patience * MEBIBYTE / cost, LEAST_WAITING_BYTES,
+                                JournalFile::MOST_BYTES);
 }
 
 // ---- writing to the databases ----

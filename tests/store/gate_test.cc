@@ -279,24 +279,24 @@ TEST_F(GateTest, OnlyWhatWasNotClosedInOrderIsRecovered) {
   EXPECT_EQ(articledb_db_close(second), 0);
   EXPECT_TRUE(recovers());
 
-  // Gate files of another time: of before the machine was started, with a mutex that a
-  // dead thread holds, and none at all.
+  // Gate files of another time: of before the machine was started, with a holder that is
+  // dead, of other files, and broken ones.
   const std::string gate = path + "/fenra.gate";
-  std::ifstream in(gate, std::ios::binary);
-  const std::string good((std::istreambuf_iterator<char>(in)), {});
-  ASSERT_EQ(good.size(), 4096U);
   constexpr size_t BOOT_ID = 40;
-  constexpr size_t MUTEX = 128;
-  std::string rebooted = good;
-  rebooted[BOOT_ID] ^= 1;
-  std::string locked = good;
-  memset(&locked[MUTEX], 0x77, sizeof(pthread_mutex_t));
-  const std::pair<std::string, bool> files[] = {{rebooted, true},
-                                                {locked, false},
-                                                {std::string(4096, '\xff'), true},
-                                                {good.substr(0, 100), true},
-                                                {"", true}};
-  for (const auto& [bytes, recovered] : files) {
+  constexpr size_t HOLDER = 128;
+  constexpr size_t DATABASE_INODE = 1312;
+  const std::pair<std::function<void(std::string&)>, bool> changes[] = {
+      {[](std::string& bytes) { bytes[BOOT_ID] ^= 1; }, true},
+      {[](std::string& bytes) { bytes[HOLDER] = 7; }, false},
+      {[](std::string& bytes) { bytes[DATABASE_INODE] ^= 1; }, true},
+      {[](std::string& bytes) { bytes.assign(4096, '\xff'); }, true},
+      {[](std::string& bytes) { bytes.resize(100); }, true},
+      {[](std::string& bytes) { bytes.clear(); }, true}};
+  for (const auto& [change, recovered] : changes) {
+    std::ifstream in(gate, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    ASSERT_EQ(bytes.size(), 4096U);
+    change(bytes);
     std::ofstream(gate, std::ios::binary) << bytes;
     EXPECT_EQ(recovers(), recovered);
   }
