@@ -1,0 +1,205 @@
+// Words, lemmas, URLs and sources of any length. Berkeley DB's hash databases cannot keep
+// those that take pages of their own: such a key damages pages when it is written again and
+// again, and hides shorter ones that it begins with.
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <set>
+
+#include "store/articledb_bulk.h"
+#include "store/schema.h"
+#include "tests/store/store_fixture.h"
+
+namespace {
+
+using ostren::fenra::store::DATABASES;
+
+enum class Way { AT_ONCE, JOURNAL, BULK };
+
+class LongKeysTest : public StoreTest, public testing::WithParamInterface<Way> {
+ protected:
+  // Adds an article in the way of the test and to the model. Its id is articles_.size().
+  void add(const std::string& url, const std::string& source, const Strings& words) {
+    articles_.push_back({url, source, words});
+    if (bulk_ == nullptr && GetParam() == Way::BULK) {
+      ASSERT_EQ(articledb_bulk_new(&bulk_, (root + "/bulk").c_str(), 1 << 20), 0);
+    }
+    auto values = articleValues(url);
+    values["source"] = source;
+    const Metadata metadata(values);
+    TokenList tokens = {words};
+    if (GetParam() == Way::AT_ONCE) {
+      tokens.tokens.push_back(StoreTest::AT_ONCE);
+    }
+    if (bulk_ == nullptr) {
+      ASSERT_EQ(index(metadata, tokens, lemmatize), 0);
+      return;
+    }
+    ArticledbBulkArticle* article = nullptr;
+    ASSERT_EQ(
+        articledb_bulk_prepare(metadata, TokenList::pull, &tokens, lemmatize, nullptr, &article),
+        0);
+    ASSERT_EQ(articledb_bulk_add(bulk_, article, nullptr), 0);
+  }
+
+  // Ends the building, and looks for damage.
+  void finish() {
+    if (bulk_ != nullptr) {
+      ASSERT_EQ(articledb_bulk_finish(bulk_, nullptr, nullptr), 0);
+      articledb_bulk_free(bulk_);
+      path = root + "/bulk";
+    }
+    close();
+    verify();
+    db = articledb_db_new();
+    ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
+    begin();
+  }
+
+  void expect_answers_of_the_model() {
+    ASSERT_EQ(maxId(), articles_.size());
+    expect_words();
+    expect_sources();
+    expect_urls();
+  }
+
+  // Nothing longer gets into the databases, but for the records of URLs and texts.
+  void expect_short_items() const {
+    constexpr size_t LONGEST = 1000;
+    for (const auto& spec : DATABASES) {
+      const bool has_records =
+          spec.field == &ArticledbDb::urldb || spec.field == &ArticledbDb::txtdb;
+      DB* database = db->*spec.field;
+      DBC* cursor = nullptr;
+      ASSERT_EQ(database->cursor(database, nullptr, &cursor, 0), 0);
+      size_t longest = 0;
+      DBT key = {};
+      DBT data = {};
+      while (cursor->get(cursor, &key, &data, DB_NEXT) == 0) {
+        longest = std::max<size_t>({longest, key.size, has_records ? 0 : data.size});
+      }
+      cursor->close(cursor);
+      EXPECT_LE(longest, LONGEST) << spec.name;
+    }
+  }
+
+ private:
+  struct Article {
+    std::string url;
+    std::string source;
+    Strings words;
+  };
+
+  static std::string lemma_of(const std::string& form) { return form + "-lema"; }
+  static GList* lemmatize(void*, const char* form, int length) {
+    return articledb_string_list_prepend(
+        articledb_string_list_new(),
+        lemma_of(std::string(form, static_cast<size_t>(length))).c_str());
+  }
+
+  void expect_words() {
+    std::map<std::string, Ids> forms;
+    for (guint64 id = 1; id <= articles_.size(); ++id) {
+      const Strings& words = articles_[id - 1].words;
+      for (const std::string& word : std::set(words.begin(), words.end())) {
+        forms[word].push_back(id);
+      }
+    }
+    for (const auto& [form, expected] : forms) {
+      ASSERT_EQ(formIds(form), expected) << beginning(form);
+      // Each lemma has one form.
+      ASSERT_EQ(dups(lookup(articledb_db_lookup_lemma, lemma_of(form))).size(), 1U)
+          << beginning(form);
+    }
+  }
+
+  void expect_sources() {
+    std::map<std::string, Ids> sources;
+    for (guint64 id = 1; id <= articles_.size(); ++id) {
+      sources[articles_[id - 1].source].push_back(id);
+    }
+    for (const auto& [source, expected] : sources) {
+      ASSERT_EQ(ids(lookup(articledb_db_lookup_source, source)), expected) << beginning(source);
+    }
+  }
+
+  // Of each URL the newest article has its record.
+  void expect_urls() {
+    std::map<std::string, guint64> newest;
+    for (guint64 id = 1; id <= articles_.size(); ++id) {
+      newest[articles_[id - 1].url] = id;
+    }
+    for (guint64 id = 1; id <= articles_.size(); ++id) {
+      const std::string& url = articles_[id - 1].url;
+      const std::string stored = record(articledb_db_lookup_id_to_url, id);
+      ASSERT_EQ(stored.rfind(url + "|", 0) == 0, newest[url] == id) << id << beginning(url);
+      guint64 known = 0;
+      ASSERT_EQ(articledb_transaction_get_id_from_url(t, url.c_str(),
+                                                      static_cast<guint32>(url.size()), &known),
+                0);
+      ASSERT_EQ(articles_[known - 1].url == url, true) << beginning(url);
+    }
+  }
+
+  static std::string beginning(const std::string& key) {
+    return key.substr(0, 20) + "... of " + std::to_string(key.size());
+  }
+
+  std::vector<Article> articles_;
+  ArticledbBulk* bulk_ = nullptr;
+};
+
+INSTANTIATE_TEST_SUITE_P(Ways, LongKeysTest, testing::Values(Way::AT_ONCE, Way::JOURNAL, Way::BULK),
+                         [](const auto& way) {
+                           return way.param == Way::AT_ONCE   ? "AtOnce"
+                                  : way.param == Way::JOURNAL ? "Journal"
+                                                              : "Bulk";
+                         });
+
+// Also those that end where the longest key does, and a little before and behind it.
+TEST_P(LongKeysTest, AreWrittenAgainAndAgain) {
+  std::mt19937 random(1);
+  const size_t lengths[] = {1030, 990, 1000, 1001, 1024, 1025, 4096, 20000};
+  for (size_t i = 0; i < 2000; ++i) {
+    Strings words;
+    for (int left = 0; left < 30; ++left) {
+      words.push_back("h" + std::to_string(random() % 700));
+    }
+    const bool has_long = i % 20 == 0;
+    const size_t length = i % 40 == 0 ? lengths[0] : lengths[i / 40 % 8];
+    if (has_long) {
+      words.insert(words.begin() + 15, std::string(length, '-'));
+    }
+    add(has_long ? std::string(length, 'u') : "u" + std::to_string(i),
+        has_long ? std::string(length, 's') : "iturria", words);
+  }
+  finish();
+  expect_answers_of_the_model();
+  expect_short_items();
+}
+
+TEST_P(LongKeysTest, HideNoShortOnesThatTheyBeginWith) {
+  constexpr size_t LONG_ONES = 900;
+  std::mt19937 random(2);
+  const auto continued = [&random](std::string key) {
+    for (size_t left = 1000 + random() % 500; left > 0; --left) {
+      key.push_back(static_cast<char>('a' + random() % 26));
+    }
+    return key;
+  };
+  const std::string url = "http://a.eus/x";
+  add(url, "egunkaria", {"etxe", "mendi"});
+  for (size_t i = 0; i < LONG_ONES; i += 20) {
+    Strings words;
+    for (size_t word = 0; word < 20; ++word) {
+      words.push_back(continued(word % 2 == 0 ? "etxe" : "mendi"));
+    }
+    add(continued(url), continued("egunkaria"), words);
+    add(url, "egunkaria", {"etxe"});
+  }
+  add(url, "egunkaria", {"etxe", "mendi"});
+  finish();
+  expect_answers_of_the_model();
+}
+
+}  // namespace
