@@ -1,6 +1,7 @@
 // A disk that becomes full while articles are indexed.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -81,30 +82,49 @@ TEST_F(FullDiskTest, AFileSystemOf48Megabytes) {
   });
 }
 
-// Others fill the disk while articles wait for being written to the databases.
+// Others fill the disk while articles wait for being written to the databases, or while they
+// are. The first ones replace articles that have been there.
 TEST_F(FullDiskTest, WaitingArticlesAreNotLost) {
-  run_apart([&] {
-    if (freopen("/dev/null", "w", stderr) == nullptr) {
-      _exit(1);
-    }
-    install_hooks();
-    Instance fenra = open();
-    std::vector<uint64_t> stored;
-    while (stored.size() < 150) {
-      EXPECT_TRUE(stores(*fenra, stored.size(), 400));
-      stored.push_back(stored.size());
-    }
-    fill_disk(0);
-    EXPECT_FALSE(stores(*fenra, 1000));
-    EXPECT_LT(answer(*fenra, "etxea").size(), stored.size());
-    lift_faults();
-    EXPECT_EQ(answer(*fenra, "etxea").size(), stored.size());
-    expect_found(*fenra, stored);
-    EXPECT_TRUE(stores(*fenra, 1001));
-    fenra.reset();
-    expect_sound(path());
-    expect_found(*open(), stored);
-  });
+  for (int i = 0; i < rounds(3); ++i) {
+    const std::string store = directory() / ("waiting" + std::to_string(i));
+    const int64_t room = i == 0 ? 0 : below(3 << 20);
+    SCOPED_TRACE(room);
+    run_apart([&] {
+      constexpr uint64_t kReplaced = 100;
+      if (freopen("/dev/null", "w", stderr) == nullptr) {
+        _exit(1);
+      }
+      install_hooks();
+      Instance fenra = open(store);
+      std::vector<uint64_t> stored;
+      Urls replaced;
+      while (stored.size() < kReplaced) {
+        EXPECT_TRUE(stores(*fenra, stored.size(), 100));
+        replaced.push_back(url_of(stored.size()));
+        stored.push_back(stored.size());
+      }
+      EXPECT_EQ(answer(*fenra, "etxea"), replaced);
+      while (stored.size() < 150) {
+        stored.push_back(stored.size());
+      }
+      for (const uint64_t number : stored) {
+        EXPECT_TRUE(stores(*fenra, number, 400));
+      }
+      fill_disk(room);
+      EXPECT_TRUE(!stores(*fenra, 1000) || room != 0);
+      Urls shown = answer(*fenra, "etxea");
+      std::sort(shown.begin(), shown.end());
+      EXPECT_TRUE(std::includes(shown.begin(), shown.end(), replaced.begin(), replaced.end()));
+      EXPECT_EQ(std::adjacent_find(shown.begin(), shown.end()), shown.end());
+      lift_faults();
+      EXPECT_GE(answer(*fenra, "etxea").size(), stored.size());
+      expect_found(*fenra, stored);
+      EXPECT_TRUE(stores(*fenra, 1001));
+      fenra.reset();
+      expect_sound(store);
+      expect_found(*open(store), stored);
+    });
+  }
 }
 
 TEST_F(FullDiskTest, WritesWithoutRoom) {

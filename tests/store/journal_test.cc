@@ -1,10 +1,5 @@
 // Articles that wait in the journal for being written to the databases.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <fstream>
-#include <functional>
 #include <random>
 
 #include "store/failed.h"
@@ -194,31 +189,6 @@ class JournalTest : public StoreTest {
     }
   }
 
-  // Does the work in a process that then dies with the store open. Returns whether it got
-  // so far, or died in the middle of it.
-  bool getsToTheEnd(const std::function<void()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      db = articledb_db_new();
-      if (articledb_db_open(db, path.c_str()) == 0) {
-        work();
-      }
-      _exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) << status;
-    return status == 0;
-  }
-
-  // The same with nobody else there: what was only in memory is lost.
-  bool getsToTheEndAlone(const std::function<void()>& work) {
-    close();
-    const bool ended = getsToTheEnd(work);
-    reopen();
-    return ended;
-  }
-
   void makeAnew() {
     close();
     std::filesystem::remove_all(path);
@@ -337,27 +307,6 @@ TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
   close();
   verify();
 }
-
-// The n-th put into a database fails, or kills the process.
-struct BrokenPuts {
-  static inline int (*real)(DB*, DB_TXN*, DBT*, DBT*, guint32);
-  static inline int left;
-  static inline int signal;
-
-  static void install(DB* database, int puts, int signal_or_0) {
-    real = database->put;
-    left = puts;
-    signal = signal_or_0;
-    database->put = put;
-  }
-
-  static int put(DB* database, DB_TXN* txn, DBT* key, DBT* data, guint32 flags) {
-    if (left-- == 0) {
-      return signal == 0 ? EIO : raise(signal);
-    }
-    return real(database, txn, key, data, flags);
-  }
-};
 
 // What failed is done again together with what has come meanwhile.
 TEST_F(JournalTest, AFailureIsMadeGood) {

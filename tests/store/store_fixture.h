@@ -5,10 +5,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zlib.h>
 
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -33,6 +37,40 @@ struct TokenList {
     *token = string.data();
     *length = static_cast<int>(string.size());
     return ARTICLEDB_TOKEN_OK;
+  }
+};
+
+// One that calls `meanwhile` with the number of tokens that it has given, before each of
+// them and before its end.
+struct InterruptedTokens {
+  TokenList tokens;
+  std::function<void(size_t)> meanwhile;
+
+  static int pull(void* source, const char** token, int* length) {
+    auto* self = static_cast<InterruptedTokens*>(source);
+    self->meanwhile(self->tokens.next);
+    return TokenList::pull(&self->tokens, token, length);
+  }
+};
+
+// The n-th put into a database fails, or kills the process.
+struct BrokenPuts {
+  static inline int (*real)(DB*, DB_TXN*, DBT*, DBT*, guint32);
+  static inline int left;
+  static inline int signal;
+
+  static void install(DB* database, int puts, int signal_or_0) {
+    real = database->put;
+    left = puts;
+    signal = signal_or_0;
+    database->put = put;
+  }
+
+  static int put(DB* database, DB_TXN* txn, DBT* key, DBT* data, guint32 flags) {
+    if (left-- == 0) {
+      return signal == 0 ? EIO : raise(signal);
+    }
+    return real(database, txn, key, data, flags);
   }
 };
 
@@ -189,6 +227,31 @@ class StoreTest : public ::testing::Test {
     guint64 id = ~0ULL;
     EXPECT_EQ(articledb_db_max_id(db, &id), 0);
     return id;
+  }
+
+  // Does the work in a process that then dies with the store open. Returns whether it got
+  // so far, or died in the middle of it.
+  bool getsToTheEnd(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      db = articledb_db_new();
+      if (articledb_db_open(db, path.c_str()) == 0) {
+        work();
+      }
+      _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) << status;
+    return status == 0;
+  }
+
+  // The same with nobody else there: what was only in memory is lost.
+  bool getsToTheEndAlone(const std::function<void()>& work) {
+    close();
+    const bool ended = getsToTheEnd(work);
+    reopen();
+    return ended;
   }
 
   // Structure check of the closed store's database file.

@@ -1,0 +1,167 @@
+// A URL shows one article, the earlier or the later one, and all of it.
+#include <atomic>
+#include <set>
+#include <thread>
+
+#include "store_fixture.h"
+
+namespace {
+
+class ReplacingTest : public StoreTest {
+ protected:
+  // The words of a version, more than are written at once.
+  static Strings words(const std::string& version) {
+    Strings words(9000, "betegarri");
+    for (size_t i = 0; i < words.size(); ++i) {
+      words[i] = i % 2 == 0 ? "denak" : "h" + std::to_string(i) + version;
+    }
+    return words;
+  }
+
+  // Replaces by the new version. `meanwhile` is called with the number of words read.
+  int replace(const std::function<void(size_t)>& meanwhile) {
+    InterruptedTokens source = {{words("berria")}, meanwhile};
+    return articledb_db_index(db, Metadata(articleValues("u", "berria")), InterruptedTokens::pull,
+                              &source, articledb_lemmatizer_identity, nullptr);
+  }
+
+  Ids live(const std::string& url) {
+    Ids live;
+    for (guint64 id = maxId(); id > 0; --id) {
+      if (record(articledb_db_lookup_id_to_url, id).rfind(url + "|", 0) == 0) {
+        live.push_back(id);
+      }
+    }
+    return live;
+  }
+
+  // The version that the URL shows, whole; the empty string otherwise.
+  std::string shown() {
+    const Ids ids = live("u");
+    if (ids.size() != 1) {
+      ADD_FAILURE() << ids.size() << " articles";
+      return "";
+    }
+    const std::string version = text(ids[0]);
+    for (const std::string& word : {std::string("denak"), "h1" + version, "h8999" + version}) {
+      EXPECT_THAT(formIds(word), testing::Contains(ids[0])) << word;
+    }
+    return version;
+  }
+};
+
+TEST_F(ReplacingTest, TheEarlierArticleIsShownUntilTheLaterOneIsWhole) {
+  ASSERT_EQ(index("u", words("zaharra"), "zaharra"), 0);
+  ArticledbDb* reader = articledb_db_new();
+  ASSERT_EQ(articledb_db_open(reader, path.c_str()), 0);
+  EXPECT_EQ(replace([&](size_t place) {
+              if (place % 1000 == 0 || place == 4097) {
+                std::swap(db, reader);
+                EXPECT_EQ(shown(), "zaharra") << place;
+                std::swap(db, reader);
+              }
+            }),
+            0);
+  EXPECT_EQ(shown(), "berria");
+  EXPECT_EQ(articledb_db_close(reader), 0);
+}
+
+// By themselves between two writes, and in any of them; with others there or alone.
+TEST_F(ReplacingTest, ADeathLeavesOneOfTheTwo) {
+  ASSERT_EQ(index("u", words("zaharra"), "zaharra"), 0);
+  const auto expect_death = [this](const std::function<void()>& work) {
+    EXPECT_FALSE(getsToTheEnd(work));
+    EXPECT_NE(shown(), "");
+    EXPECT_FALSE(getsToTheEndAlone(work));
+    EXPECT_NE(shown(), "");
+  };
+  for (const size_t death : {0, 1, 4096, 4097, 9000}) {
+    SCOPED_TRACE(death);
+    expect_death([&] {
+      replace([death](size_t place) {
+        if (place == death) {
+          raise(SIGKILL);
+        }
+      });
+    });
+  }
+  using Field = DB* ArticledbDb::*;
+  for (const Field field : {&ArticledbDb::urldb, &ArticledbDb::urlidx, &ArticledbDb::txtdb,
+                            &ArticledbDb::formdb, &ArticledbDb::trigramdb}) {
+    expect_death([&] {
+      maxId();
+      BrokenPuts::install(db->*field, field == &ArticledbDb::trigramdb ? 20 : 0, SIGKILL);
+      replace([](size_t) {});
+    });
+  }
+  EXPECT_EQ(replace([](size_t) {}), 0);
+  EXPECT_EQ(shown(), "berria");
+  close();
+  verify();
+}
+
+// Whose articles are kept from the journal.
+enum class Kept { ALL, ALL_BUT_ONE, ALL_BY_A_CURSOR };
+
+class WritersTest : public ReplacingTest, public testing::WithParamInterface<Kept> {};
+
+INSTANTIATE_TEST_SUITE_P(Kept, WritersTest,
+                         testing::Values(Kept::ALL, Kept::ALL_BUT_ONE, Kept::ALL_BY_A_CURSOR),
+                         [](const auto& kept) {
+                           return kept.param == Kept::ALL           ? "All"
+                                  : kept.param == Kept::ALL_BUT_ONE ? "AllButOne"
+                                                                    : "AllByACursor";
+                         });
+
+TEST_P(WritersTest, LeaveOneArticleOfAUrl) {
+  constexpr int ROUNDS = 250;
+  constexpr int WRITERS = 4;
+  ArticledbCursor* cursor = nullptr;
+  if (GetParam() == Kept::ALL_BY_A_CURSOR) {
+    // Has been read, and so has a place.
+    cursor = whole(articledb_db_get_dates);
+    char bytes[8];
+    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
+    ASSERT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_END);
+  }
+  std::atomic<int> arrived{0};
+  const auto work = [&](int writer) {
+    ArticledbDb* mine = articledb_db_new();
+    EXPECT_EQ(articledb_db_open(mine, path.c_str()), 0);
+    const bool at_once =
+        GetParam() == Kept::ALL || (GetParam() == Kept::ALL_BUT_ONE && writer != 0);
+    for (int round = 0; round < ROUNDS; ++round) {
+      TokenList tokens = {{"hitz", at_once ? AT_ONCE : "hitz"}};
+      const Metadata metadata(articleValues("u" + std::to_string(round)));
+      for (++arrived; arrived < WRITERS * (round + 1);) {
+        std::this_thread::yield();
+      }
+      EXPECT_EQ(articledb_db_index(mine, metadata, TokenList::pull, &tokens,
+                                   articledb_lemmatizer_identity, nullptr),
+                0);
+    }
+    EXPECT_EQ(articledb_db_close(mine), 0);
+  };
+  std::vector<std::thread> writers;
+  for (int writer = 0; writer < WRITERS; ++writer) {
+    writers.emplace_back(work, writer);
+  }
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  std::multiset<std::string> urls;
+  for (guint64 id = 1; id <= WRITERS * ROUNDS; ++id) {
+    const std::string record = url(id);
+    if (record[0] == 'u') {
+      urls.insert(record.substr(0, record.find('|')));
+    }
+  }
+  EXPECT_EQ(maxId(), guint64{WRITERS} * ROUNDS);
+  EXPECT_EQ(urls.size(), std::set<std::string>(urls.begin(), urls.end()).size()) << "twice";
+  EXPECT_EQ(std::set<std::string>(urls.begin(), urls.end()).size(), size_t{ROUNDS});
+  if (cursor != nullptr) {
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+  }
+}
+
+}  // namespace
