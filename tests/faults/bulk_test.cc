@@ -11,6 +11,7 @@
 #include "store/articledb_bulk.h"
 #include "tests/faults/injection.h"
 #include "tests/faults/support.h"
+#include "tests/store/store_fixture.h"
 
 namespace faults {
 namespace {
@@ -19,39 +20,18 @@ namespace fs = std::filesystem;
 
 struct Releaser {
   void operator()(ArticledbBulk* bulk) const { articledb_bulk_free(bulk); }
-  void operator()(GHashTable* table) const { g_hash_table_destroy(table); }
   void operator()(ArticledbUtf8Tokenizer* t) const { articledb_utf8_tokenizer_free(t); }
 };
 
-// That of instances, which "fenra verify" compares with; loaded once.
-void* lemmatizer() {
-  static void* const loaded = [] {
-    const ostren::fenra::TmpFile file(fstContent, fstContentSize);
-    return articledb_simple_fst_lemmatizer_new(file.name());
-  }();
-  return loaded;
-}
-
 // Prepares article `number` and adds it.
 int add(ArticledbBulk* bulk, uint64_t number, int words) {
-  std::string url = url_of(number);
-  std::string text = text_of(number, words);
-  char empty[] = "";
-  const std::unique_ptr<GHashTable, Releaser> metadata(g_hash_table_new(g_str_hash, g_str_equal));
-  const auto insert = [&metadata](const char* key, gpointer value) {
-    g_hash_table_insert(metadata.get(), const_cast<char*>(key), value);
-  };
-  insert("_url", url.data());
-  insert("_txt", text.data());
-  insert("_length", GUINT_TO_POINTER(text.size()));
-  for (const char* key : {"source", "date", "lang"}) {
-    insert(key, empty);
-  }
+  const std::string text = text_of(number, words);
+  const Metadata metadata(articleValues(url_of(number), text));
   const std::unique_ptr<ArticledbUtf8Tokenizer, Releaser> tokenizer(
       articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())));
   ArticledbBulkArticle* article = nullptr;
   const int status =
-      articledb_bulk_prepare(metadata.get(), articledb_utf8_tokenizer_next_token, tokenizer.get(),
+      articledb_bulk_prepare(metadata, articledb_utf8_tokenizer_next_token, tokenizer.get(),
                              articledb_simple_fst_lemmatizer_first_lemma, lemmatizer(), &article);
   return status != 0 ? status : articledb_bulk_add(bulk, article, nullptr);
 }

@@ -1,92 +1,163 @@
-// Writers that are killed at any moment.
+// Processes that write and read one store and are killed at any moment.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
+#include <memory>
 
+#include "tests/faults/article_model.h"
 #include "tests/faults/support.h"
 
 namespace faults {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+struct Closer {
+  void operator()(ArticledbDb* db) const { EXPECT_EQ(articledb_db_close(db), 0); }
+};
+using Store = std::unique_ptr<ArticledbDb, Closer>;
+
+constexpr size_t kProcesses = 3;
+
 class KillTest : public FaultTest {
  protected:
-  static constexpr uint64_t kNumbersPerRound = 1000000;
+  ~KillTest() override { kill_all(); }
 
-  // In every other round each eighth article is too long for the journal, and reaches the
-  // disk in two portions.
-  static int words(uint64_t number) {
-    return number / kNumbersPerRound % 2 == 0 && number % 8 == 1 ? 5000 : 60;
+  // What a process does again and again. It has its number.
+  using Step = std::function<void(ArticledbDb*, int)>;
+
+  // Kills the processes, one at a time and now and then all of them, and starts them again.
+  // The first so many have a process namespace each.
+  void run(const ArticleModel& model, int own_namespaces, const Step& step) {
+    open();
+    own_namespaces_ = own_namespaces;
+    step_ = step;
+    end_ = Clock::now() + std::chrono::seconds(seconds(4));
+    int kills = 0;
+    for (; Clock::now() < end_ && !HasFailure(); ++kills) {
+      start_missing();
+      // In long runs now and then enough for the journal to fill.
+      const bool at_leisure = seconds(0) != 0 && below(10) == 0;
+      usleep(static_cast<useconds_t>(below(at_leisure ? 5000000 : 300000)));
+      expect_at_work();
+      kill_one(static_cast<size_t>(below(kProcesses)));
+      if (kills % 8 == 7) {
+        kill_all();
+      }
+      // Ever more rarely, since it takes the longer the more there is.
+      if (kills >= 7 && (kills & (kills + 1)) == 0) {
+        expect_model(model);
+      }
+    }
+    for (pid_t& process : processes_) {
+      const int status = process == 0 || HasFailure() ? 0 : wait_for(process);
+      EXPECT_EQ(status, 0) << "wait status";
+      process = HasFailure() ? process : 0;
+    }
+    kill_all();
+    expect_model(model);
+    printf("%d kills, %llu articles, %llu answers\n", kills,
+           static_cast<unsigned long long>(model.written()),
+           static_cast<unsigned long long>(model.answers()));
   }
 
-  // Indexes articles from `number` on and tells each one that has been acknowledged.
-  [[noreturn]] void index_until_killed(uint64_t number, int acknowledgements) const {
-    const Instance fenra = open();
-    for (;; ++number) {
-      if (!stores(*fenra, number, words(number)) ||
-          write(acknowledgements, &number, sizeof number) != sizeof number) {
-        _exit(1);
+ private:
+  Store open_handle() const {
+    ArticledbDb* db = articledb_db_new();
+    EXPECT_EQ(articledb_db_open(db, path().c_str()), 0);
+    return Store(db);
+  }
+
+  void start_missing() {
+    for (size_t i = 0; i < kProcesses; ++i) {
+      if (processes_[i] == 0) {
+        beats_->last[i] = Clock::now().time_since_epoch().count();
+        const uint64_t seed = random_();
+        const auto work = [this, i, seed] { this->work(i, seed); };
+        const bool own = i < static_cast<size_t>(own_namespaces_);
+        processes_[i] = own ? start_in_own_namespace(work) : start(work);
       }
     }
   }
 
-  // Lets a writer work for a time and returns what it had acknowledged when it was killed.
-  std::vector<uint64_t> killed_writer(uint64_t first, useconds_t time) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    const pid_t writer = start([&] {
-      close(ends[0]);
-      index_until_killed(first, ends[1]);
-    });
-    close(ends[1]);
-    usleep(time);
-    EXPECT_EQ(kill(writer, SIGKILL), 0);
-    const int status = wait_for(writer);
-    EXPECT_TRUE(WIFSIGNALED(status)) << "the writer failed with " << WEXITSTATUS(status);
-    std::vector<uint64_t> acknowledged;
-    uint64_t number = 0;
-    while (read(ends[0], &number, sizeof number) == sizeof number) {
-      acknowledged.push_back(number);
+  void work(size_t number, uint64_t seed) {
+    random_.seed(seed);
+    const Store store = open_handle();
+    while (Clock::now() < end_ && !HasFailure()) {
+      beats_->last[number] = Clock::now().time_since_epoch().count();
+      step_(store.get(), static_cast<int>(number));
     }
-    close(ends[0]);
-    return acknowledged;
   }
 
-  // Of all articles, the newest and some others.
-  std::vector<uint64_t> sample(const std::vector<uint64_t>& all, size_t newest) {
-    std::vector<uint64_t> chosen(all.end() - static_cast<ptrdiff_t>(newest), all.end());
-    for (int i = 0; i < 50 && !all.empty(); ++i) {
-      chosen.push_back(all[static_cast<size_t>(below(static_cast<int>(all.size())))]);
+  // No step takes so long.
+  void expect_at_work() const {
+    for (const auto& last : beats_->last) {
+      EXPECT_LT(Clock::now() - Clock::time_point(Clock::duration(last)), std::chrono::seconds(30))
+          << "a process hangs";
     }
-    return chosen;
   }
+
+  void kill_one(size_t number) {
+    pid_t& process = processes_[number];
+    if (process > 0) {
+      kill(process, SIGKILL);
+      const int status = wait_for(process);
+      EXPECT_TRUE(WIFSIGNALED(status) || status == 0) << "failed: " << WEXITSTATUS(status);
+    }
+    process = 0;
+  }
+  void kill_all() {
+    for (size_t number = 0; number < kProcesses; ++number) {
+      kill_one(number);
+    }
+  }
+
+  void expect_model(const ArticleModel& model) const {
+    // Apart, so that it cannot hang here either.
+    const pid_t checker = start([&] {
+      const std::vector<uint64_t> ids = model.expect_all(open_handle().get());
+      const std::string verdict = expect_sound();
+      for (const uint64_t id : ids) {
+        EXPECT_EQ(verdict.find("article " + std::to_string(id) + " lacks"), std::string::npos);
+      }
+    });
+    EXPECT_EQ(wait_for(checker, seconds(0)), 0) << "wait status";
+  }
+
+  struct Beats {
+    std::array<std::atomic<Clock::rep>, kProcesses> last{};
+  };
+
+  const Shared<Beats> beats_;
+  std::array<pid_t, kProcesses> processes_{};
+  int own_namespaces_ = 0;
+  Step step_;
+  Clock::time_point end_;
 };
 
-TEST_F(KillTest, WhatWasAcknowledgedIsThere) {
-  const int count = rounds(3);
-  std::vector<uint64_t> all;
-  double longest = 0;
-  for (int round = 0; round < count && !HasFailure(); ++round) {
-    SCOPED_TRACE("round " + std::to_string(round));
-    const std::vector<uint64_t> acknowledged =
-        killed_writer(static_cast<uint64_t>(round + 1) * kNumbersPerRound,
-                      static_cast<useconds_t>(below(700000) + (round == 1 ? 300000 : 0)));
-    all.insert(all.end(), acknowledged.begin(), acknowledged.end());
-    const auto before = std::chrono::steady_clock::now();
-    Instance fenra = open();
-    longest = std::max(
-        longest, std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count());
-    const std::vector<uint64_t> chosen = sample(all, acknowledged.size());
-    expect_found(*fenra, chosen);
-    fenra.reset();
-    expect_whole(chosen, words);
+TEST_F(KillTest, TheStoreShowsWhatTheModelKnows) {
+  const ArticleModel model(ArticleModel::Kind::ANY);
+  run(model, 0, [&](ArticledbDb* db, int number) {
+    number == 0 ? model.write(db, random_, 0, 1) : model.ask(db, random_);
+  });
+}
+
+// As two containers have it that share a volume, with a third process outside.
+TEST_F(KillTest, ProcessNamespacesShareAStore) {
+  const pid_t probe = start_in_own_namespace([] {});
+  if (probe == -1) {
+    GTEST_SKIP() << "no process namespace can be made here";
   }
-  expect_found(*open(), all);
-  printf("%d rounds, %zu articles acknowledged, longest opening %.2f s\n", count, all.size(),
-         longest);
+  wait_for(probe);
+  const ArticleModel model(ArticleModel::Kind::FOR_THE_JOURNAL);
+  run(model, 2, [&](ArticledbDb* db, int number) {
+    model.write(db, random_, static_cast<uint32_t>(number), kProcesses);
+    model.ask(db, random_);
+  });
 }
 
 }  // namespace

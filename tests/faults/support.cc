@@ -1,5 +1,6 @@
 #include "tests/faults/support.h"
 
+#include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
@@ -10,8 +11,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
-#include <sstream>
 
 #include "store/articledb.h"
 #include "tests/cli/program.h"
@@ -53,6 +52,14 @@ std::string text_of(uint64_t number, int words) {
   return text;
 }
 
+void* lemmatizer() {
+  static void* const loaded = [] {
+    const ostren::fenra::TmpFile file(fstContent, fstContentSize);
+    return articledb_simple_fst_lemmatizer_new(file.name());
+  }();
+  return loaded;
+}
+
 Urls answer(Fenra& fenra, const std::string& query) {
   Urls urls;
   const Results results(fenra.lookup(query.c_str()));
@@ -61,33 +68,6 @@ Urls answer(Fenra& fenra, const std::string& query) {
   }
   return urls;
 }
-
-namespace {
-
-DBT item(const void* bytes, size_t length) {
-  DBT item = {};
-  item.data = const_cast<void*>(bytes);
-  item.size = static_cast<guint32>(length);
-  return item;
-}
-
-guint64 id_of(ArticledbDb* db, const std::string& url) {
-  guint64 id = 0;
-  DBT key = item(url.data(), url.size());
-  DBT data = item(&id, 0);
-  data.ulen = sizeof id;
-  data.flags = DB_DBT_USERMEM;
-  EXPECT_EQ(db->urlidx->get(db->urlidx, nullptr, &key, &data, 0), 0) << url;
-  return id;
-}
-
-bool has_posting(DB* database, const std::string& text, guint64 id) {
-  DBT key = item(text.data(), text.size());
-  DBT data = item(&id, sizeof id);
-  return database->get(database, nullptr, &key, &data, DB_GET_BOTH) == 0;
-}
-
-}  // namespace
 
 FaultTest::FaultTest()
     : seed_(getenv("FENRA_TEST_SEED") != nullptr ? strtoull(getenv("FENRA_TEST_SEED"), nullptr, 10)
@@ -117,31 +97,6 @@ void FaultTest::expect_found(Fenra& fenra, const std::vector<uint64_t>& numbers)
   }
 }
 
-void FaultTest::expect_whole(const std::vector<uint64_t>& numbers,
-                             const std::function<int(uint64_t)>& words) const {
-  const std::string verdict = expect_sound();
-  ArticledbDb* db = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(db, path().c_str()), 0);
-  for (const uint64_t number : numbers) {
-    SCOPED_TRACE(url_of(number));
-    const guint64 id = id_of(db, url_of(number));
-    std::istringstream text(text_of(number, words(number)));
-    std::deque<std::string> last;
-    int missing = 0;
-    for (std::string word; text >> word;) {
-      missing += has_posting(db->formdb, word, id) ? 0 : 1;
-      last.push_back(word + '\0');
-      if (last.size() == 3) {
-        missing += has_posting(db->trigramdb, last[0] + last[1] + last[2], id) ? 0 : 1;
-        last.pop_front();
-      }
-    }
-    EXPECT_EQ(missing, 0) << "postings of article " << id;
-    EXPECT_EQ(verdict.find("article " + std::to_string(id) + " lacks"), std::string::npos);
-  }
-  EXPECT_EQ(articledb_db_close(db), 0);
-}
-
 std::string FaultTest::expect_sound(const std::string& path) {
   const cli_test::Result result = cli_test::fenra({"verify", path, "--deep"});
   EXPECT_EQ(result.status, 0) << result.out << result.err;
@@ -157,6 +112,15 @@ pid_t start(const std::function<void()>& work) {
     fflush(stdout);
     _exit(testing::Test::HasFailure() && !failed_before ? 1 : 0);
   }
+  return child;
+}
+
+pid_t start_in_own_namespace(const std::function<void()>& work) {
+  const int mine = open("/proc/self/ns/pid", O_RDONLY | O_CLOEXEC);
+  // It is the children's; this process stays where it is.
+  const pid_t child = unshare(CLONE_NEWPID) == 0 ? start(work) : -1;
+  EXPECT_TRUE(child == -1 || setns(mine, CLONE_NEWPID) == 0);
+  close(mine);
   return child;
 }
 

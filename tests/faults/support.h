@@ -5,11 +5,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/types.h>
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -37,6 +39,27 @@ std::string word_of(uint64_t number);
 std::string url_of(uint64_t number);
 std::string text_of(uint64_t number, int words = 60);
 
+// That of instances, which `fenra verify` compares with; loaded once, for processes that are
+// started later too.
+void* lemmatizer();
+
+// An object that processes share which are started later.
+template <typename T>
+class Shared {
+ public:
+  Shared()
+      : object_(new (mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                          -1, 0)) T) {}
+  ~Shared() { munmap(object_, sizeof(T)); }
+  Shared(const Shared&) = delete;
+  Shared& operator=(const Shared&) = delete;
+
+  T* operator->() const { return object_; }
+
+ private:
+  T* const object_;
+};
+
 // The URLs of an answer.
 Urls answer(ostren::fenra::Fenra& fenra, const std::string& query);
 
@@ -59,12 +82,6 @@ class FaultTest : public testing::Test {
   // Every article is found by its own word.
   static void expect_found(ostren::fenra::Fenra& fenra, const std::vector<uint64_t>& numbers);
 
-  // Every article, whose text has so many words as `words` says, has all of its postings in
-  // the closed store, word by word and trigram by trigram; and of those, `fenra verify
-  // --deep` calls none a leftover.
-  void expect_whole(const std::vector<uint64_t>& numbers,
-                    const std::function<int(uint64_t)>& words) const;
-
   // `fenra verify --deep` finds the closed store sound. Returns what it printed.
   std::string expect_sound() const { return expect_sound(path()); }
   static std::string expect_sound(const std::string& path);
@@ -80,6 +97,10 @@ class FaultTest : public testing::Test {
 // Runs `work` in a process of its own, which ends when it returns, with status 0
 // unless an expectation in it has failed.
 pid_t start(const std::function<void()>& work);
+
+// The same as number 1 of a process namespace of its own, as in a container; -1 where that
+// is not permitted.
+pid_t start_in_own_namespace(const std::function<void()>& work);
 
 // Waits for a process and returns its wait status; kills it when it has not ended
 // after a minute and `seconds`.

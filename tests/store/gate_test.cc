@@ -131,20 +131,20 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
   }
   const std::set<size_t> deaths = {0, 1, 700, 4096, 4097, 9000};
   int others = 0;
-  InterruptedTokens source = {{tokens}, [&](size_t place) {
-                                if (deaths.count(place) == 0) {
-                                  return;
-                                }
-                                neighbourDiesUnderTheGate();
-                                // Somebody else takes the id that the rebuilt counter gives.
-                                ArticledbDb* mine = db;
-                                db = articledb_db_new();
-                                EXPECT_EQ(articledb_db_open(db, path.c_str()), 0);
-                                EXPECT_EQ(index("bestea" + std::to_string(others++), {"bestea"}),
-                                          0);
-                                EXPECT_EQ(articledb_db_close(db), 0);
-                                db = mine;
-                              }};
+  const auto meanwhile = [&](size_t place) {
+    if (deaths.count(place) == 0) {
+      return;
+    }
+    neighbourDiesUnderTheGate();
+    // Somebody else takes the id that the rebuilt counter gives.
+    ArticledbDb* mine = db;
+    db = articledb_db_new();
+    EXPECT_EQ(articledb_db_open(db, path.c_str()), 0);
+    EXPECT_EQ(index("bestea" + std::to_string(others++), {"bestea"}), 0);
+    EXPECT_EQ(articledb_db_close(db), 0);
+    db = mine;
+  };
+  InterruptedTokens source = {{tokens}, meanwhile};
   ASSERT_EQ(articledb_db_index(db, Metadata(articleValues("u")), InterruptedTokens::pull, &source,
                                articledb_lemmatizer_identity, nullptr),
             0);
