@@ -22,7 +22,7 @@ std::string_view view(const char* bytes, int length) {
 template <typename Rewrite>
 int run(const pcre* regex, const char* subject, int subject_length, int inserted_length,
         char* output, int* capacity, Rewrite rewrite) {
-  if (inserted_length < 0 || *capacity < 0 || !text::is_valid_utf8(subject, subject_length)) {
+  if (inserted_length < 0 || !text::is_valid_utf8(subject, subject_length)) {
     return ARTICLEDB_REGEX_FAILED;
   }
   const pcre_extra limits = text::limits_of_this_thread();

@@ -23,10 +23,10 @@ FENRA_BEGIN_DECLS
 enum {
   ARTICLEDB_REGEX_OK = 0,
   // The result does not fit, a search ended in an error, the replacement function
-  // failed, a length or the capacity is negative, or the subject is not valid
-  // UTF-8. A search that needs more recursion than the calling thread's stack has
-  // room for ends in an error, and so does a match that ends before it starts or
-  // where its search began (a "\K" in an assertion can do that).
+  // failed, a length is negative, or the subject is not valid UTF-8. A search that
+  // needs more recursion than the calling thread's stack has room for ends in an
+  // error, and so does a match that ends before it starts or where its search began
+  // (a "\K" in an assertion can do that).
   ARTICLEDB_REGEX_FAILED = 1,
   // articledb_regex_extract only: the first match did not set exactly one group.
   ARTICLEDB_REGEX_BAD_GROUPS = 2
@@ -45,7 +45,8 @@ FENRA_API void articledb_regex_free(pcre* regex);
 // pieces. Each search goes on at the end of group 1, or at the end of the match
 // where group 1 does not advance; a later match that does not set group 1 adds
 // nothing. A first search without a match, or ended by any error, gives an empty
-// result. Returns ARTICLEDB_REGEX_OK, _FAILED or _BAD_GROUPS.
+// result, which fits any capacity, 0 and a negative one too. Returns
+// ARTICLEDB_REGEX_OK, _FAILED or _BAD_GROUPS.
 FENRA_API int articledb_regex_extract(const pcre* regex, const char* subject, int subject_length,
                                       const char* separator, int separator_length, char* output,
                                       int* capacity);

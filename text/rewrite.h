@@ -20,7 +20,8 @@ namespace text {
 // was written.
 constexpr int kFirstSearchFailed = 3;
 
-// A buffer of fixed capacity that is never filled to its last byte.
+// A buffer of fixed capacity that is never filled to its last byte. Nothing fits one of
+// capacity 0, or of a negative one.
 class Output {
  public:
   Output(char* data, int capacity) : data_(data), capacity_(capacity) {}

@@ -114,6 +114,7 @@ TEST(Regex, RefusesBadArguments) {
   EXPECT_EQ(extract("a", -1, 0, 9), 1);
   EXPECT_EQ(extract("a", 1, -1, 9), 1);
   EXPECT_EQ(extract("a", 1, 0, -1), 1);
+  EXPECT_EQ(extract("z", 1, 0, -1), 0);  // nothing has to fit
   for (const std::string& invalid : kInvalidUtf8) {
     EXPECT_EQ(extract(invalid.data(), static_cast<int>(invalid.size()), 0, 9), 1);
   }
