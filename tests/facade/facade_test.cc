@@ -2,9 +2,11 @@
 // lexicon.
 #include "facade/fenra.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -301,38 +303,79 @@ TEST_F(FacadeTest, NotesEachLexiconOnce) {
   EXPECT_EQ(directory_.read(record), "00000000\n" + own);
 }
 
-TEST(TemporaryFileTest, HoldsTheContentForItsOwnerAndGoesAway) {
+// Whether the file has a name in a directory.
+void ExpectOwnFile(bool named) {
   const unsigned char content[] = {1, 0, 2, 0xff};
   std::string name;
   {
     const TmpFile file(content, sizeof content);
     ASSERT_NE(file.name(), nullptr);
     name = file.name();
-    const TmpFile other(content, sizeof content);
-    EXPECT_NE(other.name(), name);
+    EXPECT_NE(name.find("fst_") == std::string::npos, named);
     struct stat status;
     ASSERT_EQ(stat(file.name(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0600U);
     EXPECT_EQ(status.st_size, 4);
+    if (!named) {
+      const TmpFile other(content, sizeof content);
+      EXPECT_NE(other.name(), name);
+      EXPECT_EQ(fcntl(std::stoi(name.substr(name.rfind('/') + 1)), F_GETFD), FD_CLOEXEC);
+    }
   }
   EXPECT_FALSE(std::filesystem::exists(name));
 }
 
-// GLib reads TMPDIR once a process, so each case is a process of its own.
-TEST(TemporaryFileTest, TheTemporaryDirectoryDecides) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const TemporaryDirectory directory;
-  const auto create = [&directory](const std::string& tmp) {
+TEST(TemporaryFileTest, HoldsTheContentForItsOwnerAndGoesAway) {
+  ExpectOwnFile(false);
+  // With one descriptor only, that cannot be opened a second time.
+  const int next = dup(STDIN_FILENO);
+  close(next);
+  rlimit old = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
+  const rlimit one = {static_cast<rlim_t>(next) + 1, old.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &one), 0);
+  ExpectOwnFile(true);
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &old), 0);
+}
+
+// Exits with what `work` returns in one more process, where the temporary directory has
+// the given name: that is missing, or becomes empty again, or the status is kLeft.
+constexpr int kLeft = 99;
+constexpr int kKilled = 255;
+[[noreturn]] void ExitFrom(const std::string& name, const std::function<int()>& work) {
+  int status;
+  {
+    const TemporaryDirectory directory;
+    const std::string tmp = directory / name;
+    if (name != "missing") {
+      std::filesystem::create_directory(tmp);
+    }
     setenv("TMPDIR", tmp.c_str(), 1);
-    const Instance fenra(Fenra::createInstance((directory / "store").c_str()));
-    _exit(fenra->error());
-  };
-  EXPECT_EXIT(create(directory / "missing"), testing::ExitedWithCode(FENRA_LEXICON_ERROR), "");
+    status = InAnotherProcess(work);
+    status = name == "missing" || std::filesystem::is_empty(tmp) ? status : kLeft;
+  }
+  _exit(status);
+}
+
+int KilledWithFile() {
+  const TmpFile file(fstContent, fstContentSize);
+  return file.name() == nullptr ? 1 : raise(SIGKILL);
+}
+
+int InstanceBesideIt() {
+  const auto store = std::filesystem::path(g_get_tmp_dir()).parent_path() / "store";
+  return Instance(Fenra::createInstance(store.c_str()))->error();
+}
+
+// GLib reads TMPDIR once a process, so each case is a process of its own.
+TEST(TemporaryFileTest, TheTemporaryDirectoryDecidesAndStaysEmpty) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(ExitFrom("missing", InstanceBesideIt), testing::ExitedWithCode(FENRA_LEXICON_ERROR),
+              "");
   // A name with ".att" in it would be taken for AT&T text.
   for (const char* name : {"tmp", "tmp.attic"}) {
-    std::filesystem::create_directory(directory / name);
-    EXPECT_EXIT(create(directory / name), testing::ExitedWithCode(FENRA_NO_ERROR), "");
-    EXPECT_TRUE(std::filesystem::is_empty(directory / name));
+    EXPECT_EXIT(ExitFrom(name, InstanceBesideIt), testing::ExitedWithCode(FENRA_NO_ERROR), "");
+    EXPECT_EXIT(ExitFrom(name, KilledWithFile), testing::ExitedWithCode(kKilled), "");
   }
 }
 
