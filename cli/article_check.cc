@@ -8,8 +8,10 @@
 
 #include "cli/failure.h"
 #include "cli/handles.h"
+#include "cli/pairs.h"
 #include "cli/store.h"
 #include "cli/store_check.h"
+#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -18,29 +20,6 @@ using Ids = std::vector<uint64_t>;  // sorted
 
 bool contains(const Ids& ids, uint64_t id) {
   return std::binary_search(ids.begin(), ids.end(), id);
-}
-
-DBT item(const void* bytes, size_t length) {
-  DBT result = {};
-  result.data = const_cast<void*>(bytes);
-  result.size = static_cast<u_int32_t>(length);
-  return result;
-}
-
-// Whether the database holds the pair.
-bool has_pair(DB* database, std::string_view key_bytes, const void* data_bytes,
-              size_t data_length) {
-  DBT key = item(key_bytes.data(), key_bytes.size());
-  DBT data = item(data_bytes, data_length);
-  const int status = database->get(database, nullptr, &key, &data, DB_GET_BOTH);
-  if (status != 0 && status != DB_NOTFOUND) {
-    throw Failure("cannot read the store: " + status_text(status));
-  }
-  return status == 0;
-}
-
-bool has_posting(DB* database, std::string_view key, uint64_t id) {
-  return has_pair(database, key, &id, sizeof(id));
 }
 
 // ---- walking a database ----
@@ -193,21 +172,22 @@ class Check {
     std::sort(live_.begin(), live_.end());
   }
 
-  // A URL may hold the character that ends it in the record.
   void check_url(uint64_t id, std::string_view record) {
     if (record.empty() || record.front() == '|') {
       result_.problems.add(name(id) + " has no URL");
       return;
     }
-    size_t end = 0;
-    do {
-      end = record.find('|', end + 1);
-      if (has_posting(db_->urlidx, record.substr(0, end), id)) {
-        return;
-      }
-    } while (end != std::string_view::npos);
-    result_.problems.add(name(id) + " is not in the index of URLs: " +
-                         std::string(record.substr(0, record.find('|'))));
+    std::vector<size_t> ends;
+    try {
+      ends = url_ends(record, id);
+    } catch (const Failure& failure) {
+      result_.problems.add(failure.what());
+      return;
+    }
+    if (!indexed_url_end(db_, ends, record, id)) {
+      result_.problems.add(name(id) + " is not in the index of URLs: " +
+                           std::string(record.substr(0, ends.front())));
+    }
   }
 
   void read_texts() {
@@ -258,9 +238,7 @@ class Check {
     const StringList lemmas(articledb_simple_fst_lemmatizer_first_lemma(
         lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
     for (const GList* lemma = lemmas.get(); lemma != nullptr; lemma = lemma->next) {
-      order.wrote(
-          has_pair(db_->lemmadb, static_cast<const char*>(lemma->data), form.data(), form.size()),
-          false);
+      order.wrote(has_pair(db_->lemmadb, static_cast<const char*>(lemma->data), form), false);
     }
   }
 

@@ -139,6 +139,7 @@ void add_index_command(CLI::App& app, ExitStatus& status) {
                     "Build a new store of all articles at once, on all processors; STORE must not "
                     "exist, or be empty, and is there when everything is done");
   command->footer(
+      "A '|' in a URL is stored as %7C.\n"
       "Status 3 tells that some inputs were refused; each is on standard error with its reason.\n"
       "Example:\n"
       "  fenra index articles.store pages/ --base-url https://example.eus/ --date 20090315");

@@ -3,10 +3,13 @@
 #include <fenra/fenra.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+
+#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -42,14 +45,11 @@ std::string read_file(const std::string& path) {
   return bytes;
 }
 
-// The store keeps a '|' behind the URL, and answers are one URL a line.
+// Answers are one URL a line.
 void check_url(const std::string& url) {
-  for (const char byte : url) {
-    if (byte == '|' || g_ascii_iscntrl(byte)) {
-      throw Refused{"its URL '" + url + "' holds " +
-                    (byte == '|' ? "a '|'" : "a control character") +
-                    "; give it another URL with --list"};
-    }
+  if (std::any_of(url.begin(), url.end(), [](char byte) { return g_ascii_iscntrl(byte); })) {
+    throw Refused{"its URL '" + url +
+                  "' holds a control character; give it another URL with --list"};
   }
 }
 
@@ -76,14 +76,16 @@ void insert(GHashTable* table, const char* key, const std::string& value) {
 }  // namespace
 
 InputArticle::InputArticle(const Input& input)
-    : input_(input), metadata_(g_hash_table_new(g_str_hash, g_str_equal)) {
+    : input_(input),
+      url_(escape_bars(input.url)),
+      metadata_(g_hash_table_new(g_str_hash, g_str_equal)) {
   static const std::string language = "eu";
-  check_url(input.url);
+  check_url(url_);
   const std::string text = read_file(input.path);
   check_text(text);
   bytes_ = text.size();
   // The order decides that of the pairs in the URL record.
-  insert(metadata_.get(), "_url", input.url);
+  insert(metadata_.get(), "_url", url_);
   insert(metadata_.get(), "source", input.source);
   insert(metadata_.get(), "date", input.date);
   insert(metadata_.get(), "lang", language);

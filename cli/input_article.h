@@ -28,6 +28,7 @@ class InputArticle {
 
  private:
   const Input& input_;
+  const std::string url_;  // as it is stored
   const Metadata metadata_;
   GlibText text_;  // outlives the tokenizer, which walks it
   Tokenizer tokenizer_;

@@ -86,9 +86,19 @@ void Progress::indexed(uint64_t bytes) {
 }
 
 void Progress::refused(const std::string& name, const std::string& reason) {
+  reject(name, reason);
+  advance();
+}
+
+void Progress::displaced(const std::string& name, uint64_t bytes, const std::string& reason) {
+  --counts_.indexed;
+  counts_.bytes -= bytes;
+  reject(name, reason);
+}
+
+void Progress::reject(const std::string& name, const std::string& reason) {
   ++counts_.refused;
   note("refused: " + name + ": " + reason);
-  advance();
 }
 
 void Progress::working(const std::string& name, uint64_t done, uint64_t total) {

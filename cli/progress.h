@@ -80,6 +80,8 @@ class Progress {
   void passed_over() { advance(); }
   // Reports the input on standard error, with the reason.
   void refused(const std::string& name, const std::string& reason);
+  // Reports likewise an input of `bytes` that was indexed, and is stored no longer.
+  void displaced(const std::string& name, uint64_t bytes, const std::string& reason);
   // What has been indexed so far is not stored after all.
   void nothing_stored() { counts_.indexed = counts_.bytes = 0; }
   // Work of another kind, in place of the bar.
@@ -97,6 +99,7 @@ class Progress {
 
  private:
   void advance();
+  void reject(const std::string& name, const std::string& reason);
 
   StatusLine line_;
   const Stopwatch watch_{};

@@ -2,6 +2,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
@@ -9,6 +10,7 @@
 #include "cli/progress.h"
 #include "cli/stop.h"
 #include "cli/store.h"
+#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -67,24 +69,46 @@ class Rebuilder {
 
   void add(uint64_t id) {
     std::unique_ptr<Source> source;
+    std::optional<Article> article;
     uint64_t bytes = 0;
     try {
-      const std::optional<Article> article = reader_.article(id);
+      article = reader_.article(id);
       if (!article) {
         return progress_.passed_over();
       }
       std::string text = reader_.text(id);
       bytes = text.size();
       check(article->url, text);
+      article->url = escape_bars(article->url);
       source = std::make_unique<Source>(*article, std::move(text));
     } catch (const Failure& failure) {
-      return progress_.refused("article " + std::to_string(id), failure.what());
+      return progress_.refused(name(id), failure.what());
     }
     source->store(to_, lemmatizer_.get());
     progress_.indexed(bytes);
+    own(article->url, {id, bytes});
   }
 
  private:
+  struct Owner {
+    uint64_t id;  // in the old store
+    uint64_t bytes;
+  };
+
+  static std::string name(uint64_t id) { return "article " + std::to_string(id); }
+
+  // The new store has replaced an earlier article of the URL. There is one where two
+  // URLs became one, and where the old store was damaged.
+  void own(const std::string& url, const Owner& owner) {
+    const auto [entry, is_first] = owners_.try_emplace(url, owner);
+    if (is_first) {
+      return;
+    }
+    progress_.displaced(name(entry->second.id), entry->second.bytes,
+                        name(owner.id) + ", which is newer, has its URL '" + url + "' too");
+    entry->second = owner;
+  }
+
   static void check(const std::string& url, const std::string& text) {
     if (url.empty()) {
       throw Failure("it has no URL");
@@ -101,6 +125,7 @@ class Rebuilder {
   ArticledbDb* const to_;
   Progress& progress_;
   const Lemmatizer lemmatizer_;
+  std::unordered_map<std::string, Owner> owners_;  // of the URLs in the new store
 };
 
 ExitStatus rebuild(const std::string& from, const std::string& to) {
@@ -138,9 +163,9 @@ void add_rebuild_command(CLI::App& app, ExitStatus& status) {
       ->required();
   command->footer(
       "For a damaged index, and for a lexicon that is newer than the store. Articles keep their\n"
-      "URL, text and metadata and are stored in the order of their ids, which are dealt out\n"
-      "anew. Status 3 tells that some articles could not be read; each is on standard error with\n"
-      "its reason.\n"
+      "URL, in which a '|' becomes %7C, text and metadata and are stored in the order of their\n"
+      "ids, which are dealt out anew. Of several articles of one URL the newest is stored.\n"
+      "Status 3 tells that some articles are not; each is on standard error with its reason.\n"
       "Example:\n"
       "  fenra rebuild articles.store new.store");
   command->callback([=, &status] { status = rebuild(*from, *to); });

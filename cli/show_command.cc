@@ -1,12 +1,13 @@
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
+#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -21,31 +22,6 @@ struct StoredArticle {
   Article article;
 };
 
-// The first id that the URL index has for a URL, in byte order; nothing when the URL
-// was never indexed.
-std::optional<uint64_t> first_id(ArticledbDb* db, const std::string& url) {
-  const Transaction transaction(articledb_transaction_new());
-  if (transaction == nullptr) {
-    throw std::bad_alloc();
-  }
-  articledb_transaction_begin(transaction.get(), db);
-  guint64 id = 0;
-  const int status = articledb_transaction_get_id_from_url(transaction.get(), url.c_str(),
-                                                           static_cast<guint32>(url.size()), &id);
-  if (status == STATUS_NOT_FOUND) {
-    return std::nullopt;
-  }
-  if (status != 0) {
-    throw Failure("cannot read the URL index: " + status_text(status));
-  }
-  return id;
-}
-
-// A URL may hold the '|' that ends it in its record.
-bool is_at(const Article& article, const std::string& url) {
-  return (article.url + "|" + article.metadata).compare(0, url.size() + 1, url + "|") == 0;
-}
-
 // The article that is stored under a URL. Usually two reads; but the URL index keeps
 // the ids of replaced articles, and of a URL that was indexed more than once its first
 // id is rarely that of the article. Then the URL records are walked from the latest
@@ -53,7 +29,7 @@ bool is_at(const Article& article, const std::string& url) {
 // seconds for a million.
 std::optional<StoredArticle> find_article(ArticledbDb* db, ArticleReader& reader,
                                           const std::string& url) {
-  const std::optional<uint64_t> first = first_id(db, url);
+  const std::optional<uint64_t> first = first_id_of_url(db, url);
   if (!first) {
     return std::nullopt;
   }
@@ -67,11 +43,26 @@ std::optional<StoredArticle> find_article(ArticledbDb* db, ArticleReader& reader
   }
   for (; id > 0; --id) {
     const std::optional<Article> article = reader.article(id);
-    if (article && is_at(*article, url)) {
+    if (article && article->url == url) {
       return StoredArticle{id, *article};
     }
   }
   return std::nullopt;
+}
+
+// The newest article of a URL, which the program stores with its '|' escaped and the
+// library as it comes.
+std::optional<StoredArticle> find_newest(ArticledbDb* db, ArticleReader& reader,
+                                         const std::string& url) {
+  std::optional<StoredArticle> found = find_article(db, reader, url);
+  const std::string escaped = escape_bars(url);
+  if (escaped != url) {
+    std::optional<StoredArticle> other = find_article(db, reader, escaped);
+    if (other && (!found || found->id < other->id)) {
+      found = std::move(other);
+    }
+  }
+  return found;
 }
 
 std::string metadata_lines(const std::string& metadata) {
@@ -85,11 +76,11 @@ std::string metadata_lines(const std::string& metadata) {
 void show(const ShowOptions& options) {
   const Store store = open_store(options.store);
   ArticleReader reader(store.get());
-  const std::optional<StoredArticle> found = find_article(store.get(), reader, options.url);
+  const std::optional<StoredArticle> found = find_newest(store.get(), reader, options.url);
   if (!found) {
     throw Failure("there is no article '" + options.url + "' in '" + options.store + "'");
   }
-  print_line("url: " + options.url);
+  print_line("url: " + found->article.url);
   print_line("id: " + std::to_string(found->id));
   print_line(metadata_lines(found->article.metadata));
   print_line(reader.text(found->id));

@@ -12,6 +12,7 @@
 
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -175,10 +176,10 @@ std::optional<Article> ArticleReader::article(uint64_t id) {
   if (!found) {
     return std::nullopt;
   }
-  const size_t bar = found->find('|');
+  const size_t end = url_end(db_, *found, id);
   Article article;
-  article.url = found->substr(0, bar);
-  article.metadata = bar == std::string_view::npos ? "" : found->substr(bar + 1);
+  article.url = found->substr(0, end);
+  article.metadata = found->substr(std::min(end + 1, found->size()));
   return article;
 }
 

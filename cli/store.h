@@ -69,7 +69,7 @@ class ArticleReader {
   explicit ArticleReader(ArticledbDb* db) : db_(db) {}
 
   // Nothing when the article has been replaced. Throws Failure when the store
-  // fails.
+  // fails, and when it cannot be told where the URL ends.
   std::optional<Article> article(uint64_t id);
 
   // The article's plain text. Throws Failure when the record is missing or

@@ -1,0 +1,32 @@
+#include "cli/pairs.h"
+
+#include "cli/failure.h"
+#include "cli/store.h"
+
+namespace cli {
+namespace {
+
+DBT item(std::string_view bytes) {
+  DBT result = {};
+  result.data = const_cast<char*>(bytes.data());
+  result.size = static_cast<u_int32_t>(bytes.size());
+  return result;
+}
+
+}  // namespace
+
+bool has_pair(DB* database, std::string_view key, std::string_view data) {
+  DBT key_item = item(key);
+  DBT data_item = item(data);
+  const int status = database->get(database, nullptr, &key_item, &data_item, DB_GET_BOTH);
+  if (status != 0 && status != DB_NOTFOUND) {
+    throw Failure("cannot read the store: " + status_text(status));
+  }
+  return status == 0;
+}
+
+bool has_posting(DB* database, std::string_view key, uint64_t id) {
+  return has_pair(database, key, {reinterpret_cast<const char*>(&id), sizeof(id)});
+}
+
+}  // namespace cli
