@@ -1,18 +1,12 @@
 #include "store/environment.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "store/database.h"
 #include "store/db_config.h"
+#include "store/regions.h"
 #include "store/schema.h"
 
 namespace ostren {
@@ -40,14 +34,6 @@ int configure(DB_ENV* env) {
   return steps.code();
 }
 
-// The mutexes that a cache needs beyond those of the default one: one for each of its
-// pages and for each bucket of its hash table, of which there are fewer. Caches below
-// 500 MB are made a quarter larger than they are asked to be.
-guint32 additional_mutexes(guint64 cache_bytes) {
-  const guint64 more = MAX(cache_bytes, DEFAULT_CACHE_BYTES) - DEFAULT_CACHE_BYTES;
-  return static_cast<guint32>(more / PAGE_BYTES * 5 / 2);
-}
-
 // Takes the settings of the directory's DB_CONFIG, which Berkeley DB reads when it
 // opens the environment, into account.
 int adjust_to(DB_ENV* env, const char* directory, DbConfig* config) {
@@ -59,141 +45,8 @@ int adjust_to(DB_ENV* env, const char* directory, DbConfig* config) {
     return ret;
   }
   if (config->cache_bytes > DEFAULT_CACHE_BYTES) {
-    ret = env->mutex_set_max(env, MAX_MUTEXES + additional_mutexes(config->cache_bytes));
+    ret = env->mutex_set_max(env, MAX_MUTEXES + regions_additional_mutexes(config->cache_bytes));
   }
-  return ret;
-}
-
-// ---- regions ----
-
-// Calls `visit(mapping, file name)` for every mapping of a region file of the
-// directory.
-template <typename Visit>
-void visit_regions(const char* directory, Visit visit) {
-  FILE* maps = fopen("/proc/self/maps", "re");
-  if (maps == nullptr) {
-    return;
-  }
-  gchar* prefix = g_build_filename(directory, "__db.", nullptr);
-  char* line = nullptr;
-  size_t capacity = 0;
-  ssize_t length;
-  while ((length = getline(&line, &capacity, maps)) > 0) {
-    line[length - 1] = '\0';
-    const char* name = strstr(line, prefix);
-    unsigned long start = 0;
-    unsigned long end = 0;
-    if (name != nullptr && sscanf(line, "%lx-%lx", &start, &end) == 2) {
-      visit(RegionMapping{reinterpret_cast<void*>(start), end - start}, name);
-    }
-  }
-  free(line);
-  g_free(prefix);
-  fclose(maps);
-}
-
-GArray* list_regions(const char* directory) {
-  GArray* regions = g_array_new(FALSE, FALSE, sizeof(RegionMapping));
-  visit_regions(directory,
-                [&](RegionMapping mapping, const char*) { g_array_append_val(regions, mapping); });
-  return regions;
-}
-
-bool contains(const GArray* regions, const RegionMapping& mapping) {
-  for (guint i = 0; i < regions->len; ++i) {
-    if (g_array_index(regions, RegionMapping, i).address == mapping.address) {
-      return true;
-    }
-  }
-  return false;
-}
-
-// What the region of the mutexes can grow by: it is made with those of the cache, and
-// each of GateFile::PLACES handles takes eleven of some 140 bytes.
-constexpr off_t MUTEX_GROWTH_BYTES = off_t{3} << 20;
-
-// Gives the region files the disk space that they can come to need, as far as their
-// mappings reach: they grow while the environment is used, and a page that a full
-// disk has no room for would be a SIGBUS. The mapping of the mutexes reaches far beyond
-// what can be used of it.
-int reserve_region(const RegionMapping& mapping, const char* name) {
-  const int fd = open(name, O_RDWR | O_CLOEXEC);
-  if (fd == -1) {
-    return errno;
-  }
-  auto length = static_cast<off_t>(mapping.length);
-  struct stat status = {};
-  if (g_str_has_suffix(name, "__db.002") && fstat(fd, &status) == 0) {
-    length = MIN(length, status.st_size + MUTEX_GROWTH_BYTES);
-  }
-  int ret = 0;
-  if (fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, length) != 0 && errno != EOPNOTSUPP &&
-      errno != ENOSYS) {
-    ret = errno;
-  }
-  close(fd);
-  return ret;
-}
-
-// Notes what the opening of the environment has mapped: what is there now and was not
-// before. The gate keeps every other opening of it away.
-int take_regions(const char* directory, const GArray* before, GArray* regions) {
-  int ret = 0;
-  visit_regions(directory, [&](RegionMapping mapping, const char* name) {
-    if (contains(before, mapping)) {
-      return;
-    }
-    g_array_append_val(regions, mapping);
-    if (ret == 0) {
-      ret = reserve_region(mapping, name);
-    }
-  });
-  return ret;
-}
-
-// What all regions are reserved with a cache of the given size, and some more.
-off_t room_for(guint64 cache_bytes) {
-  constexpr off_t ROOM_BYTES = off_t{29} << 20;  // with the default cache
-  constexpr off_t MUTEX_BYTES = 160;
-  const auto more = static_cast<off_t>(MAX(cache_bytes, DEFAULT_CACHE_BYTES) - DEFAULT_CACHE_BYTES);
-  return ROOM_BYTES + more + more / 4 + MUTEX_BYTES * additional_mutexes(cache_bytes);
-}
-
-// Deletes the files of the regions, which recovery makes anew: nobody who still has them
-// mapped uses them. Their space is then free for the new ones.
-int delete_regions(const char* directory) {
-  GDir* entries = g_dir_open(directory, 0, nullptr);
-  if (entries == nullptr) {
-    return ENOENT;
-  }
-  int ret = 0;
-  while (const char* entry = g_dir_read_name(entries)) {
-    if (g_str_has_prefix(entry, "__db.")) {
-      gchar* name = g_build_filename(directory, entry, nullptr);
-      if (unlink(name) != 0 && errno != ENOENT) {
-        ret = errno;
-      }
-      g_free(name);
-    }
-  }
-  g_dir_close(entries);
-  return ret;
-}
-
-// Whether the disk has room for the regions. Berkeley DB touches their memory while it
-// makes them, before anything can be reserved.
-int look_for_room(const char* directory, off_t room) {
-  gchar* name = g_build_filename(directory, "fenra.room", nullptr);
-  const int fd = open(name, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  int ret = fd == -1 ? errno : 0;
-  if (ret == 0 && fallocate(fd, 0, 0, room) != 0 && errno != EOPNOTSUPP && errno != ENOSYS) {
-    ret = errno;
-  }
-  if (fd != -1) {
-    close(fd);
-    unlink(name);
-  }
-  g_free(name);
   return ret;
 }
 
@@ -210,19 +63,19 @@ int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArr
   }
   if (recovery == Recovery::YES) {
     flags |= DB_RECOVER;
-    ret = delete_regions(directory);
+    ret = regions_delete(directory);
     if (ret == 0) {
-      ret = look_for_room(directory, room_for(config.cache_bytes));
+      ret = regions_look_for_room(directory, config.cache_bytes);
     }
     if (ret != 0) {
       return ret;
     }
   }
-  GArray* before = list_regions(directory);
+  GArray* before = regions_list(directory);
   ret = env->open(env, directory, flags, 0);
   *opened = ret == 0;
   if (ret == 0) {
-    ret = take_regions(directory, before, regions);
+    ret = regions_take(directory, before, regions);
   }
   g_array_free(before, TRUE);
   return ret;
@@ -349,10 +202,7 @@ void environment_abandon(ArticledbDb* db, GArray* regions) {
   env->set_flags(env, DB_PANIC_ENVIRONMENT, 1);
   if (env->close(env, 0) != 0) {
     remember_abandoned(env);
-    for (guint i = 0; i < regions->len; ++i) {
-      const auto& mapping = g_array_index(regions, RegionMapping, i);
-      munmap(mapping.address, mapping.length);
-    }
+    regions_unmap(regions);
   }
   g_array_set_size(regions, 0);
   for (const DatabaseSpec& spec : DATABASES) {

@@ -48,15 +48,9 @@ void environment_set_messages(DB_ENV* env, const Messages& messages);
 // other failure is.
 int environment_make(ArticledbDb* db);
 
-// The mapped memory of an environment's regions: GArray of RegionMapping.
-struct RegionMapping {
-  void* address;
-  size_t length;
-};
-
 // Opens the made environment in the directory, with recovery if asked for, and its
-// databases. Adds what it has mapped to `regions`. *opened tells whether the
-// environment itself is open. Failures are reported; what has been made stays.
+// databases. Adds what it has mapped to `regions`, a GArray of RegionMapping. *opened tells whether
+// the environment itself is open. Failures are reported; what has been made stays.
 int environment_open(ArticledbDb* db, const char* directory, Recovery recovery, GArray* regions,
                      bool* opened);
 

@@ -13,6 +13,7 @@
 #include "store/journal.h"
 #include "store/list_cache.h"
 #include "store/record_cache.h"
+#include "store/regions.h"
 
 using ostren::fenra::store::GateFile;
 using ostren::fenra::store::Journal;

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <fstream>
 #include <functional>
 #include <set>
@@ -354,6 +355,62 @@ TEST_F(GateTest, AHandleMendsItsDamagedEnvironment) {
   EXPECT_EQ(index("w", {"etxe"}), 0);
   testing::internal::GetCapturedStderr();
   EXPECT_EQ(formIds("etxe"), (Ids{1, 2, 3}));
+}
+
+// ---- what is mapped ----
+
+int countMappings(const std::string& of) {
+  std::ifstream maps("/proc/self/maps");
+  int count = 0;
+  for (std::string line; std::getline(maps, line);) {
+    count += line.find(of) != std::string::npos ? 1 : 0;
+  }
+  return count;
+}
+
+// Opens another store in the middle of the opening of the first one.
+std::string other_path;
+ArticledbDb* other_handle;
+int openTheOtherFirst(const char* name, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const int mode = va_arg(arguments, int);
+  va_end(arguments);
+  if (other_handle == nullptr && strstr(name, "__db.001") != nullptr) {
+    other_handle = articledb_db_new();
+    EXPECT_EQ(articledb_db_open(other_handle, other_path.c_str()), 0);
+  }
+  return open(name, flags, mode);
+}
+
+TEST_F(GateTest, AStoreWhosePathEndsLikeThisOneKeepsItsMappings) {
+  close();
+  other_path = root + "/x" + path;
+  std::filesystem::create_directories(std::filesystem::path(other_path).parent_path());
+  ArticledbDb* made = articledb_db_new();
+  ASSERT_EQ(articledb_db_create(made, other_path.c_str()), 0);
+  ASSERT_EQ(articledb_db_close(made), 0);
+  db_env_set_func_open(openTheOtherFirst);
+  reopen();
+  db_env_set_func_open(nullptr);
+  const int usual = countMappings(other_path + "/__db.");
+  ASSERT_GT(usual, 0);
+  neighbourDiesUnderTheGate();
+  ASSERT_EQ(index("u", {"etxe"}), 0);
+  ASSERT_EQ(countMappings(other_path + "/__db."), usual);
+  EXPECT_EQ(articledb_db_close(other_handle), 0);
+}
+
+TEST_F(GateTest, ANewlineInItsPathLeavesNothingMapped) {
+  close();
+  std::filesystem::rename(path, root + "/lerro\nbat");
+  path = root + "/lerro\nbat";
+  reopen();
+  const int usual = countMappings("/lerro\\012bat/__db.");
+  ASSERT_GT(usual, 0);
+  neighbourDiesUnderTheGate();
+  ASSERT_EQ(index("u", {"etxe"}), 0);
+  EXPECT_EQ(countMappings("/lerro\\012bat/__db."), usual);
 }
 
 TEST_F(GateTest, LogsStayFew) {

@@ -1,0 +1,45 @@
+// The shared memory of a store's environment: the files "__db.NNN" of its directory, and
+// where the process has them mapped. The caller holds the store's gate.
+#ifndef FENRA_STORE_REGIONS_H
+#define FENRA_STORE_REGIONS_H
+
+#include <glib.h>
+
+namespace ostren {
+namespace fenra {
+namespace store {
+
+struct RegionMapping {
+  void* address;
+  size_t length;
+};
+
+// The mutexes that a cache needs beyond those of the default one: one for each of its
+// pages and for each bucket of its hash table, of which there are fewer. Caches below
+// 500 MB are made a quarter larger than they are asked to be.
+guint32 regions_additional_mutexes(guint64 cache_bytes);
+
+// What the process has mapped of a directory's regions: GArray of RegionMapping.
+GArray* regions_list(const char* directory);
+
+// Notes what the opening of the environment has mapped: what is there now and was not
+// before. The gate keeps every other opening of it away. Gives the files the disk space
+// that they can come to need; returns 0 or the code of what failed.
+int regions_take(const char* directory, const GArray* before, GArray* regions);
+
+void regions_unmap(const GArray* regions);
+
+// Deletes the files of the regions, which recovery makes anew: nobody who still has them
+// mapped uses them. Their space is then free for the new ones.
+int regions_delete(const char* directory);
+
+// Whether the disk has room for the regions with a cache of the given size: 0, ENOSPC or
+// the code of what failed. Berkeley DB touches their memory while it makes them, before
+// anything can be reserved.
+int regions_look_for_room(const char* directory, guint64 cache_bytes);
+
+}  // namespace store
+}  // namespace fenra
+}  // namespace ostren
+
+#endif  // FENRA_STORE_REGIONS_H
