@@ -12,11 +12,13 @@
 
 #include "store/creation.h"
 #include "store/gate.h"
+#include "store/gate_file.h"
 #include "store_fixture.h"
 
 namespace {
 
 using ostren::fenra::store::gate_generation;
+using ostren::fenra::store::GateFile;
 
 // ---- dying at a chosen point, in a process of its own ----
 
@@ -411,6 +413,30 @@ TEST_F(GateTest, ANewlineInItsPathLeavesNothingMapped) {
   neighbourDiesUnderTheGate();
   ASSERT_EQ(index("u", {"etxe"}), 0);
   EXPECT_EQ(countMappings("/lerro\\012bat/__db."), usual);
+}
+
+// All places are marked, those of the dead as well as that of this process's handle.
+TEST_F(GateTest, APlaceOfTheDeadIsTakenOverWhenNoneIsFree) {
+  std::unique_ptr<GateFile> file;
+  ASSERT_EQ(GateFile::open(path.c_str(), false, 0, &file), 0);
+  for (int place = 0; place < GateFile::PLACES; ++place) {
+    file->set_occupied(place, true);
+  }
+  const guint64 generation = file->generation();
+  ArticledbDb* another = articledb_db_new();
+  EXPECT_EQ(articledb_db_open(another, path.c_str()), 0);
+  EXPECT_GT(file->generation(), generation) << "what the dead have locked is still locked";
+  EXPECT_EQ(index("u", {"etxe"}), 0);
+  const auto occupied = [&file] {
+    int count = 0;
+    for (int place = 0; place < GateFile::PLACES; ++place) {
+      count += file->occupied(place) ? 1 : 0;
+    }
+    return count;
+  };
+  EXPECT_EQ(occupied(), 2);
+  EXPECT_EQ(articledb_db_close(another), 0);
+  EXPECT_EQ(occupied(), 1);
 }
 
 TEST_F(GateTest, LogsStayFew) {
