@@ -101,10 +101,11 @@ int JournalFile::open(const char* directory, bool create, std::unique_ptr<Journa
   }
   guint64 salt = 0;
   int ret = status_of([&] { require(read_header(fd, &salt)); });
+  // In this order: who finds a header finds a name that is safe.
   if (ret == 0 && salt == 0 && create) {
-    ret = write_header(fd, &salt);
+    ret = sync_directory(directory);
     if (ret == 0) {
-      ret = sync_directory(directory);
+      ret = write_header(fd, &salt);
     }
   }
   // A file whose making was cut short holds nothing.

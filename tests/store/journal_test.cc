@@ -1,4 +1,6 @@
 // Articles that wait in the journal for being written to the databases.
+#include <unistd.h>
+
 #include <fstream>
 #include <random>
 
@@ -83,6 +85,27 @@ TEST_F(JournalFileTest, ARoundEndsWhereTheIdsDo) {
   EXPECT_EQ(read(), (Records{{5, "berria!"}}));
   write(JournalFile::BEGIN, 6, "luzeago den bat");
   EXPECT_EQ(read(), (Records{{6, "luzeago den bat"}}));
+}
+
+// A new file whose name could not be brought to the disk is not taken for a safe one by the
+// next opening. There is a descriptor for the file here and none for the directory.
+TEST_F(JournalFileTest, ItsNameIsBroughtToTheDiskBeforeItIsUsed) {
+  file.reset();
+  std::filesystem::remove(name());
+  const int next = dup(0);
+  ASSERT_NE(next, -1);
+  close(next);
+  struct rlimit usual = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+  const struct rlimit low = {static_cast<rlim_t>(next) + 1, usual.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+  const int first = JournalFile::open(directory.c_str(), true, &file);
+  const int second = JournalFile::open(directory.c_str(), true, &file);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+  EXPECT_EQ(first, EMFILE);
+  EXPECT_EQ(second, EMFILE);
+  EXPECT_EQ(JournalFile::open(directory.c_str(), true, &file), 0);
+  EXPECT_NE(file, nullptr);
 }
 
 TEST_F(JournalFileTest, WhatIsDamagedEndsIt) {
