@@ -77,6 +77,9 @@ std::string reason_not_to_build(const std::string& path, int status) {
                                   "directory";
     case EBUSY:
       return "somebody else is building it";
+    case EPERM:
+      return foreign_build_directory(path).empty() ? status_text(status)
+                                                   : foreign_build_directory(path);
     default:
       return status_text(status);
   }

@@ -118,12 +118,14 @@ void print_fills(const Fills& before, const Fills& after) {
   print_row("total", total_before, total_after);
 }
 
-std::string reason(int status) {
+std::string reason(const std::string& path, int status) {
   switch (status) {
     case EBUSY:
       return "somebody has it open; try again when nobody has";
     case EPERM:
-      return "there is a directory in it, or a file that cannot be linked; move it away";
+      return foreign_build_directory(path).empty()
+                 ? "there is a directory in it, or a file that cannot be linked; move it away"
+                 : foreign_build_directory(path);
     case EINVAL:
     case ENOSYS:
       return "its file system cannot exchange two directories; copy the store to another one";
@@ -148,7 +150,7 @@ ExitStatus compact(const std::string& path) {
     return kInterrupted;
   }
   if (status != 0) {
-    throw Failure("cannot compact the store '" + path + "': " + reason(status));
+    throw Failure("cannot compact the store '" + path + "': " + reason(path, status));
   }
   print_fills(before, measure_file(path));
   return kSuccess;

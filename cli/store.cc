@@ -154,6 +154,18 @@ std::string status_text(int status) {
   }
 }
 
+std::string foreign_build_directory(const std::string& path) {
+  std::error_code error;
+  const fs::path store = path.substr(0, path.find_last_not_of('/') + 1);
+  const std::string name = fs::weakly_canonical(store, error).string() + ".fenra-build";
+  // A directory that a build has made, or taken over, it has removed again.
+  return fs::exists(fs::symlink_status(name, error))
+             ? "'" + name +
+                   "' is no directory, or belongs to somebody else, or others can write to it; "
+                   "remove it"
+             : "";
+}
+
 std::optional<std::string_view> ArticleReader::record(Lookup lookup, uint64_t id) {
   for (;;) {
     auto size = static_cast<guint32>(buffer_.size());

@@ -3,42 +3,47 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "facade/fenra.h"
+#include "store/ownership.h"
 
 namespace ostren {
 namespace fenra {
 namespace {
 
-bool has_line(const std::string& file, const std::string& wanted) {
-  std::ifstream lines(file);
-  for (std::string line; std::getline(lines, line);) {
-    if (line == wanted) {
-      return true;
-    }
+bool has_line(FILE* file, const std::string& wanted) {
+  char* line = nullptr;
+  size_t capacity = 0;
+  bool found = false;
+  while (!found && getline(&line, &capacity, file) > 0) {
+    line[strcspn(line, "\n")] = '\0';
+    found = line == wanted;
   }
-  return false;
+  free(line);
+  return found;
 }
 
 }  // namespace
 
 void record_lexicon(const char* path) {
-  const std::string file = std::string(path) + "/" + LEXICON_RECORD;
+  const int fd = store::open_own_file(path, LEXICON_RECORD, O_RDWR | O_CREAT | O_APPEND, 0640);
+  FILE* const file = fd == -1 ? nullptr : fdopen(fd, "a+");
+  if (file == nullptr) {
+    if (fd != -1) {
+      close(fd);
+    }
+    return;
+  }
   const std::string version = lexiconVersion();
-  if (has_line(file, version)) {
-    return;
+  if (!has_line(file, version)) {
+    // One write, so that lines of two processes do not mix.
+    fputs((version + "\n").c_str(), file);
   }
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
-  if (fd == -1) {
-    return;
-  }
-  // One write, so that lines of two processes do not mix.
-  const std::string line = version + "\n";
-  const ssize_t written = write(fd, line.data(), line.size());
-  static_cast<void>(written);
-  close(fd);
+  fclose(file);
 }
 
 }  // namespace fenra

@@ -7,8 +7,8 @@ namespace ostren {
 namespace fenra {
 
 // Adds the embedded lexicon to the record of the store in `path` unless it stands
-// there. The record serves for advice only, so a failure to write it is none of the
-// caller's.
+// there. The record serves for advice only, so a failure to write it, or a file that
+// somebody else has put there, is none of the caller's.
 void record_lexicon(const char* path);
 
 }  // namespace fenra

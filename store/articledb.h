@@ -83,7 +83,8 @@ FENRA_API int articledb_db_create(ArticledbDb* db, const char* path);
 //
 // Both may share the store with other handles, of this process or of others. The
 // first one in runs recovery, unless the store was closed in order. One that waits two
-// minutes for another's opening or closing fails with EBUSY.
+// minutes for another's opening or closing fails with EBUSY. EPERM: the directory, or a
+// file in it, could have been prepared by another user, and has not been touched.
 FENRA_API int articledb_db_open(ArticledbDb* db, const char* path);
 
 // Closes the databases and the environment and releases the handle. Null gives

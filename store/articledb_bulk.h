@@ -45,7 +45,8 @@ typedef struct ArticledbBulkArticle ArticledbBulkArticle;
 // ARTICLEDB_BULK_MEMORY. The articles that are prepared and not yet added come on top, and
 // one article at a time that is larger.
 //
-// EEXIST: there is something at `path`. EBUSY: another build of this store is at work. -1:
+// EEXIST: there is something at `path`. EBUSY: another build of this store is at work. EPERM:
+// `path`.fenra-build is no directory, or somebody else's, or others can write to it. -1:
 // memory is short. Else the system's code. *bulk is set on success only.
 FENRA_API int articledb_bulk_new(ArticledbBulk** bulk, const char* path, guint64 memory);
 
@@ -90,10 +91,13 @@ FENRA_API void articledb_bulk_free(ArticledbBulk* bulk);
 // log is gone, since nothing is left in it. Room for a second copy of the store is
 // needed beside it for a time, in `path`.fenra-build. `memory` and `progress` as above.
 //
+// Mode and owner stay, the owner as far as the user may give files away.
+//
 // While it works nobody else can open the store. EBUSY when somebody has it open; ENOENT
-// when there is none; EINVAL, or ENOSYS, on a file system that cannot exchange two
-// directories. The store is as it was after every failure, and one of the two is there,
-// whole, whenever the process is killed.
+// when there is none; EPERM as above, or for a directory in it, or a file that cannot be
+// linked; EINVAL, or ENOSYS, on a file system that cannot exchange two directories. The
+// store is as it was after every failure, and one of the two is there, whole, whenever
+// the process is killed.
 FENRA_API int articledb_bulk_compact(const char* path, guint64 memory,
                                      ArticledbBulkProgressFunc progress, void* state);
 

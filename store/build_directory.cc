@@ -138,17 +138,34 @@ void BuildDirectory::claim() {
     if (mkdir(path_.c_str(), 0700) != 0 && errno != EEXIST) {
       throw Failed{errno};
     }
-    fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd_ == -1 && errno == ENOENT) {
+    open_own();
+    if (fd_ == -1) {
       continue;
     }
-    require_call(fd_);
     if (flock(fd_, LOCK_EX | LOCK_NB) != 0) {
       throw Failed{errno == EWOULDBLOCK ? EBUSY : errno};
     }
     // It may have been removed, or become a store, in between.
   } while (fd_ == -1 || !is_same_directory(fd_, path_));
+  // Of a compaction that was cut short it may have the store's mode.
+  require_call(fchmod(fd_, 0700));
   remove_files(fd_);
+}
+
+// Leaves fd_ at -1 when the directory is gone.
+void BuildDirectory::open_own() {
+  fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd_ == -1) {
+    require(errno == ENOENT ? 0 : errno == ENOTDIR || errno == ELOOP ? EPERM : errno);
+    return;
+  }
+  struct stat status = {};
+  struct stat target = {};
+  require_call(fstat(fd_, &status));
+  const bool has_target = stat(target_.c_str(), &target) == 0;
+  const mode_t others = status.st_mode & (S_IWGRP | S_IWOTH);
+  require(status.st_uid != geteuid() || (others & ~(has_target ? target.st_mode : 0)) != 0 ? EPERM
+                                                                                           : 0);
 }
 
 BuildDirectory::~BuildDirectory() {
@@ -202,6 +219,15 @@ void BuildDirectory::link_from_target(bool (*wanted)(const std::string& name)) c
     }
   });
   close(target);
+  require(ret);
+}
+
+void BuildDirectory::adopt_from_target(const std::string& name) const {
+  struct stat attributes = {};
+  require_call(lstat((target_ + "/" + name).c_str(), &attributes));
+  const int fd = require_call(openat(fd_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  const int ret = status_of([&] { adopt(fd, attributes); });
+  close(fd);
   require(ret);
 }
 

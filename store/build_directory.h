@@ -23,7 +23,9 @@ void require_free(const std::string& path);
 class BuildDirectory {
  public:
   // Makes the directory for a store in `target`, an absolute path; a left-over of a build
-  // that was cut short is removed. EBUSY while another build is at work.
+  // that was cut short is removed. EBUSY while another build is at work. EPERM for
+  // anything else that is there: a directory of somebody else, one that others can write
+  // to where they cannot write to the target, a link.
   explicit BuildDirectory(const std::string& target);
 
   // Removes it and all files in it.
@@ -41,11 +43,15 @@ class BuildDirectory {
   // under a second name.
   void link_from_target(bool (*wanted)(const std::string& name)) const;
 
+  // Gives a file of its own mode and owner of the target's of the same name.
+  void adopt_from_target(const std::string& name) const;
+
   // Changes places with the target, takes over its mode and owner, and removes it.
   void replace_target();
 
  private:
   void claim();
+  void open_own();
   void move_to_target(unsigned flags);
   void sync() const;
   void sync_parent() const;

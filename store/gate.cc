@@ -12,6 +12,7 @@
 #include "store/gate_file.h"
 #include "store/journal.h"
 #include "store/list_cache.h"
+#include "store/ownership.h"
 #include "store/record_cache.h"
 #include "store/regions.h"
 
@@ -190,7 +191,17 @@ bool is_present(const ArticledbGate* gate) {
 // nobody waits for them; only many of them are worth a recovery.
 constexpr int MAX_ABANDONED = 32;
 
-int enter_directory(const char* path, ArticledbGate* gate) {
+int require_ownership(DB_ENV* env, const char* directory) {
+  gchar* complaint = nullptr;
+  const int ret = ownership_check(directory, &complaint);
+  if (complaint != nullptr) {
+    env->errx(env, "%s", complaint);
+    g_free(complaint);
+  }
+  return ret;
+}
+
+int enter_directory(DB_ENV* env, const char* path, ArticledbGate* gate) {
   gate->directory = realpath(path, nullptr);
   if (gate->directory == nullptr) {
     return errno;
@@ -199,6 +210,9 @@ int enter_directory(const char* path, ArticledbGate* gate) {
   int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
   if (ret == 0 && alone) {
     ret = adopt_files(gate->directory, GateFile::origin(gate->directory));
+  }
+  if (ret == 0) {
+    ret = require_ownership(env, gate->directory);
   }
   if (ret == 0) {
     ret =
@@ -466,7 +480,7 @@ int delete_records(ArticledbDb* db, DatabaseField database, DBT key) {
 int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db)) {
   Steps steps(db->env);
   std::unique_ptr<ArticledbGate> entered(new (std::nothrow) ArticledbGate);
-  if (steps.failed(entered == nullptr ? ENOMEM : enter_directory(path, entered.get()),
+  if (steps.failed(entered == nullptr ? ENOMEM : enter_directory(db->env, path, entered.get()),
                    OPEN_ENVIRONMENT_STEP)) {
     return steps.code();
   }

@@ -15,6 +15,7 @@
 #include <new>
 
 #include "store/files_mark.h"
+#include "store/ownership.h"
 
 namespace ostren {
 namespace fenra {
@@ -53,12 +54,7 @@ class Descriptor {
 };
 
 int open_file(const char* directory, int flags) {
-  gchar* name = g_build_filename(directory, FILE_NAME, nullptr);
-  const int fd = ::open(name, flags | O_CLOEXEC, 0600);
-  const int error = errno;
-  g_free(name);
-  errno = error;
-  return fd;
+  return open_own_file(directory, FILE_NAME, flags, 0600);
 }
 
 // The kernel's name of the run since the machine was started, or zero bytes. A

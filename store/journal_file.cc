@@ -12,6 +12,7 @@
 #include <new>
 
 #include "store/failed.h"
+#include "store/ownership.h"
 
 namespace ostren {
 namespace fenra {
@@ -94,8 +95,7 @@ int sync_directory(const char* directory) {
 
 int JournalFile::open(const char* directory, bool create, std::unique_ptr<JournalFile>* file) {
   file->reset();
-  const int fd =
-      ::open(name_in(directory).c_str(), O_RDWR | O_CLOEXEC | (create ? O_CREAT : 0), 0600);
+  const int fd = open_own_file(directory, FILE_NAME, O_RDWR | (create ? O_CREAT : 0), 0600);
   if (fd == -1) {
     return errno == ENOENT && !create ? 0 : errno;
   }

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "store/db_config.h"
+#include "store/ownership.h"
 #include "store/schema.h"
 
 namespace ostren {
@@ -87,12 +88,9 @@ int reserve_region(const char* directory, const RegionMapping& mapping, const ch
   if (g_str_has_suffix(name, " (deleted)")) {
     return 0;
   }
-  gchar* file = g_build_filename(directory, name, nullptr);
-  const int fd = open(file, O_RDWR | O_CLOEXEC);
-  const int error = errno;
-  g_free(file);
+  const int fd = open_own_file(directory, name, O_RDWR, 0);
   if (fd == -1) {
-    return error;
+    return errno;
   }
   auto length = static_cast<off_t>(mapping.length);
   struct stat status = {};
@@ -172,7 +170,11 @@ int regions_delete(const char* directory) {
 
 int regions_look_for_room(const char* directory, guint64 cache_bytes) {
   gchar* name = g_build_filename(directory, "fenra.room", nullptr);
-  const int fd = open(name, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  int fd = -1;
+  // One that is there is of a recovery that was killed.
+  if (unlink(name) == 0 || errno == ENOENT) {
+    fd = open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  }
   int ret = fd == -1 ? errno : 0;
   if (ret == 0 && fallocate(fd, 0, 0, room_for(cache_bytes)) != 0 && errno != EOPNOTSUPP &&
       errno != ENOSYS) {

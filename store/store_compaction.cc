@@ -13,6 +13,7 @@
 #include "store/directory_lock.h"
 #include "store/failed.h"
 #include "store/gate_file.h"
+#include "store/ownership.h"
 #include "store/schema.h"
 #include "store/store_writer.h"
 
@@ -53,6 +54,7 @@ class Seclusion {
     require(directory_lock_enter(path.c_str(), &lock, &alone));
     lock_.reset(lock);
     require(alone ? 0 : EBUSY);
+    require(ownership_check(path.c_str(), nullptr));
     require(GateFile::open(path.c_str(), true, db_config_fingerprint(path.c_str()), &gate_));
     // Otherwise somebody has used it, and vanished, since it was put in order.
     require(gate_->was_clean() ? 0 : EBUSY);
@@ -175,8 +177,7 @@ void compact_store(const std::string& path, size_t cache_bytes, WorkMeter* meter
     copy_database(file, spec, &writer, meter);
   }
   writer.finish();
-  const std::string copy = directory.path() + "/" + DATABASE_FILE;
-  require_call(chmod(copy.c_str(), attributes.st_mode & 07777U));
+  directory.adopt_from_target(DATABASE_FILE);
   directory.link_from_target(is_kept);
   directory.replace_target();
 }

@@ -243,6 +243,23 @@ TEST_F(IndexTest, LeavesNothingOfABulkThatIsCutShort) {
   expect("index --bulk @store @a.txt", 0, StartsWith("indexed 1"));
 }
 
+TEST_F(IndexTest, NamesWhatStandsInTheWayOfABuild) {
+  write("a.txt", "mendia");
+  expect("index --bulk @store @a.txt", 0, StartsWith("indexed 1"));
+  for (const char* store : {"store", "new"}) {
+    std::filesystem::create_directory_symlink("elsewhere",
+                                              directory_ / std::string(store) + ".fenra-build");
+  }
+  const auto reason = [this](const std::string& store) {
+    return HasSubstr("'" + (directory_ / store) + ".fenra-build' is no directory, or belongs to");
+  };
+  expect("index --bulk @new/ @a.txt", 1, "", reason("new"));
+  expect("compact @store", 1, "", reason("store"));
+  std::filesystem::remove(directory_ / "store.fenra-build");
+  std::filesystem::create_directory(directory_ / "store/inside");
+  expect("compact @store", 1, "", HasSubstr("there is a directory in it"));
+}
+
 // ---- verify, compact and rebuild ----
 
 class VerifyTest : public ProgramTest {

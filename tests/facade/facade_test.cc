@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "facade/lexicon_record.h"
 #include "tests/support/temporary_directory.h"
 
 namespace ostren {
@@ -301,6 +302,12 @@ TEST_F(FacadeTest, NotesEachLexiconOnce) {
   Open();
   Open();
   EXPECT_EQ(directory_.read(record), "00000000\n" + own);
+  // Nor elsewhere.
+  directory_.write("letter", "");
+  std::filesystem::remove(directory_ / record);
+  std::filesystem::create_symlink("../letter", directory_ / record);
+  record_lexicon(store_.c_str());
+  EXPECT_EQ(directory_.read("letter"), "");
 }
 
 // Whether the file has a name in a directory.
