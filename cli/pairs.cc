@@ -2,9 +2,12 @@
 
 #include "cli/failure.h"
 #include "cli/store.h"
+#include "store/stored_key.h"
 
 namespace cli {
 namespace {
+
+using ostren::fenra::store::StoredKey;
 
 DBT item(std::string_view bytes) {
   DBT result = {};
@@ -16,8 +19,10 @@ DBT item(std::string_view bytes) {
 }  // namespace
 
 bool has_pair(DB* database, std::string_view key, std::string_view data) {
-  DBT key_item = item(key);
-  DBT data_item = item(data);
+  const StoredKey stored_key(key);
+  const StoredKey stored_data(data);
+  DBT key_item = item(stored_key.bytes());
+  DBT data_item = item(stored_data.bytes());
   const int status = database->get(database, nullptr, &key_item, &data_item, DB_GET_BOTH);
   if (status != 0 && status != DB_NOTFOUND) {
     throw Failure("cannot read the store: " + status_text(status));

@@ -9,7 +9,7 @@
 
 namespace cli {
 
-// Whether the database holds the pair. They throw Failure.
+// Whether the database holds the pair of strings of any length. They throw Failure.
 bool has_pair(DB* database, std::string_view key, std::string_view data);
 bool has_posting(DB* database, std::string_view key, uint64_t id);
 

@@ -18,13 +18,6 @@ namespace {
 constexpr char LOG_PREFIX[] = "log.";
 constexpr size_t LOG_DIGITS = 10;
 
-bool is_log(const std::string& name) {
-  const size_t prefix = strlen(LOG_PREFIX);
-  return name.size() == prefix + LOG_DIGITS && name.compare(0, prefix, LOG_PREFIX) == 0 &&
-         std::all_of(name.begin() + static_cast<std::ptrdiff_t>(prefix), name.end(),
-                     [](char byte) { return g_ascii_isdigit(byte); });
-}
-
 FileMark mark_of(const std::string& file) {
   struct stat status = {};
   if (stat(file.c_str(), &status) != 0) {
@@ -36,6 +29,12 @@ FileMark mark_of(const std::string& file) {
 
 }  // namespace
 
+bool is_log_name(const char* name) {
+  return g_str_has_prefix(name, LOG_PREFIX) &&
+         strlen(name + strlen(LOG_PREFIX)) == LOG_DIGITS &&
+         strspn(name + strlen(LOG_PREFIX), "0123456789") == LOG_DIGITS;
+}
+
 std::vector<guint32> log_numbers(const std::string& directory) {
   std::vector<guint32> numbers;
   GDir* entries = g_dir_open(directory.c_str(), 0, nullptr);
@@ -43,7 +42,7 @@ std::vector<guint32> log_numbers(const std::string& directory) {
     return numbers;
   }
   while (const char* name = g_dir_read_name(entries)) {
-    if (is_log(name)) {
+    if (is_log_name(name)) {
       numbers.push_back(static_cast<guint32>(strtoul(name + strlen(LOG_PREFIX), nullptr, 10)));
     }
   }

@@ -208,11 +208,11 @@ int enter_directory(DB_ENV* env, const char* path, ArticledbGate* gate) {
   }
   bool alone = false;
   int ret = directory_lock_enter(gate->directory, &gate->lock, &alone);
-  if (ret == 0 && alone) {
-    ret = adopt_files(gate->directory, GateFile::origin(gate->directory));
-  }
   if (ret == 0) {
     ret = require_ownership(env, gate->directory);
+  }
+  if (ret == 0 && alone) {
+    ret = adopt_files(gate->directory, GateFile::origin(gate->directory));
   }
   if (ret == 0) {
     ret =

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "store/db_config.h"
+#include "store/files_mark.h"
 
 namespace ostren {
 namespace fenra {
@@ -17,14 +18,8 @@ namespace {
 
 bool is_trusted(uid_t user) { return user == geteuid() || user == 0; }
 
-bool is_log_file(const char* name) {
-  constexpr size_t DIGITS = 10;
-  return g_str_has_prefix(name, "log.") && strlen(name + 4) == DIGITS &&
-         strspn(name + 4, "0123456789") == DIGITS;
-}
-
 bool is_opened(const char* name) {
-  return g_str_has_prefix(name, "fenra.") || g_str_has_prefix(name, "__db.") || is_log_file(name) ||
+  return g_str_has_prefix(name, "fenra.") || g_str_has_prefix(name, "__db.") || is_log_name(name) ||
          strcmp(name, DB_CONFIG_FILE) == 0;
 }
 
