@@ -327,6 +327,7 @@ class Check {
 
 void check_articles(const std::string& path, bool deep, StatusLine& line, CheckResult& result) {
   Store store = open_store(path);
+  check_long_keys(store.get(), result);
   Check(store.get(), deep, line, result).run();
   close_store(std::move(store));
 }

@@ -2,6 +2,8 @@
 #ifndef FENRA_CLI_STORE_CHECK_H
 #define FENRA_CLI_STORE_CHECK_H
 
+#include <fenra/articledb.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -44,6 +46,10 @@ struct CheckResult {
 // Checks the records and postings of the store in `path`; with `deep` reads every
 // text again. Throws Failure when the store cannot be opened or read on.
 void check_articles(const std::string& path, bool deep, StatusLine& line, CheckResult& result);
+
+// Looks for keys, and forms under lemmas, that are longer than this version stores them.
+// Throws Failure.
+void check_long_keys(ArticledbDb* db, CheckResult& result);
 
 // Berkeley DB's own verification of the closed store's pages and of the order and
 // the hashing of the items.

@@ -1,11 +1,19 @@
 #include "store/environment.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include "store/database.h"
 #include "store/db_config.h"
+#include "store/files_mark.h"
+#include "store/ownership.h"
 #include "store/regions.h"
 #include "store/schema.h"
 
@@ -52,6 +60,26 @@ int adjust_to(DB_ENV* env, const char* directory, DbConfig* config) {
 
 // ---- opening ----
 
+// Gives the present log file the disk space that it is made for but does not take yet: recovery
+// fills it up with zeros, and a full disk would stand in its way. Without that room it is what
+// it was.
+void reserve_log(DB_ENV* env) {
+  const char* directory = nullptr;
+  if (env->get_home(env, &directory) != 0 || directory == nullptr) {
+    return;
+  }
+  const std::vector<guint32> logs = log_numbers(directory);
+  const int fd =
+      logs.empty() ? -1 : open_own_file(directory, log_name(logs.back()).c_str(), O_RDWR, 0);
+  struct stat status = {};
+  if (fd != -1 && fstat(fd, &status) == 0 && fallocate(fd, 0, 0, status.st_size) != 0) {
+    errno = 0;
+  }
+  if (fd != -1) {
+    close(fd);
+  }
+}
+
 int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArray* regions,
                      bool* opened) {
   guint32 flags = DB_CREATE | DB_INIT_LOCK | DB_INIT_MPOOL | DB_INIT_TXN;
@@ -63,10 +91,7 @@ int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArr
   }
   if (recovery == Recovery::YES) {
     flags |= DB_RECOVER;
-    ret = regions_delete(directory);
-    if (ret == 0) {
-      ret = regions_look_for_room(directory, config.cache_bytes);
-    }
+    ret = regions_make_way(directory, config.cache_bytes);
     if (ret != 0) {
       return ret;
     }
@@ -76,6 +101,7 @@ int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArr
   *opened = ret == 0;
   if (ret == 0) {
     ret = regions_take(directory, before, regions);
+    reserve_log(env);
   }
   g_array_free(before, TRUE);
   return ret;
@@ -228,7 +254,11 @@ int environment_checkpoint(DB_ENV* env, guint32 kib) {
     return 0;
   }
   ret = env->txn_checkpoint(env, 0, 0, 0);
-  return ret != 0 ? ret : environment_remove_logs(env);
+  if (ret == 0) {
+    ret = environment_remove_logs(env);
+    reserve_log(env);
+  }
+  return ret;
 }
 
 }  // namespace store

@@ -30,8 +30,7 @@ FileMark mark_of(const std::string& file) {
 }  // namespace
 
 bool is_log_name(const char* name) {
-  return g_str_has_prefix(name, LOG_PREFIX) &&
-         strlen(name + strlen(LOG_PREFIX)) == LOG_DIGITS &&
+  return g_str_has_prefix(name, LOG_PREFIX) && strlen(name + strlen(LOG_PREFIX)) == LOG_DIGITS &&
          strspn(name + strlen(LOG_PREFIX), "0123456789") == LOG_DIGITS;
 }
 

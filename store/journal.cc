@@ -108,9 +108,9 @@ guint64 Journal::most_bytes() const {
     cost = COST_IN_LARGE_DATABASE;
   }
   const guint64 patience = state_.patience == 0 ? MOST_PATIENCE : state_.patience;
-  return cost == 0 ? JournalFile::MOST_BYTES
-                   : std::clamp(patience * MEBIBYTE / cost, LEAST_WAITING_BYTES,
-                                JournalFile::MOST_BYTES);
+  return cost == 0
+             ? JournalFile::MOST_BYTES
+             : std::clamp(patience * MEBIBYTE / cost, LEAST_WAITING_BYTES, JournalFile::MOST_BYTES);
 }
 
 // ---- writing to the databases ----

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -80,6 +81,16 @@ bool contains(const GArray* regions, const RegionMapping& mapping) {
 // each of GateFile::PLACES handles takes eleven of some 140 bytes.
 constexpr off_t MUTEX_GROWTH_BYTES = off_t{3} << 20;
 
+// What is given to them besides, if it is there: when the disk has become full, recovery
+// deletes the files, and needs more room than the new ones for the log.
+constexpr off_t SPARE_BYTES = off_t{2} << 20;
+
+// Gives an open file disk space; as good as done where the file system does not know how.
+int reserve(int fd, int mode, off_t begin, off_t length) {
+  return fallocate(fd, mode, begin, length) == 0 || errno == EOPNOTSUPP || errno == ENOSYS ? 0
+                                                                                           : errno;
+}
+
 // Gives the region files the disk space that they can come to need, as far as their
 // mappings reach: they grow while the environment is used, and a page that a full
 // disk has no room for would be a SIGBUS. The mapping of the mutexes reaches far beyond
@@ -97,18 +108,59 @@ int reserve_region(const char* directory, const RegionMapping& mapping, const ch
   if (strcmp(name, "__db.002") == 0 && fstat(fd, &status) == 0) {
     length = MIN(length, status.st_size + MUTEX_GROWTH_BYTES);
   }
-  int ret = 0;
-  if (fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, length) != 0 && errno != EOPNOTSUPP &&
-      errno != ENOSYS) {
-    ret = errno;
+  const int ret = reserve(fd, FALLOC_FL_KEEP_SIZE, 0, length);
+  if (ret == 0 && strcmp(name, "__db.001") == 0) {
+    reserve(fd, FALLOC_FL_KEEP_SIZE, length, SPARE_BYTES);
   }
   close(fd);
   return ret;
 }
 
+// The unit of st_blocks.
+constexpr off_t BLOCK_BYTES = 512;
+
+// Calls `visit(path)` for every region file of the directory. Returns the last code that it
+// has given, or ENOENT without a directory.
+template <typename Visit>
+int visit_files(const char* directory, Visit visit) {
+  GDir* entries = g_dir_open(directory, 0, nullptr);
+  if (entries == nullptr) {
+    return ENOENT;
+  }
+  int ret = 0;
+  while (const char* entry = g_dir_read_name(entries)) {
+    if (g_str_has_prefix(entry, "__db.")) {
+      gchar* path = g_build_filename(directory, entry, nullptr);
+      const int code = visit(path);
+      ret = code != 0 ? code : ret;
+      g_free(path);
+    }
+  }
+  g_dir_close(entries);
+  return ret;
+}
+
+// Whether the disk has room: Berkeley DB touches the memory of the regions while it makes
+// them, before anything can be reserved.
+int look_for_room(const char* directory, off_t room) {
+  gchar* name = g_build_filename(directory, "fenra.room", nullptr);
+  int fd = -1;
+  // One that is there is of a recovery that was killed.
+  if (unlink(name) == 0 || errno == ENOENT) {
+    fd = open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  }
+  const int ret = fd == -1 ? errno : reserve(fd, 0, 0, room);
+  if (fd != -1) {
+    close(fd);
+    unlink(name);
+  }
+  g_free(name);
+  return ret;
+}
+
 // What all regions are reserved with a cache of the given size, and some more.
 off_t room_for(guint64 cache_bytes) {
-  constexpr off_t ROOM_BYTES = off_t{29} << 20;  // with the default cache
+  constexpr off_t ROOM_BYTES = off_t{28} << 20;  // with the default cache
   constexpr off_t MUTEX_BYTES = 160;
   const auto more = static_cast<off_t>(MAX(cache_bytes, DEFAULT_CACHE_BYTES) - DEFAULT_CACHE_BYTES);
   return ROOM_BYTES + more + more / 4 + MUTEX_BYTES * regions_additional_mutexes(cache_bytes);
@@ -149,43 +201,26 @@ void regions_unmap(const GArray* regions) {
   }
 }
 
-int regions_delete(const char* directory) {
-  GDir* entries = g_dir_open(directory, 0, nullptr);
-  if (entries == nullptr) {
-    return ENOENT;
+int regions_make_way(const char* directory, guint64 cache_bytes) {
+  const off_t room = room_for(cache_bytes);
+  struct statvfs disk = {};
+  const bool known = statvfs(directory, &disk) == 0;
+  off_t present = 0;
+  int ret = visit_files(directory, [&](const char* path) {
+    struct stat status = {};
+    present += lstat(path, &status) == 0 ? off_t{status.st_blocks} * BLOCK_BYTES : 0;
+    return 0;
+  });
+  if (ret != 0) {
+    return ret;
   }
-  int ret = 0;
-  while (const char* entry = g_dir_read_name(entries)) {
-    if (g_str_has_prefix(entry, "__db.")) {
-      gchar* name = g_build_filename(directory, entry, nullptr);
-      if (unlink(name) != 0 && errno != ENOENT) {
-        ret = errno;
-      }
-      g_free(name);
-    }
+  // The files stay where the new ones will not fit: others would take the room.
+  if (known && static_cast<off_t>(disk.f_bavail * disk.f_frsize) + present < room) {
+    return ENOSPC;
   }
-  g_dir_close(entries);
-  return ret;
-}
-
-int regions_look_for_room(const char* directory, guint64 cache_bytes) {
-  gchar* name = g_build_filename(directory, "fenra.room", nullptr);
-  int fd = -1;
-  // One that is there is of a recovery that was killed.
-  if (unlink(name) == 0 || errno == ENOENT) {
-    fd = open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  }
-  int ret = fd == -1 ? errno : 0;
-  if (ret == 0 && fallocate(fd, 0, 0, room_for(cache_bytes)) != 0 && errno != EOPNOTSUPP &&
-      errno != ENOSYS) {
-    ret = errno;
-  }
-  if (fd != -1) {
-    close(fd);
-    unlink(name);
-  }
-  g_free(name);
-  return ret;
+  ret = visit_files(
+      directory, [](const char* path) { return unlink(path) == 0 || errno == ENOENT ? 0 : errno; });
+  return ret != 0 ? ret : look_for_room(directory, room);
 }
 
 }  // namespace store

@@ -29,14 +29,10 @@ int regions_take(const char* directory, const GArray* before, GArray* regions);
 
 void regions_unmap(const GArray* regions);
 
-// Deletes the files of the regions, which recovery makes anew: nobody who still has them
-// mapped uses them. Their space is then free for the new ones.
-int regions_delete(const char* directory);
-
-// Whether the disk has room for the regions with a cache of the given size: 0, ENOSPC or
-// the code of what failed. Berkeley DB touches their memory while it makes them, before
-// anything can be reserved.
-int regions_look_for_room(const char* directory, guint64 cache_bytes);
+// Deletes the files of the regions, which recovery makes anew with a cache of the given size:
+// nobody who still has them mapped uses them. Returns 0 when the disk has room for the new
+// ones; ENOSPC, with nothing deleted where that can be told before; or the code of what failed.
+int regions_make_way(const char* directory, guint64 cache_bytes);
 
 }  // namespace store
 }  // namespace fenra
