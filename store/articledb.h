@@ -9,11 +9,15 @@
 // a contract says so. Article ids are guint64, handed out from 1 upward and
 // never reused; 0 is never an article id.
 //
+// A word form, lemma, URL or source may have any length. The databases have a shorter
+// string for one of more than 1,000 bytes, which every lookup and writer puts in its place; it
+// shows in walks over the keys, in ArticledbCursor::key, and as form under a lemma.
+//
 // A store handle, and every transaction record, cursor and generator made from
 // it, is used by one thread at a time, and only by the process that opened it: a
-// forked child opens its own. Several handles, of one process or of many, can have a
-// store open. When a process dies in the middle of an operation, another one's next
-// operation recovers the store; docs/reliability.md has the details.
+// forked child opens its own, and is given EPERM for its parent's. Several handles, of one process
+// or of many, can have a store open. When a process dies in the middle of an operation, another
+// one's next operation recovers the store; docs/reliability.md has the details.
 #ifndef FENRA_ARTICLEDB_H
 #define FENRA_ARTICLEDB_H
 
@@ -173,11 +177,11 @@ typedef int (*ArticledbNextTokenFunc)(void* tokenizer, const char** token, int* 
 // Stores one article. `metadata` has string keys and is only read: "source",
 // "_url", "date" (decimal digits), "lang" and "_txt" (the text), strings, and
 // "_length" (the raw length, nonzero, held in the value slot itself). Draws a new
-// id, removes the records of earlier articles with the same URL, and posts every
-// token as a form, every trigram of tokens, and every lemma that `lemmatize`
-// gives for a token.
+// id, posts every token as a form, every trigram of tokens, and every lemma that
+// `lemmatize` gives for a token, and puts the article's records into the place of those of
+// earlier articles with the same URL: of them either the one or the other is shown.
 //
-// Returns 0 when all of it is on disk; STATUS_MISSING_METADATA, with
+// Returns 0 when all of it is on disk; STATUS_MISSING_METADATA, also for an empty URL, with
 // nothing written; -1 when memory is short; else the failing step's code: Berkeley
 // DB's, zlib's, or the token source's own value. A failure leaves what was
 // written before it.

@@ -176,6 +176,37 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
   verify();
 }
 
+TEST_F(GateTest, AForkedChildHasNothingOfItsParent) {
+  ASSERT_EQ(index("u", {"etxe"}), 0);
+  EXPECT_EQ(WEXITSTATUS(statusOf([this] {
+              guint64 id = 0;
+              const bool refused = index("v", {"etxe"}) == EPERM &&
+                                   articledb_db_max_id(db, &id) == EPERM &&
+                                   articledb_db_close(db) == EPERM;
+              _exit(refused ? 7 : 1);
+            })),
+            7);
+  // It does not make a parent that dies under the gate seem to live.
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_TRUE(killed(statusOf([&] {
+    db = articledb_db_new();
+    articledb_db_open(db, path.c_str());
+    begin();
+    if (fork() == 0) {
+      char unused;
+      ::close(ends[1]);
+      _exit(static_cast<int>(read(ends[0], &unused, 1)));
+    }
+    db->formdb->put = putAndDie;
+    articledb_transaction_put_form(t, "hila", 4, 2);
+  })));
+  EXPECT_EQ(index("v", {"etxe"}), 0);
+  EXPECT_EQ(formIds("etxe"), (Ids{1, 2}));
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
 // What never got to the disk is not remembered as being there.
 TEST_F(GateTest, PairsOfAnArticleThatFailedAreWrittenAgain) {
   ASSERT_EQ(index("a", {"etxe"}), 0);
