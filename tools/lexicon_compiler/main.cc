@@ -1,53 +1,103 @@
-// Compiles the lexicon: from the printed transducer of a morphological dictionary
-// to the binary transducer file that the library embeds.
-#include <cstdio>
+// Compiles the default lexicon from the project's grammar and the Basque spelling
+// dictionary to the binary transducer file that the library embeds.
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <vector>
 
+#include "tools/lexicon_compiler/att_text.h"
+#include "tools/lexicon_compiler/basque_lexicon.h"
 #include "tools/lexicon_compiler/build_error.h"
-#include "tools/lexicon_compiler/lexicon.h"
-#include "tools/lexicon_compiler/source_lexicon.h"
-#include "tools/lexicon_compiler/vocabulary.h"
+#include "tools/lexicon_compiler/hunspell_source.h"
 #include "tools/lexicon_compiler/write_lexicon.h"
 
 namespace lexicon_compiler {
 namespace {
 
-Vocabulary ReadVocabulary(const char* path) {
-  std::ifstream printed(path);
-  if (!printed) {
-    throw BuildError(std::string("cannot open ") + path);
+std::ifstream Open(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    throw BuildError("cannot open " + path);
   }
-  return ExtractVocabulary(ReadSections(printed));
+  return file;
 }
 
-void Compile(const char* printed_path, const char* att_path, const char* binary_path) {
-  const Vocabulary vocabulary = ReadVocabulary(printed_path);
-  for (const std::string& tag : vocabulary.unknown_tags) {
-    std::cerr << "warning: words with the unknown tag " << tag << " are left out\n";
+Grammar ReadSources(const std::vector<std::string>& grammar_paths, const std::string& aff_path,
+                    const std::string& dic_path) {
+  Grammar grammar;
+  GrammarReader reader(&grammar);
+  for (const std::string& path : grammar_paths) {
+    std::ifstream source = Open(path);
+    reader.Read(source, path);
   }
-  if (vocabulary.lemmas.empty()) {
-    throw BuildError(std::string("no words in ") + printed_path);
+  reader.Finish();
+  if (!dic_path.empty()) {
+    std::ifstream aff = Open(aff_path);
+    std::ifstream dic = Open(dic_path);
+    ReadHunspell(aff, dic, &grammar);
   }
-  const Transducer lexicon = BuildLexicon(vocabulary);
-  const Written written = WriteLexicon(lexicon, att_path, binary_path);
-  std::cout << "lexicon: " << vocabulary.lemmas.size() << " lemmas, " << written.summary << "\n";
+  return grammar;
+}
+
+// The lemmas of a word class, or of one branch, once each.
+void PrintLemmas(const Grammar& grammar, const std::string& name) {
+  std::set<std::string> lemmas;
+  for (const Entry& entry : grammar.morphology.entries()) {
+    if (entry.branch.category == name || NameOf(entry.branch) == name) {
+      lemmas.insert(entry.lemma);
+    }
+  }
+  for (const std::string& lemma : lemmas) {
+    std::cout << lemma << '\n';
+  }
 }
 
 }  // namespace
 }  // namespace lexicon_compiler
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: %s PRINTED_DICTIONARY ATT_OUTPUT BINARY_OUTPUT\n", argv[0]);
-    return 2;
-  }
+  using namespace lexicon_compiler;
+  CLI::App app("Compiles the Basque lexicon.");
+  std::vector<std::string> grammar_paths;
+  std::string aff_path, dic_path, att_path, binary_path, version_path, lemmas, source_note;
+  app.add_option("grammar", grammar_paths, "grammar sources, in the order in which they are read")
+      ->required();
+  auto* aff = app.add_option("--aff", aff_path, "suffix classes of the spelling dictionary");
+  app.add_option("--dic", dic_path, "stems of the spelling dictionary")->needs(aff);
+  app.add_option("--att", att_path, "AT&T text to write");
+  app.add_option("--binary", binary_path, "binary transducer to write");
+  app.add_option("--version-file", version_path, "text that identifies the lexicon, to write");
+  app.add_option("--source", source_note, "what the version text says about the dictionary");
+  app.add_option("--lemmas", lemmas,
+                 "print the lemmas of a word class (IZE) or branch (IZE.rest) and stop");
+  CLI11_PARSE(app, argc, argv);
   try {
-    lexicon_compiler::Compile(argv[1], argv[2], argv[3]);
+    const Grammar grammar = ReadSources(grammar_paths, aff_path, dic_path);
+    if (!lemmas.empty()) {
+      PrintLemmas(grammar, lemmas);
+      return 0;
+    }
+    if (att_path.empty() || binary_path.empty()) {
+      throw BuildError("--att and --binary must name the files to write");
+    }
+    const Written written = WriteLexicon(BuildBasqueLexicon(grammar), att_path, binary_path);
+    std::cout << "lexicon: " << grammar.morphology.entries().size() << " stems, " << written.summary
+              << "\n";
+    if (!version_path.empty()) {
+      std::ofstream file(version_path);
+      file << "fenra-basque " << written.fingerprint;
+      if (!source_note.empty()) {
+        file << " (" << source_note << ")";
+      }
+      file << "\n";
+      if (!file.flush()) {
+        throw BuildError("cannot write " + version_path);
+      }
+    }
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+    std::cerr << argv[0] << ": " << error.what() << "\n";
     return 1;
   }
   return 0;
