@@ -4,23 +4,22 @@
 #ifndef FENRA_CLI_COMMANDS_H
 #define FENRA_CLI_COMMANDS_H
 
-#include <CLI/CLI.hpp>
-
+#include "cli/command_line.h"
 #include "cli/failure.h"
 
 namespace cli {
 
-void add_index_command(CLI::App& app, ExitStatus& status);
-void add_search_command(CLI::App& app);
-void add_lookup_command(CLI::App& app);
-void add_show_command(CLI::App& app);
-void add_stats_command(CLI::App& app);
-void add_tune_command(CLI::App& app);
-void add_verify_command(CLI::App& app, ExitStatus& status);
-void add_rebuild_command(CLI::App& app, ExitStatus& status);
-void add_compact_command(CLI::App& app, ExitStatus& status);
-void add_lemma_command(CLI::App& app);
-void add_fst_command(CLI::App& app);
+void add_index_command(const Command& program, ExitStatus& status);
+void add_search_command(const Command& program);
+void add_lookup_command(const Command& program);
+void add_show_command(const Command& program);
+void add_stats_command(const Command& program);
+void add_tune_command(const Command& program);
+void add_verify_command(const Command& program, ExitStatus& status);
+void add_rebuild_command(const Command& program, ExitStatus& status);
+void add_compact_command(const Command& program, ExitStatus& status);
+void add_lemma_command(const Command& program);
+void add_fst_command(const Command& program);
 
 }  // namespace cli
 

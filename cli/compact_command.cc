@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/databases.h"
 #include "cli/output.h"
@@ -158,18 +158,18 @@ ExitStatus compact(const std::string& path) {
 
 }  // namespace
 
-void add_compact_command(CLI::App& app, ExitStatus& status) {
+void add_compact_command(const Command& program, ExitStatus& status) {
   auto path = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("compact", "Write a store anew, without gaps");
-  add_text(*command, "STORE", *path, "Store directory")->required();
-  command->footer(
+  const Command command = program.add_command("compact", "Write a store anew, without gaps");
+  command.add_text("STORE", *path, "Store directory").required();
+  command.set_footer(
       "Writes all databases anew in their own order and puts them in the place of the old ones,\n"
       "in one step, when they are complete. Articles and ids stay. The log is gone afterwards.\n"
       "Nobody else can have the store open meanwhile, and the disk needs room for a second copy\n"
       "of it. Prints the pages of each database and how full they are, before and after.\n"
       "Example:\n"
       "  fenra compact articles.store");
-  command->callback([=, &status] { status = compact(*path); });
+  command.set_action([=, &status] { status = compact(*path); });
 }
 
 }  // namespace cli

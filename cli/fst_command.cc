@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/handles.h"
 #include "cli/output.h"
@@ -64,48 +64,50 @@ void look(const FstOptions& options) {
 
 using Options = std::shared_ptr<FstOptions>;
 
-void add_compile(CLI::App& fst, const Options& options) {
-  CLI::App* command = fst.add_subcommand("compile", "Make a binary transducer from AT&T text");
-  add_text(*command, "IN.att", options->input, "AT&T text, whatever its name")->required();
-  add_text(*command, "OUT.fst", options->output, "Binary transducer file to write")->required();
-  command->footer("Example:\n  fenra fst compile lexicon.att lexicon.fst");
-  command->callback([options] { compile(*options); });
+void add_compile(const Command& fst, const Options& options) {
+  const Command command = fst.add_command("compile", "Make a binary transducer from AT&T text");
+  command.add_text("IN.att", options->input, "AT&T text, whatever its name").required();
+  command.add_text("OUT.fst", options->output, "Binary transducer file to write").required();
+  command.set_footer("Example:\n  fenra fst compile lexicon.att lexicon.fst");
+  command.set_action([options] { compile(*options); });
 }
 
-void add_dump(CLI::App& fst, const Options& options) {
-  CLI::App* command = fst.add_subcommand("dump", "Print the arcs and final cells of a transducer");
-  add_text(*command, "FILE", options->input,
-           "Transducer: AT&T text when its path holds \".att\", otherwise binary")
-      ->required();
-  command->footer("Example:\n  fenra fst dump lexicon.fst");
-  command->callback([options] { dump(*options); });
+void add_dump(const Command& fst, const Options& options) {
+  const Command command = fst.add_command("dump", "Print the arcs and final cells of a transducer");
+  command
+      .add_text("FILE", options->input,
+                "Transducer: AT&T text when its path holds \".att\", otherwise binary")
+      .required();
+  command.set_footer("Example:\n  fenra fst dump lexicon.fst");
+  command.set_action([options] { dump(*options); });
 }
 
-void add_look(CLI::App& fst, const Options& options) {
-  CLI::App* command = fst.add_subcommand("look", "Run words through a transducer");
-  add_text(*command, "FILE", options->input,
-           "Transducer: AT&T text when its path holds \".att\", otherwise binary")
-      ->required();
-  add_texts(*command, "WORD", options->words, "Words")->required();
-  command->add_flag("--down", options->down, "From upper to lower labels, not from lower to upper");
-  command->footer(
+void add_look(const Command& fst, const Options& options) {
+  const Command command = fst.add_command("look", "Run words through a transducer");
+  command
+      .add_text("FILE", options->input,
+                "Transducer: AT&T text when its path holds \".att\", otherwise binary")
+      .required();
+  command.add_texts("WORD", options->words, "Words").required();
+  command.add_flag("--down", options->down, "From upper to lower labels, not from lower to upper");
+  command.set_footer(
       "A line is WORD and RESULT with a tab between them; \"-\" for no result.\n"
       "Example:\n"
       "  fenra fst look lexicon.fst etxea\n"
       "  fenra fst look --down lexicon.fst IZE/etxe+");
-  command->callback([options] { look(*options); });
+  command.set_action([options] { look(*options); });
 }
 
 }  // namespace
 
-void add_fst_command(CLI::App& app) {
+void add_fst_command(const Command& program) {
   auto options = std::make_shared<FstOptions>();
-  CLI::App* command = app.add_subcommand("fst", "Make, print and run transducers");
-  command->require_subcommand(1);
-  command->footer("Example:\n  fenra fst compile lexicon.att lexicon.fst");
-  add_compile(*command, options);
-  add_dump(*command, options);
-  add_look(*command, options);
+  const Command command = program.add_command("fst", "Make, print and run transducers");
+  command.require_command();
+  command.set_footer("Example:\n  fenra fst compile lexicon.att lexicon.fst");
+  add_compile(command, options);
+  add_dump(command, options);
+  add_look(command, options);
 }
 
 }  // namespace cli

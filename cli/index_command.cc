@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments.h"
 #include "cli/bulk_build.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/index_inputs.h"
 #include "cli/input_article.h"
@@ -118,32 +118,33 @@ ExitStatus index(const IndexOptions& options) {
 
 }  // namespace
 
-void add_index_command(CLI::App& app, ExitStatus& status) {
+void add_index_command(const Command& program, ExitStatus& status) {
   auto options = std::make_shared<IndexOptions>();
-  CLI::App* command =
-      app.add_subcommand("index", "Store articles, replacing those of the same URL");
+  const Command command =
+      program.add_command("index", "Store articles, replacing those of the same URL");
   InputOptions& inputs = options->inputs;
-  add_text(*command, "STORE", options->store, "Store directory; made when missing or empty")
-      ->required();
-  add_texts(*command, "PATH", inputs.paths,
-            "Files, and directories with all below them: .html, .htm, .xhtml and .txt");
-  add_text(*command, "--list", inputs.list,
-           "File of lines URL, MIME type, path, date, source with tabs between them; the last two "
-           "may be left out; - for standard input");
-  add_text(*command, "--mime", inputs.mime, "MIME type of the files named as PATH");
-  add_text(*command, "--base-url", inputs.base_url,
-           "The URL is this and the path below PATH; default: file:// and the whole path");
-  add_text(*command, "--source", inputs.source, "Source of the articles");
-  add_date(*command, "--date", inputs.date, "Date of the articles");
-  command->add_flag("--bulk", options->bulk,
-                    "Build a new store of all articles at once, on all processors; STORE must not "
-                    "exist, or be empty, and is there when everything is done");
-  command->footer(
+  command.add_text("STORE", options->store, "Store directory; made when missing or empty")
+      .required();
+  command.add_texts("PATH", inputs.paths,
+                    "Files, and directories with all below them: .html, .htm, .xhtml and .txt");
+  command.add_text(
+      "--list", inputs.list,
+      "File of lines URL, MIME type, path, date, source with tabs between them; the last two "
+      "may be left out; - for standard input");
+  command.add_text("--mime", inputs.mime, "MIME type of the files named as PATH");
+  command.add_text("--base-url", inputs.base_url,
+                   "The URL is this and the path below PATH; default: file:// and the whole path");
+  command.add_text("--source", inputs.source, "Source of the articles");
+  command.add_date("--date", inputs.date, "Date of the articles");
+  command.add_flag("--bulk", options->bulk,
+                   "Build a new store of all articles at once, on all processors; STORE must not "
+                   "exist, or be empty, and is there when everything is done");
+  command.set_footer(
       "A '|' in a URL is stored as %7C.\n"
       "Status 3 tells that some inputs were refused; each is on standard error with its reason.\n"
       "Example:\n"
       "  fenra index articles.store pages/ --base-url https://example.eus/ --date 20090315");
-  command->callback([options, &status] { status = index(*options); });
+  command.set_action([options, &status] { status = index(*options); });
 }
 
 }  // namespace cli

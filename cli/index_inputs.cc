@@ -10,7 +10,7 @@
 #include <iostream>
 #include <iterator>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 
 namespace cli {
 namespace {

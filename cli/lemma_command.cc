@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
@@ -59,16 +59,16 @@ void lemma(const std::vector<std::string>& words) {
 
 }  // namespace
 
-void add_lemma_command(CLI::App& app) {
+void add_lemma_command(const Command& program) {
   auto words = std::make_shared<std::vector<std::string>>();
-  CLI::App* command = app.add_subcommand(
+  const Command command = program.add_command(
       "lemma", "Print each word's lemma and its analyses in the embedded lexicon");
-  add_texts(*command, "WORD", *words, "Words; by default the lines of standard input");
-  command->footer(
+  command.add_texts("WORD", *words, "Words; by default the lines of standard input");
+  command.set_footer(
       "A line is FORM, LEMMA and ANALYSES with tabs between them; \"-\" for no analysis.\n"
       "Example:\n"
       "  fenra lemma etxearen mendietatik");
-  command->callback([words] { lemma(*words); });
+  command.set_action([words] { lemma(*words); });
 }
 
 }  // namespace cli

@@ -3,7 +3,7 @@
 #include <sstream>
 #include <string>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/store.h"
 
@@ -54,43 +54,41 @@ void lookup(const std::string& path, Lookup make, const std::string& key) {
 
 }  // namespace
 
-void add_lookup_command(CLI::App& app) {
+void add_lookup_command(const Command& program) {
   auto options = std::make_shared<LookupOptions>();
-  CLI::App* command =
-      app.add_subcommand("lookup", "Print the URLs of the articles under one key of an index");
-  add_text(*command, "STORE", options->store, "Store directory")->required();
+  const Command command =
+      program.add_command("lookup", "Print the URLs of the articles under one key of an index");
+  command.add_text("STORE", options->store, "Store directory").required();
 
-  CLI::App* keys = command->add_option_group("Key", "Exactly one of");
-  keys->require_option(1);
+  const Command keys = command.add_choice("Key", "Exactly one of");
   LookupOptions& o = *options;
-  const CLI::Option* form =
-      add_text(*keys, "--form", o.form, "A word exactly as it stands in the text");
-  const CLI::Option* lemma = add_text(*keys, "--lemma", o.lemma, "The lemma of a word of the text");
-  const CLI::Option* source = add_text(*keys, "--source", o.source, "The article's source");
-  const CLI::Option* date = add_date(*keys, "--date", o.date, "The article's date");
-  const CLI::Option* trigram =
-      add_text(*keys, "--trigram", o.trigram, "Three consecutive words, in one argument");
-  add_text(*keys, "--trigram-prefix", o.trigram_prefix,
-           "The first 1 to 3 words of three consecutive ones, in one argument");
-  command->footer(
+  const Argument form = keys.add_text("--form", o.form, "A word exactly as it stands in the text");
+  const Argument lemma = keys.add_text("--lemma", o.lemma, "The lemma of a word of the text");
+  const Argument source = keys.add_text("--source", o.source, "The article's source");
+  const Argument date = keys.add_date("--date", o.date, "The article's date");
+  const Argument trigram =
+      keys.add_text("--trigram", o.trigram, "Three consecutive words, in one argument");
+  keys.add_text("--trigram-prefix", o.trigram_prefix,
+                "The first 1 to 3 words of three consecutive ones, in one argument");
+  command.set_footer(
       "Keys are compared byte for byte: no lemma is looked for and case counts.\n"
       "Example:\n"
       "  fenra lookup articles.store --lemma etxe\n"
       "  fenra lookup articles.store --trigram-prefix \"etxe zuri\"");
 
-  command->callback([=] {
-    if (*form) {
+  command.set_action([=] {
+    if (form.given()) {
       lookup(options->store, articledb_db_form_lookup_generator_new, options->form);
-    } else if (*lemma) {
+    } else if (lemma.given()) {
       lookup(options->store, articledb_db_lemma_lookup_generator_new, options->lemma);
-    } else if (*source) {
+    } else if (source.given()) {
       lookup(options->store, articledb_db_source_lookup_generator_new, options->source);
-    } else if (*date) {
+    } else if (date.given()) {
       lookup(options->store, articledb_db_date_lookup_generator_new_from_string, options->date);
     } else {
       const std::string key =
-          *trigram ? trigram_key("--trigram", options->trigram, TRIGRAM_BUILDER_WORDS)
-                   : trigram_key("--trigram-prefix", options->trigram_prefix, 1);
+          trigram.given() ? trigram_key("--trigram", options->trigram, TRIGRAM_BUILDER_WORDS)
+                          : trigram_key("--trigram-prefix", options->trigram_prefix, 1);
       lookup(options->store, articledb_db_trigram_lookup_generator_new, key);
     }
   });

@@ -4,7 +4,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/progress.h"
@@ -153,22 +153,21 @@ ExitStatus rebuild(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-void add_rebuild_command(CLI::App& app, ExitStatus& status) {
+void add_rebuild_command(const Command& program, ExitStatus& status) {
   auto from = std::make_shared<std::string>();
   auto to = std::make_shared<std::string>();
-  CLI::App* command =
-      app.add_subcommand("rebuild", "Index the articles of a store anew into another store");
-  add_text(*command, "OLD", *from, "Store directory to read")->required();
-  add_text(*command, "NEW", *to, "Store directory to make; must not exist, or be empty")
-      ->required();
-  command->footer(
+  const Command command =
+      program.add_command("rebuild", "Index the articles of a store anew into another store");
+  command.add_text("OLD", *from, "Store directory to read").required();
+  command.add_text("NEW", *to, "Store directory to make; must not exist, or be empty").required();
+  command.set_footer(
       "For a damaged index, and for a lexicon that is newer than the store. Articles keep their\n"
       "URL, in which a '|' becomes %7C, text and metadata and are stored in the order of their\n"
       "ids, which are dealt out anew. Of several articles of one URL the newest is stored.\n"
       "Status 3 tells that some articles are not; each is on standard error with its reason.\n"
       "Example:\n"
       "  fenra rebuild articles.store new.store");
-  command->callback([=, &status] { status = rebuild(*from, *to); });
+  command.set_action([=, &status] { status = rebuild(*from, *to); });
 }
 
 }  // namespace cli

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
@@ -53,19 +53,19 @@ void search(const SearchOptions& options) {
 
 }  // namespace
 
-void add_search_command(CLI::App& app) {
+void add_search_command(const Command& program) {
   auto options = std::make_shared<SearchOptions>();
-  CLI::App* command =
-      app.add_subcommand("search", "Print the URLs of the articles that hold every word");
-  add_text(*command, "STORE", options->store, "Store directory")->required();
-  add_texts(*command, "WORD", options->words, "Words, in any inflected form")->required();
-  add_count(*command, "--limit", options->limit, "Stop after N articles");
-  command->add_flag("--count", options->count, "Print the number of articles only");
-  command->footer(
+  const Command command =
+      program.add_command("search", "Print the URLs of the articles that hold every word");
+  command.add_text("STORE", options->store, "Store directory").required();
+  command.add_texts("WORD", options->words, "Words, in any inflected form").required();
+  command.add_count("--limit", options->limit, "Stop after N articles");
+  command.add_flag("--count", options->count, "Print the number of articles only");
+  command.set_footer(
       "A word finds every form of its lemma. The URLs come in the order of indexing.\n"
       "Example:\n"
       "  fenra search articles.store etxe zuria --limit 10");
-  command->callback([options] { search(*options); });
+  command.set_action([options] { search(*options); });
 }
 
 }  // namespace cli

@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
@@ -88,15 +88,16 @@ void show(const ShowOptions& options) {
 
 }  // namespace
 
-void add_show_command(CLI::App& app) {
+void add_show_command(const Command& program) {
   auto options = std::make_shared<ShowOptions>();
-  CLI::App* command = app.add_subcommand("show", "Print an article: its metadata and its text");
-  add_text(*command, "STORE", options->store, "Store directory")->required();
-  add_text(*command, "URL", options->url, "The article's URL")->required();
-  command->footer(
+  const Command command =
+      program.add_command("show", "Print an article: its metadata and its text");
+  command.add_text("STORE", options->store, "Store directory").required();
+  command.add_text("URL", options->url, "The article's URL").required();
+  command.set_footer(
       "Example:\n"
       "  fenra show articles.store https://example.eus/1.html");
-  command->callback([options] { show(*options); });
+  command.set_action([options] { show(*options); });
 }
 
 }  // namespace cli

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/databases.h"
 #include "cli/output.h"
@@ -112,16 +112,17 @@ void stats(const std::string& path) {
 
 }  // namespace
 
-void add_stats_command(CLI::App& app) {
+void add_stats_command(const Command& program) {
   auto path = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("stats", "Print the size of a store and of its databases");
-  add_text(*command, "STORE", *path, "Store directory")->required();
-  command->footer(
+  const Command command =
+      program.add_command("stats", "Print the size of a store and of its databases");
+  command.add_text("STORE", *path, "Store directory").required();
+  command.set_footer(
       "Copies the store as it stands to the temporary directory, which needs room for it (set\n"
       "TMPDIR), and reads the whole copy, so the store can be in use and written to.\n"
       "Example:\n"
       "  fenra stats articles.store");
-  command->callback([path] { stats(*path); });
+  command.set_action([path] { stats(*path); });
 }
 
 }  // namespace cli

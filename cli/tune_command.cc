@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
@@ -244,22 +244,22 @@ void tune(const std::string& path, const std::optional<uint64_t>& cache_bytes) {
 
 }  // namespace
 
-void add_tune_command(CLI::App& app) {
+void add_tune_command(const Command& program) {
   auto path = std::make_shared<std::string>();
   auto cache = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("tune", "Show or set the size of a store's cache");
-  add_text(*command, "STORE", *path, "Store directory")->required();
-  const CLI::Option* option = add_text(
-      *command, "--cache", *cache,
+  const Command command = program.add_command("tune", "Show or set the size of a store's cache");
+  command.add_text("STORE", *path, "Store directory").required();
+  const Argument option = command.add_text(
+      "--cache", *cache,
       "Bytes, or K, M or G of them, as in 256M; default: " + size_text(DEFAULT_CACHE_BYTES));
-  command->footer(
+  command.set_footer(
       "The cache is memory that all who have the store open share. A change is written to the\n"
       "file DB_CONFIG of the store and takes effect when everybody has closed the store and the\n"
       "next one opens it, as this command does when nobody else has it open.\n"
       "Example:\n"
       "  fenra tune articles.store --cache 256M");
-  command->callback([=] {
-    if (option->count() == 0) {
+  command.set_action([=] {
+    if (!option.given()) {
       require_store(*path);
       show(*path);
     } else if (*cache == "default") {

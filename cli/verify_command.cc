@@ -2,7 +2,7 @@
 #include <memory>
 #include <string>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/progress.h"
@@ -59,14 +59,14 @@ ExitStatus verify(const std::string& path, bool deep) {
 
 }  // namespace
 
-void add_verify_command(CLI::App& app, ExitStatus& status) {
+void add_verify_command(const Command& program, ExitStatus& status) {
   auto path = std::make_shared<std::string>();
   auto deep = std::make_shared<bool>(false);
-  CLI::App* command = app.add_subcommand("verify", "Look for damage in a store");
-  add_text(*command, "STORE", *path, "Store directory")->required();
-  command->add_flag("--deep", *deep,
-                    "Also read every text again and compare its words with the index");
-  command->footer(
+  const Command command = program.add_command("verify", "Look for damage in a store");
+  command.add_text("STORE", *path, "Store directory").required();
+  command.add_flag("--deep", *deep,
+                   "Also read every text again and compare its words with the index");
+  command.set_footer(
       "Copies the store as it stands to the temporary directory, which needs room for it (set\n"
       "TMPDIR), and verifies the copy, so the store can be in use and written to. Checked are the\n"
       "pages, the order and the references of all nine databases.\n"
@@ -77,7 +77,7 @@ void add_verify_command(CLI::App& app, ExitStatus& status) {
       "store that was indexed with another lexicon lacks lemmas.\n"
       "Example:\n"
       "  fenra verify articles.store --deep");
-  command->callback([=, &status] { status = verify(*path, *deep); });
+  command.set_action([=, &status] { status = verify(*path, *deep); });
 }
 
 }  // namespace cli
