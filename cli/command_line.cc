@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <sstream>
+#include <utility>
 
 #include "cli/output.h"
 

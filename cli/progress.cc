@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "cli/output.h"
@@ -16,7 +17,7 @@ constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 
 // "1:02:03" or "2:03".
 std::string duration_text(double seconds) {
-  const auto whole = static_cast<uint64_t>(seconds + 0.5);
+  const auto whole = static_cast<uint64_t>(std::llround(seconds));
   char text[32];
   if (whole >= 3600) {
     std::snprintf(text, sizeof(text), "%llu:%02u:%02u",

@@ -108,7 +108,7 @@ struct EdgeLine {
 };
 
 EdgeLine read_edge_line(const char* line) {
-  EdgeLine edge;
+  EdgeLine edge = {};
   for (Number* number : {&edge.source, &edge.target, &edge.upper, &edge.lower}) {
     while (is_blank(*line)) {
       ++line;

@@ -36,7 +36,8 @@ constexpr guint64 MOST_BUCKETS = guint64{1} << 21;  // as many as the factor tim
 guint64 bucket_count(const BucketBytes& bytes) {
   constexpr double ROOM = (PAGE_BYTES - PAGE_HEADER_BYTES) * FILL;
   guint64 count = 2;
-  while (count < MOST_BUCKETS && static_cast<double>(count) * ROOM < bytes.total()) {
+  while (count < MOST_BUCKETS &&
+         static_cast<double>(count) * ROOM < static_cast<double>(bytes.total())) {
     count *= 2;
   }
   return count;

@@ -181,7 +181,7 @@ int skip_id_union(OstrenGenerator* gener, guint64 least, void** item) {
     if (united->bits != 0) {
       const auto bit = static_cast<guint32>(__builtin_ctzll(united->bits));
       united->bits &= united->bits - 1;
-      united->id = united->base + united->word * WORD_BITS + bit;
+      united->id = united->base + guint64{united->word} * WORD_BITS + bit;
       *item = &united->id;
       return 1;
     }

@@ -7,6 +7,7 @@ set -euo pipefail
 host=$(realpath "$1")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
+# shellcheck disable=SC2016  # backquotes of the document, not of the shell
 shown=$(sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$root/README.md")
 diff --unified=0 --label README.md --label examples/host.cc \
   <(echo "$shown") "$root/examples/host.cc"

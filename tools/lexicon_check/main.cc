@@ -22,7 +22,7 @@ std::string Check(const char* path, lexicon_check::SearchCost* cost) {
   if (fst == nullptr) {
     return "it is not a binary transducer file";
   }
-  const std::string fault = lexicon_check::MeasureSearchCost(fst.get(), cost);
+  std::string fault = lexicon_check::MeasureSearchCost(fst.get(), cost);
   if (!fault.empty()) {
     return fault;
   }

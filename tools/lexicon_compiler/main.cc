@@ -54,51 +54,71 @@ void PrintLemmas(const Grammar& grammar, const std::string& name) {
   }
 }
 
+struct Options {
+  std::vector<std::string> grammar_paths;
+  std::string aff_path, dic_path, att_path, binary_path, version_path, lemmas, source_note;
+};
+
+void WriteVersion(const Options& options, const std::string& fingerprint) {
+  std::ofstream file(options.version_path);
+  file << "fenra-basque " << fingerprint;
+  if (!options.source_note.empty()) {
+    file << " (" << options.source_note << ")";
+  }
+  file << "\n";
+  if (!file.flush()) {
+    throw BuildError("cannot write " + options.version_path);
+  }
+}
+
+void Compile(const Options& options) {
+  const Grammar grammar = ReadSources(options.grammar_paths, options.aff_path, options.dic_path);
+  if (!options.lemmas.empty()) {
+    PrintLemmas(grammar, options.lemmas);
+    return;
+  }
+  if (options.att_path.empty() || options.binary_path.empty()) {
+    throw BuildError("--att and --binary must name the files to write");
+  }
+  const Written written =
+      WriteLexicon(BuildBasqueLexicon(grammar), options.att_path, options.binary_path);
+  std::cout << "lexicon: " << grammar.morphology.entries().size() << " stems, " << written.summary
+            << "\n";
+  if (!options.version_path.empty()) {
+    WriteVersion(options, written.fingerprint);
+  }
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app("Compiles the Basque lexicon.");
+  Options options;
+  app.add_option("grammar", options.grammar_paths,
+                 "grammar sources, in the order in which they are read")
+      ->required();
+  auto* aff =
+      app.add_option("--aff", options.aff_path, "suffix classes of the spelling dictionary");
+  app.add_option("--dic", options.dic_path, "stems of the spelling dictionary")->needs(aff);
+  app.add_option("--att", options.att_path, "AT&T text to write");
+  app.add_option("--binary", options.binary_path, "binary transducer to write");
+  app.add_option("--version-file", options.version_path,
+                 "text that identifies the lexicon, to write");
+  app.add_option("--source", options.source_note,
+                 "what the version text says about the dictionary");
+  app.add_option("--lemmas", options.lemmas,
+                 "print the lemmas of a word class (IZE) or branch (IZE.rest) and stop");
+  CLI11_PARSE(app, argc, argv);
+  Compile(options);
+  return 0;
+}
+
 }  // namespace
 }  // namespace lexicon_compiler
 
 int main(int argc, char** argv) {
-  using namespace lexicon_compiler;
-  CLI::App app("Compiles the Basque lexicon.");
-  std::vector<std::string> grammar_paths;
-  std::string aff_path, dic_path, att_path, binary_path, version_path, lemmas, source_note;
-  app.add_option("grammar", grammar_paths, "grammar sources, in the order in which they are read")
-      ->required();
-  auto* aff = app.add_option("--aff", aff_path, "suffix classes of the spelling dictionary");
-  app.add_option("--dic", dic_path, "stems of the spelling dictionary")->needs(aff);
-  app.add_option("--att", att_path, "AT&T text to write");
-  app.add_option("--binary", binary_path, "binary transducer to write");
-  app.add_option("--version-file", version_path, "text that identifies the lexicon, to write");
-  app.add_option("--source", source_note, "what the version text says about the dictionary");
-  app.add_option("--lemmas", lemmas,
-                 "print the lemmas of a word class (IZE) or branch (IZE.rest) and stop");
-  CLI11_PARSE(app, argc, argv);
   try {
-    const Grammar grammar = ReadSources(grammar_paths, aff_path, dic_path);
-    if (!lemmas.empty()) {
-      PrintLemmas(grammar, lemmas);
-      return 0;
-    }
-    if (att_path.empty() || binary_path.empty()) {
-      throw BuildError("--att and --binary must name the files to write");
-    }
-    const Written written = WriteLexicon(BuildBasqueLexicon(grammar), att_path, binary_path);
-    std::cout << "lexicon: " << grammar.morphology.entries().size() << " stems, " << written.summary
-              << "\n";
-    if (!version_path.empty()) {
-      std::ofstream file(version_path);
-      file << "fenra-basque " << written.fingerprint;
-      if (!source_note.empty()) {
-        file << " (" << source_note << ")";
-      }
-      file << "\n";
-      if (!file.flush()) {
-        throw BuildError("cannot write " + version_path);
-      }
-    }
+    return lexicon_compiler::Run(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
     return 1;
   }
-  return 0;
 }

@@ -133,10 +133,7 @@ void JudgeByText(const std::string& lexicon_path, std::istream& text, size_t sho
   }
 }
 
-}  // namespace
-}  // namespace lexicon_evaluation
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   CLI::App app("Judges a lexicon by a gold file, or by running text on standard input.");
   std::string lexicon, gold, dictionary = "/usr/share/hunspell/eu.dic";
   bool prints_wrong = false;
@@ -150,16 +147,23 @@ int main(int argc, char** argv) {
   app.add_flag("--text", reads_text, "read text and print the most frequent unknown words");
   app.add_option("--shown", shown, "unknown words to print")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
+  if (!gold.empty()) {
+    JudgeByGold(lexicon, gold, dictionary, prints_wrong);
+  }
+  if (reads_text) {
+    JudgeByText(lexicon, std::cin, shown);
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace lexicon_evaluation
+
+int main(int argc, char** argv) {
   try {
-    if (!gold.empty()) {
-      lexicon_evaluation::JudgeByGold(lexicon, gold, dictionary, prints_wrong);
-    }
-    if (reads_text) {
-      lexicon_evaluation::JudgeByText(lexicon, std::cin, shown);
-    }
+    return lexicon_evaluation::Run(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
     return 1;
   }
-  return 0;
 }
