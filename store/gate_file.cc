@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -34,8 +35,8 @@ constexpr guint32 WAITED_FOR = guint32{1} << 31;
 // How long a dead holder may go unnoticed.
 constexpr timespec WAIT = {0, 20 * 1000 * 1000};
 
-// The thread is inside a gate.
-thread_local bool inside = false;
+// The gate that the thread has entered last and not left.
+thread_local const GateFile* innermost = nullptr;
 
 class Descriptor {
  public:
@@ -102,6 +103,11 @@ int GateFile::map(const char* directory, int fd, std::unique_ptr<GateFile>* file
     return errno;
   }
   file->reset(new (std::nothrow) GateFile(directory, static_cast<Layout*>(address)));
+  struct stat status = {};
+  if (*file != nullptr && fstat(fd, &status) == 0) {
+    (*file)->device_ = status.st_dev;
+    (*file)->inode_ = status.st_ino;
+  }
   if (*file == nullptr) {
     munmap(address, FILE_BYTES);
     return ENOMEM;
@@ -192,15 +198,18 @@ bool GateFile::says_complete(const char* directory) {
 // A place is a better name of the holder than the number of its thread, which is another one
 // in each namespace, and may be given again: the kernel knows who is present in it.
 int GateFile::lock(const ArticledbDirectoryLock* directory, int place) {
-  if (inside) {
-    return EDEADLK;
+  for (const GateFile* entered = innermost; entered != nullptr; entered = entered->outer_) {
+    if (entered->inode_ == inode_ && entered->device_ == device_) {
+      return EDEADLK;
+    }
   }
   const guint32 mine = static_cast<guint32>(place) + 1;
   guint32 free = 0;
   if (!layout_->holder.compare_exchange_strong(free, mine)) {
     wait_for_lock(directory, mine);
   }
-  inside = true;
+  outer_ = innermost;
+  innermost = this;
   return 0;
 }
 
@@ -228,7 +237,7 @@ void GateFile::wait_for_lock(const ArticledbDirectoryLock* directory, guint32 mi
 }
 
 void GateFile::unlock() {
-  inside = false;
+  innermost = outer_;
   if ((layout_->holder.exchange(0) & WAITED_FOR) != 0) {
     syscall(SYS_futex, &layout_->holder, FUTEX_WAKE, 1, nullptr, nullptr, 0);
   }

@@ -44,7 +44,8 @@ class GateFile {
 
   // Waits for the lock, for a handle with a place. A holder is known by its place, and taken
   // for dead when nobody is present there any more: what it leaves behind is condemned.
-  // Returns 0; or EDEADLK in a thread that is inside a gate.
+  // Returns 0; or EDEADLK in a thread that has entered the same gate. Gates of several stores
+  // are left in reverse.
   int lock(const ArticledbDirectoryLock* directory, int place);
   void unlock();
 
@@ -119,6 +120,9 @@ class GateFile {
 
   const std::string directory_;
   Layout* const layout_;
+  guint64 device_ = 0;
+  guint64 inode_ = 0;
+  const GateFile* outer_ = nullptr;  // that the thread was inside of before
   bool was_clean_ = false;
 };
 

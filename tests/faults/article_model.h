@@ -192,7 +192,7 @@ class ArticleModel {
 
   // The article of an id, while it has not been replaced.
   std::optional<Shown> shown(ArticledbDb* db, uint64_t id) const {
-    std::string record(32 << 10, '\0');
+    std::string record(64 << 10, '\0');  // the URL may be the source as well
     auto size = static_cast<guint32>(record.size());
     const int status = articledb_db_lookup_id_to_url(db, id, record.data(), &size);
     if (status == STATUS_NOT_FOUND) {
