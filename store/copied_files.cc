@@ -69,7 +69,7 @@ bool names_log(const std::string& file) {
   if (fd == -1) {
     return false;
   }
-  constexpr size_t BLOCK_BYTES = PAGE_BYTES * 64;
+  constexpr size_t BLOCK_BYTES = size_t{PAGE_BYTES} * 64;
   std::vector<char> block(BLOCK_BYTES);
   bool found = false;
   ssize_t count;

@@ -33,7 +33,7 @@ constexpr size_t BOOT_ID_BYTES = 40;                                  // on disk
 constexpr guint32 WAITED_FOR = guint32{1} << 31;
 
 // How long a dead holder may go unnoticed.
-constexpr timespec WAIT = {0, 20 * 1000 * 1000};
+constexpr timespec WAIT = {0, 20000000};
 
 // The gate that the thread has entered last and not left.
 thread_local const GateFile* innermost = nullptr;
