@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tools/lexicon_evaluation/gold.h"
+#include "tools/lexicon_evaluation/running.h"
 #include "tools/lexicon_evaluation/score.h"
 
 namespace {
@@ -46,6 +47,35 @@ TEST(LexiconEvaluation, MalformedGoldLinesAreNamed) {
   for (const char* text : {"IZE etxe etxea*x\n", "IZE etxe etxea*\n", "IZE etxe etxea*0\n",
                            "IZE etxe *3\n", "IZE etxe\n", "IZE\n", "IZE e a*99999999999\n"}) {
     EXPECT_THROW(Read(text), std::runtime_error) << text;
+  }
+}
+
+TEST(LexiconEvaluation, RunningTextIsSelectedByCapitalsAndNames) {
+  std::istringstream source(
+      "# comment\n"
+      "Etxea:etxe:IZE UPV/EHUko:UPV/EHU:SIG eta:LOT   # and more\n"
+      "etxean:etxe:IZE marketing-aren:marketing:ATZ\n");
+  const std::vector<Selection> selections = Selections(ReadRunning(source));
+  std::string text;
+  for (const Selection& selection : selections) {
+    text += selection.name;
+    for (const GoldForm& word : selection.words) {
+      text += " " + word.form + "/" + word.lemma;
+    }
+    text += "\n";
+  }
+  EXPECT_EQ(text,
+            "all Etxea/etxe UPV/EHUko/UPV/EHU eta/eta etxean/etxe marketing-aren/marketing\n"
+            "folded etxea/etxe upv/ehuko/upv/ehu eta/eta etxean/etxe marketing-aren/marketing\n"
+            "small eta/eta etxean/etxe\n"
+            "names UPV/EHUko/UPV/EHU marketing-aren/marketing\n");
+  // Names make pairs as nouns do.
+  const auto one_lemma = [](const std::string&) { return Answer{true, "x"}; };
+  EXPECT_DOUBLE_EQ(
+      Evaluate({{"Bilbon", "Bilbo", "IZB", 1}, {"Bilbora", "Bilbo", "IZB", 1}}, one_lemma).f1, 100);
+  for (const char* text_with_fault : {"etxea", "etxea:", "etxea::IZE", ":etxe:IZE", "a:b:c:IZE"}) {
+    std::istringstream faulty(text_with_fault);
+    EXPECT_THROW(ReadRunning(faulty), std::runtime_error) << text_with_fault;
   }
 }
 

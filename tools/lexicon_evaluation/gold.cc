@@ -54,10 +54,14 @@ std::vector<GoldForm> ReadGold(std::istream& source) {
   return forms;
 }
 
+bool IsName(const std::string& category) {
+  return category == "IZB" || category == "SIG" || category == "ATZ";
+}
+
 bool IsContent(const std::string& category) {
   static const std::set<std::string>& content =
       *new std::set<std::string>{"IZE", "ADJ", "ADB", "ADI", "ADT"};
-  return content.count(category) > 0;
+  return content.count(category) > 0 || IsName(category);
 }
 
 }  // namespace lexicon_evaluation

@@ -19,8 +19,12 @@ struct GoldForm {
 // std::runtime_error with the number of a malformed line.
 std::vector<GoldForm> ReadGold(std::istream& source);
 
-// Whether words of this class carry meaning: nouns, adjectives, adverbs and verbs
-// other than auxiliaries.
+// Whether words of this class are names: of persons, places and bodies, acronyms,
+// foreign words.
+bool IsName(const std::string& category);
+
+// Whether words of this class carry meaning: names, nouns, adjectives, adverbs and
+// verbs other than auxiliaries.
 bool IsContent(const std::string& category);
 
 }  // namespace lexicon_evaluation

@@ -1,5 +1,5 @@
 // Prints how well a lexicon, and stemmers beside it, lemmatize the forms of a gold
-// file; or how well a lexicon knows the words of running text.
+// file or the words of a text with lemmas; or how well a lexicon knows the words of running text.
 #include <glib.h>
 
 #include <CLI/CLI.hpp>
@@ -17,6 +17,7 @@
 #include "lexicon/articledb_lemmatizer.h"
 #include "lexicon/ostren_ffst.h"
 #include "tools/lexicon_evaluation/gold.h"
+#include "tools/lexicon_evaluation/running.h"
 #include "tools/lexicon_evaluation/score.h"
 #include "tools/lexicon_evaluation/stemmers.h"
 
@@ -59,25 +60,62 @@ void PrintWrong(const Score& score) {
   }
 }
 
-void JudgeByGold(const std::string& lexicon_path, const std::string& gold_path,
-                 const std::string& dictionary, bool prints_wrong) {
-  std::ifstream file(gold_path);
+using Named = std::pair<std::string, Lemmatizer>;
+
+// The lexicon, what it is compared with, and the words as they are.
+std::vector<Named> Lemmatizers(void* lexicon, const std::string& dictionary) {
+  std::vector<Named> lemmatizers = {
+      {"fenra", [lexicon](const std::string& form) { return AskLexicon(lexicon, form); }}};
+  for (Named& other : OtherStemmers(dictionary)) {
+    lemmatizers.push_back(std::move(other));
+  }
+  lemmatizers.emplace_back("none", [](const std::string& form) { return Answer{true, form}; });
+  return lemmatizers;
+}
+
+// Returns the score of the first.
+Score PrintScores(const std::string& title, const std::vector<GoldForm>& gold,
+                  const std::vector<Named>& lemmatizers) {
+  std::printf("%-10s %8s %8s %9s %8s %8s\n", title.c_str(), "coverage", "accuracy", "precision",
+              "recall", "F1");
+  Score first;
+  for (const auto& [name, lemmatizer] : lemmatizers) {
+    Score score = Evaluate(gold, lemmatizer);
+    PrintScore(name, score);
+    if (&name == &lemmatizers.front().first) {
+      first = std::move(score);
+    }
+  }
+  return first;
+}
+
+std::ifstream Open(const std::string& path) {
+  std::ifstream file(path);
   if (!file) {
-    throw std::runtime_error("cannot open " + gold_path);
+    throw std::runtime_error("cannot open " + path);
   }
-  const std::vector<GoldForm> gold = ReadGold(file);
-  const LexiconHandle lexicon = OpenLexicon(lexicon_path);
-  const Score score =
-      Evaluate(gold, [&](const std::string& form) { return AskLexicon(lexicon.get(), form); });
-  std::printf("%-10s %8s %8s %9s %8s %8s\n", "", "coverage", "accuracy", "precision", "recall",
-              "F1");
-  PrintScore("fenra", score);
-  for (const auto& [name, stemmer] : OtherStemmers(dictionary)) {
-    PrintScore(name, Evaluate(gold, stemmer));
-  }
-  PrintScore("none", Evaluate(gold, [](const std::string& form) { return Answer{true, form}; }));
+  return file;
+}
+
+void JudgeByGold(const std::string& path, const std::vector<Named>& lemmatizers,
+                 bool prints_wrong) {
+  std::ifstream file = Open(path);
+  const Score score = PrintScores("", ReadGold(file), lemmatizers);
   if (prints_wrong) {
     PrintWrong(score);
+  }
+}
+
+// The wrong words are those of small letters.
+void JudgeByRunning(const std::string& path, const std::vector<Named>& lemmatizers,
+                    bool prints_wrong) {
+  std::ifstream file = Open(path);
+  for (const Selection& selection : Selections(ReadRunning(file))) {
+    const Score score = PrintScores(selection.name + " " + std::to_string(selection.words.size()),
+                                    selection.words, lemmatizers);
+    if (prints_wrong && selection.name == "small") {
+      PrintWrong(score);
+    }
   }
 }
 
@@ -103,19 +141,18 @@ std::vector<std::string> ReadWords(std::istream& text) {
   return words;
 }
 
-void JudgeByText(const std::string& lexicon_path, std::istream& text, size_t shown) {
-  const LexiconHandle lexicon = OpenLexicon(lexicon_path);
+void JudgeByText(void* lexicon, std::istream& text, size_t shown) {
   const std::vector<std::string> words = ReadWords(text);
   std::map<std::string, int> unknown;
   size_t known = 0;
   const auto start = std::chrono::steady_clock::now();
   for (const std::string& word : words) {
     articledb_string_list_free(articledb_simple_fst_lemmatizer_first_lemma(
-        lexicon.get(), word.data(), static_cast<int>(word.size())));
+        lexicon, word.data(), static_cast<int>(word.size())));
   }
   const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
   for (const std::string& word : words) {
-    if (AskLexicon(lexicon.get(), word).is_known) {
+    if (AskLexicon(lexicon, word).is_known) {
       known++;
     } else {
       unknown[word]++;
@@ -137,13 +174,15 @@ void JudgeByText(const std::string& lexicon_path, std::istream& text, size_t sho
 }  // namespace lexicon_evaluation
 
 int main(int argc, char** argv) {
+  using namespace lexicon_evaluation;  // NOLINT
   CLI::App app("Judges a lexicon by a gold file, or by running text on standard input.");
-  std::string lexicon, gold, dictionary = "/usr/share/hunspell/eu.dic";
+  std::string path, gold, running, dictionary = "/usr/share/hunspell/eu.dic";
   bool prints_wrong = false;
   bool reads_text = false;
   size_t shown = 50;
-  app.add_option("lexicon", lexicon, "transducer file")->required();
+  app.add_option("lexicon", path, "transducer file")->required();
   app.add_option("--gold", gold, "gold file");
+  app.add_option("--running", running, "running text with lemmas");
   app.add_option("--hunspell", dictionary, "hunspell dictionary to compare with")
       ->capture_default_str();
   app.add_flag("--wrong", prints_wrong, "print the forms with a wrong lemma");
@@ -151,11 +190,16 @@ int main(int argc, char** argv) {
   app.add_option("--shown", shown, "unknown words to print")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   try {
+    const LexiconHandle lexicon = OpenLexicon(path);
+    const std::vector<Named> lemmatizers = Lemmatizers(lexicon.get(), dictionary);
     if (!gold.empty()) {
-      lexicon_evaluation::JudgeByGold(lexicon, gold, dictionary, prints_wrong);
+      JudgeByGold(gold, lemmatizers, prints_wrong);
+    }
+    if (!running.empty()) {
+      JudgeByRunning(running, lemmatizers, prints_wrong);
     }
     if (reads_text) {
-      lexicon_evaluation::JudgeByText(lexicon, std::cin, shown);
+      JudgeByText(lexicon.get(), std::cin, shown);
     }
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
