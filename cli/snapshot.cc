@@ -35,10 +35,18 @@ constexpr size_t kBlock = 64 << 10;
 
 using Block = std::array<char, kBlock>;
 
+// Of a regular file; what else is in its place is not waited for.
 class Descriptor {
  public:
   Descriptor(const std::string& path, int flags)
-      : fd_(open(path.c_str(), flags | O_CLOEXEC, 0600)) {}
+      : fd_(open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600)) {
+    struct stat status = {};
+    if (fd_ != -1 && (fstat(fd_, &status) != 0 || !S_ISREG(status.st_mode))) {
+      close(fd_);
+      fd_ = -1;
+      errno = EINVAL;
+    }
+  }
   Descriptor(Descriptor&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
   ~Descriptor() {
     if (fd_ != -1) {

@@ -101,7 +101,6 @@ int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArr
   *opened = ret == 0;
   if (ret == 0) {
     ret = regions_take(directory, before, regions);
-    reserve_log(env);
   }
   g_array_free(before, TRUE);
   return ret;
@@ -199,10 +198,12 @@ int environment_open(ArticledbDb* db, const char* directory, Recovery recovery, 
     int step = 0;
     const int ret = make_database(db, spec, &step);
     if (steps.failed(ret, step)) {
-      break;
+      return steps.code();
     }
   }
-  return steps.code();
+  // A new one begins with the databases.
+  reserve_log(db->env);
+  return 0;
 }
 
 void environment_discard(ArticledbDb* db) {

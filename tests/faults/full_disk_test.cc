@@ -82,6 +82,42 @@ TEST_F(FullDiskTest, AFileSystemOf48Megabytes) {
   });
 }
 
+// A process dies, and the disk becomes full: what was in the databases is found by whoever opens
+// the store, and what waited when there is room again. In the smaller one the journal, which
+// wants room, takes no articles.
+TEST_F(FullDiskTest, AStoreIsOpenedAndReadOnAFullDisk) {
+  for (const char* size : {"48m", "120m"}) {
+    SCOPED_TRACE(size);
+    run_in_small_file_system(directory().path(), size, [this] {
+      const std::string store = directory().path() + "/store";
+      const std::string ballast = directory().path() + "/ballast";
+      if (freopen("/dev/null", "w", stderr) == nullptr) {
+        _exit(1);
+      }
+      wait_for(start([&] {
+        const Instance fenra = open(store);
+        for (uint64_t number = 0; number < 90; ++number) {
+          EXPECT_TRUE(stores(*fenra, number));
+          if (number == 59) {
+            answer(*fenra, "etxea");
+          }
+        }
+        raise(SIGKILL);
+      }));
+      std::ofstream file(ballast, std::ios::binary);
+      while (file.write(std::string(4096, 'x').data(), 4096).flush()) {
+      }
+      for (int i = 0; i < 2; ++i) {
+        const Instance fenra = open(store);
+        EXPECT_GE(answer(*fenra, "etxea").size(), 60U);
+      }
+      std::filesystem::remove(ballast);
+      file.close();
+      EXPECT_EQ(answer(*open(store), "etxea").size(), 90U);
+    });
+  }
+}
+
 // Others fill the disk while articles wait for being written to the databases, or while they
 // are. The first ones replace articles that have been there.
 TEST_F(FullDiskTest, WaitingArticlesAreNotLost) {

@@ -2,10 +2,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 #include <random>
 
 #include "store/failed.h"
+#include "store/gate_file.h"
 #include "store/journal_article.h"
 #include "store/journal_file.h"
 #include "store/schema.h"
@@ -15,6 +17,7 @@ namespace {
 
 using ostren::fenra::store::DATABASES;
 using ostren::fenra::store::Failed;
+using ostren::fenra::store::GateFile;
 using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
 using ostren::fenra::store::JournalArticle;
 using ostren::fenra::store::JournalFile;
@@ -433,6 +436,23 @@ TEST_F(JournalTest, BeginsAnewWhenItIsFull) {
 }
 
 // A cursor that stands somewhere would be in the way of writing later what waits.
+// After a batch that took seven minutes for each MiB, when nobody has waited, enough waits
+// again for the cost to be measured.
+TEST_F(JournalTest, OneSlowBatchIsForgotten) {
+  ASSERT_EQ(index("u"), 0);
+  std::unique_ptr<GateFile> file;
+  ASSERT_EQ(GateFile::open(path.c_str(), false, 0, &file), 0);
+  constexpr guint64 SLOW = 400000000;
+  file->journal()->cost = SLOW;
+  std::mt19937 random(1);
+  for (int i = 0; i < 200; ++i) {
+    std::string text(600, '\0');
+    std::generate(text.begin(), text.end(), [&] { return static_cast<char>('!' + random() % 90); });
+    ASSERT_EQ(index("u" + std::to_string(i), {}, text), 0);
+  }
+  EXPECT_LT(file->journal()->cost, SLOW);
+}
+
 TEST_F(JournalTest, NothingWaitsBesideAHostsCursors) {
   ASSERT_EQ(index("a", {"bat"}), 0);
   ArticledbCursor* cursor = whole(articledb_db_get_lemmas);
