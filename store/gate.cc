@@ -97,7 +97,10 @@ void move_in(ArticledbGate* gate) {
   gate->file->set_occupied(gate->place, true);
 }
 
-int lock_file(ArticledbGate* gate) { return gate->file->lock(gate->lock, gate->place); }
+// EINVAL for a handle whose opening found no place.
+int lock_file(ArticledbGate* gate) {
+  return gate->place == -1 ? EINVAL : gate->file->lock(gate->lock, gate->place);
+}
 
 // ---- the environment of the present generation ----
 

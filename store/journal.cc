@@ -154,6 +154,9 @@ void Journal::apply(ArticledbDb* db) {
   const guint64 end = records.empty() ? begin : end_of(records.back());
   require(state_.known != 0 && end != state_.end ? EIO : 0);
   const std::vector<JournalArticle> articles = read_articles(records, last_id);
+  if (!articles.empty()) {
+    gate_.count_change();
+  }
   const gint64 start = g_get_monotonic_time();
   write_articles(db, articles, [this] { gate_.count_replacement(); });
   // Otherwise some of the bytes are of articles that had been written.
