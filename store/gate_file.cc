@@ -226,9 +226,10 @@ void GateFile::wait_for_lock(const ArticledbDirectoryLock* directory, guint32 mi
     }
     seen |= WAITED_FOR;
     const long ret = syscall(SYS_futex, &holder, FUTEX_WAIT, seen, &WAIT, nullptr, 0);
-    const bool timed_out = ret == -1 && errno == ETIMEDOUT;
+    // Signals may come more often than the time is over.
+    const bool in_vain = ret == -1 && errno != EAGAIN;
     const auto place = static_cast<int>(seen & ~WAITED_FOR) - 1;
-    if (timed_out && (place >= PLACES || !directory_lock_is_taken(directory, place)) &&
+    if (in_vain && (place >= PLACES || !directory_lock_is_taken(directory, place)) &&
         holder.compare_exchange_strong(seen, mine | WAITED_FOR)) {
       condemn();
       return;

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -201,7 +202,14 @@ TEST_F(GateTest, AForkedChildHasNothingOfItsParent) {
     db->formdb->put = putAndDie;
     articledb_transaction_put_form(t, "hila", 4, 2);
   })));
+  // Nor do signals that come all the time keep the death from being noticed.
+  signal(SIGALRM, [](int) {});
+  const struct itimerval often = {{0, 5000}, {0, 5000}};
+  const struct itimerval never = {};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
   EXPECT_EQ(index("v", {"etxe"}), 0);
+  ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
+  signal(SIGALRM, SIG_DFL);
   EXPECT_EQ(formIds("etxe"), (Ids{1, 2}));
   ::close(ends[0]);
   ::close(ends[1]);
