@@ -78,8 +78,7 @@ std::string reason_not_to_build(const std::string& path, int status) {
     case EBUSY:
       return "somebody else is building it";
     case EPERM:
-      return foreign_build_directory(path).empty() ? status_text(status)
-                                                   : foreign_build_directory(path);
+      return build_refusal(path, status_text(status));
     default:
       return status_text(status);
   }

@@ -123,9 +123,8 @@ std::string reason(const std::string& path, int status) {
     case EBUSY:
       return "somebody has it open; try again when nobody has";
     case EPERM:
-      return foreign_build_directory(path).empty()
-                 ? "there is a directory in it, or a file that cannot be linked; move it away"
-                 : foreign_build_directory(path);
+      return build_refusal(
+          path, "there is a directory in it, or a file that cannot be linked; move it away");
     case EINVAL:
     case ENOSYS:
       return "its file system cannot exchange two directories; copy the store to another one";

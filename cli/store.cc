@@ -154,7 +154,7 @@ std::string status_text(int status) {
   }
 }
 
-std::string foreign_build_directory(const std::string& path) {
+std::string build_refusal(const std::string& path, const std::string& otherwise) {
   std::error_code error;
   const fs::path store = path.substr(0, path.find_last_not_of('/') + 1);
   const std::string name = fs::weakly_canonical(store, error).string() + ".fenra-build";
@@ -163,7 +163,7 @@ std::string foreign_build_directory(const std::string& path) {
              ? "'" + name +
                    "' is no directory, or belongs to somebody else, or others can write to it; "
                    "remove it"
-             : "";
+             : otherwise;
 }
 
 std::optional<std::string_view> ArticleReader::record(Lookup lookup, uint64_t id) {

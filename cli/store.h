@@ -48,9 +48,9 @@ uint64_t last_id(ArticledbDb* db);
 // What a status of the store's means, for people.
 std::string status_text(int status);
 
-// Why the store in `path` is refused a build or compaction, if it is for what stands in the
-// place of the directory beside it; otherwise nothing.
-std::string foreign_build_directory(const std::string& path);
+// Why the store in `path` is refused a build or compaction: for what stands in the place of the
+// directory beside it, if there is anything, and else for the other reason.
+std::string build_refusal(const std::string& path, const std::string& otherwise);
 
 // The URL record of an article taken apart.
 struct Article {

@@ -42,25 +42,9 @@ int put_url_source_and_date(ArticledbDb* db, DB_TXN* txn, const ArticleVersion& 
   return ret;
 }
 
-// Runs `write(txn)`, as a whole or not at all.
-template <typename Write>
-int in_transaction(ArticledbDb* db, Write write) {
-  DB_TXN* txn = nullptr;
-  int ret = db->env->txn_begin(db->env, nullptr, &txn, 0);
-  if (ret != 0) {
-    return ret;
-  }
-  ret = write(txn);
-  if (ret == 0) {
-    return txn->commit(txn, 0);
-  }
-  const int undone = txn->abort(txn);
-  return undone == DB_RUNRECOVERY ? undone : ret;
-}
-
 int put_version(ArticledbDb* db, const ArticleVersion& version, bool shown,
                 const std::vector<guint64>& replaced) {
-  return in_transaction(db, [&](DB_TXN* txn) {
+  return in_transaction(db->env, [&](DB_TXN* txn) {
     const int ret = put_url_source_and_date(db, txn, version);
     return ret != 0 || !shown ? ret
                               : show_version(db, txn, version.id, version.url_record,

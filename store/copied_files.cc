@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "store/environment.h"
+#include "store/database.h"
 #include "store/failed.h"
 #include "store/files_mark.h"
 #include "store/schema.h"
@@ -25,8 +25,6 @@ enum : guint32 {
   FILE_RECORD = 2,  // a database is opened or closed
   CHECKPOINT_RECORD = 11
 };
-
-void drop_message(const DB_ENV*, const char*, const char*) {}
 
 struct Closer {
   void operator()(DB_ENV* env) const { env->close(env, 0); }

@@ -1,4 +1,4 @@
-// What the store's modules share: Berkeley DB items and the id counter's key.
+// What the store's modules share: Berkeley DB items, transactions and the id counter's key.
 #ifndef FENRA_STORE_DATABASE_H
 #define FENRA_STORE_DATABASE_H
 
@@ -60,6 +60,26 @@ inline int put_new_pair(DB* database, DB_TXN* txn, DBT key, DBT data) {
   }
   return database->put(database, txn, &key, &data, DB_NODUPDATA);
 }
+
+// Runs `write(txn)`, which returns a code, in a transaction: as a whole or not at all. Returns
+// its code or that of the transaction; DB_RUNRECOVERY when the undoing has failed so.
+template <typename Write>
+int in_transaction(DB_ENV* env, Write write) {
+  DB_TXN* txn = nullptr;
+  int ret = env->txn_begin(env, nullptr, &txn, 0);
+  if (ret != 0) {
+    return ret;
+  }
+  ret = write(txn);
+  if (ret == 0) {
+    return txn->commit(txn, 0);
+  }
+  const int undone = txn->abort(txn);
+  return undone == DB_RUNRECOVERY ? undone : ret;
+}
+
+// For an environment whose codes say enough.
+inline void drop_message(const DB_ENV*, const char*, const char*) {}
 
 // Reports a code through a database's error method, with no text of its own. A
 // handle that could not be opened again, after a recovery that failed, is null and

@@ -72,12 +72,13 @@ void reserve_log(DB_ENV* env) {
   const int fd =
       logs.empty() ? -1 : open_own_file(directory, log_name(logs.back()).c_str(), O_RDWR, 0);
   struct stat status = {};
-  if (fd != -1 && fstat(fd, &status) == 0 && fallocate(fd, 0, 0, status.st_size) != 0) {
-    errno = 0;
+  if (fd == -1) {
+    return;
   }
-  if (fd != -1) {
-    close(fd);
+  if (fstat(fd, &status) == 0) {
+    fallocate(fd, 0, 0, status.st_size);
   }
+  close(fd);
 }
 
 int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArray* regions,
@@ -132,8 +133,6 @@ int make_database(ArticledbDb* db, const DatabaseSpec& spec, int* step) {
 }
 
 // ---- abandoning ----
-
-void drop_message(const DB_ENV*, const char*, const char*) {}
 
 // The abandoned environments of the process, reachable for tools that look for
 // lost memory.

@@ -158,24 +158,15 @@ class Writing {
 
   // Runs `write(txn)` in a transaction. It throws Failed to undo what it has done.
   template <typename Write>
-  void in_transaction(Write write) {
-    DB_TXN* txn = nullptr;
-    require(db_->env->txn_begin(db_->env, nullptr, &txn, 0));
-    try {
-      write(txn);
-    } catch (...) {
-      const int undone = txn->abort(txn);
-      require(undone == DB_RUNRECOVERY ? undone : 0);
-      throw;
-    }
-    require(txn->commit(txn, 0));
+  void transact(Write write) {
+    require(in_transaction(db_->env, [&](DB_TXN* txn) { return status_of([&] { write(txn); }); }));
   }
 
   // Runs `write(txn, item)` for each of the items, some of them in a transaction.
   template <typename Items, typename Write>
   void in_groups(const Items& items, Write write) {
     for (size_t first = 0; first < items.size(); first += GROUP_RECORDS) {
-      in_transaction([&](DB_TXN* txn) {
+      transact([&](DB_TXN* txn) {
         for (size_t i = first; i < std::min(first + GROUP_RECORDS, items.size()); ++i) {
           write(txn, items[i]);
         }
@@ -207,7 +198,7 @@ class Writing {
     const Postings postings = sorted_postings(keys, articles_);
     for (size_t first = 0; first < postings.size(); first += GROUP_PAIRS) {
       gather(keys, postings, first, std::min(first + GROUP_PAIRS, postings.size()));
-      in_transaction([&](DB_TXN* txn) { require(item_.put(db_->*field, txn)); });
+      transact([&](DB_TXN* txn) { require(item_.put(db_->*field, txn)); });
       checkpoint();
     }
   }

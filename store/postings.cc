@@ -5,6 +5,7 @@
 #include <cstring>
 #include <exception>
 
+#include "store/database.h"
 #include "store/gate.h"
 #include "store/pair_item.h"
 #include "store/stored_key.h"
@@ -39,7 +40,10 @@ class Postings::Group {
     fill(&trigrams, &trigram_pairs_);
     int ret = gate_enter(db, Access::CHANGE);
     if (ret == 0) {
-      ret = put_in_transaction(db);
+      ret = in_transaction(db->env, [&](DB_TXN* txn) {
+        const int put = form_pairs_.put(db->formdb, txn);
+        return put != 0 ? put : trigram_pairs_.put(db->trigramdb, txn);
+      });
       gate_leave(db, ret);
     }
     return ret;
@@ -52,23 +56,6 @@ class Postings::Group {
     std::sort(pairs->begin(), pairs->end(),
               [](const KeyedId& a, const KeyedId& b) { return a.key < b.key; });
     item->fill(pairs->begin(), pairs->end());
-  }
-
-  int put_in_transaction(ArticledbDb* db) {
-    DB_TXN* txn = nullptr;
-    int ret = db->env->txn_begin(db->env, nullptr, &txn, 0);
-    if (ret != 0) {
-      return ret;
-    }
-    ret = form_pairs_.put(db->formdb, txn);
-    if (ret == 0) {
-      ret = trigram_pairs_.put(db->trigramdb, txn);
-    }
-    if (ret == 0) {
-      return txn->commit(txn, 0);
-    }
-    const int undone = txn->abort(txn);
-    return undone == DB_RUNRECOVERY ? undone : ret;
   }
 
   PairItem form_pairs_;

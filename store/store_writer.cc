@@ -43,8 +43,6 @@ guint64 bucket_count(const BucketBytes& bytes) {
   return count;
 }
 
-void drop_message(const DB_ENV*, const char*, const char*) {}
-
 const DatabaseSpec& spec_of(DB* ArticledbDb::*field) {
   return *std::find_if(std::begin(DATABASES), std::end(DATABASES),
                        [field](const DatabaseSpec& spec) { return spec.field == field; });
