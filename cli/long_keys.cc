@@ -5,7 +5,7 @@
 #include "cli/handles.h"
 #include "cli/store.h"
 #include "cli/store_check.h"
-#include "store/stored_key.h"
+#include "store/layout/stored_key.h"
 
 namespace cli {
 namespace {

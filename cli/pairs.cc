@@ -2,7 +2,7 @@
 
 #include "cli/failure.h"
 #include "cli/store.h"
-#include "store/stored_key.h"
+#include "store/layout/stored_key.h"
 
 namespace cli {
 namespace {

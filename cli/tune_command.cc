@@ -14,19 +14,12 @@
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
-#include "store/db_config.h"
+#include "store/layout/db_config.h"
 
 namespace cli {
 namespace {
 
-using ostren::fenra::store::CACHE_SETTING;
-using ostren::fenra::store::DB_CONFIG_FILE;
-using ostren::fenra::store::db_config_parse;
-using ostren::fenra::store::db_config_read;
-using ostren::fenra::store::DbConfig;
-using ostren::fenra::store::DEFAULT_CACHE_BYTES;
-using ostren::fenra::store::LEAST_CACHE_BYTES;
-using ostren::fenra::store::MOST_CACHE_BYTES;
+using namespace ostren::fenra::store;
 
 // ---- sizes ----
 

@@ -3,8 +3,7 @@
 #include "facade/lexicon_record.h"
 #include "store/creation.h"
 
-namespace ostren {
-namespace fenra {
+namespace ostren::fenra {
 
 const int ResultIteratorBasic::URL_BUFFER_SIZE;
 
@@ -28,5 +27,4 @@ ResultIterator* FenraData::lookup(const char* query) {
   return new ResultIteratorBasic(parse_query(query == nullptr ? "" : query), this);
 }
 
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra

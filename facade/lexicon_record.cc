@@ -9,10 +9,9 @@
 #include <string>
 
 #include "facade/fenra.h"
-#include "store/ownership.h"
+#include "store/process/ownership.h"
 
-namespace ostren {
-namespace fenra {
+namespace ostren::fenra {
 namespace {
 
 bool has_line(FILE* file, const std::string& wanted) {
@@ -46,5 +45,4 @@ void record_lexicon(const char* path) {
   fclose(file);
 }
 
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra

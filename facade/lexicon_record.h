@@ -3,15 +3,13 @@
 #ifndef FENRA_FACADE_LEXICON_RECORD_H
 #define FENRA_FACADE_LEXICON_RECORD_H
 
-namespace ostren {
-namespace fenra {
+namespace ostren::fenra {
 
 // Adds the embedded lexicon to the record of the store in `path` unless it stands
 // there. The record serves for advice only, so a failure to write it, or a file that
 // somebody else has put there, is none of the caller's.
 void record_lexicon(const char* path);
 
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra
 
 #endif  // FENRA_FACADE_LEXICON_RECORD_H

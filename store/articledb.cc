@@ -7,26 +7,14 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "store/article/known_pairs.h"
 #include "store/creation.h"
-#include "store/database.h"
-#include "store/environment.h"
-#include "store/gate.h"
-#include "store/gate_file.h"
-#include "store/known_pairs.h"
+#include "store/layout/database.h"
+#include "store/process/environment.h"
+#include "store/process/gate.h"
+#include "store/process/gate_file.h"
 
-using ostren::fenra::store::environment_make;
-using ostren::fenra::store::gate_close;
-using ostren::fenra::store::gate_open;
-using ostren::fenra::store::gate_set_complete;
-using ostren::fenra::store::GateFile;
-using ostren::fenra::store::get_record;
-using ostren::fenra::store::ID_COUNTER_KEY;
-using ostren::fenra::store::input_item;
-using ostren::fenra::store::MODULE;
-using ostren::fenra::store::output_item;
-using ostren::fenra::store::report;
-using ostren::fenra::store::run_in_gate;
-using ostren::fenra::store::Steps;
+using namespace ostren::fenra::store;
 
 namespace {
 

@@ -4,26 +4,16 @@
 #include <memory>
 #include <string>
 
-#include "store/article_sorter.h"
-#include "store/build_directory.h"
-#include "store/failed.h"
-#include "store/prepared_article.h"
-#include "store/store_compaction.h"
-#include "store/store_filling.h"
-#include "store/store_writer.h"
+#include "base/failed.h"
+#include "store/article/prepared_article.h"
+#include "store/bulk/article_sorter.h"
+#include "store/bulk/build_directory.h"
+#include "store/bulk/store_compaction.h"
+#include "store/bulk/store_filling.h"
+#include "store/bulk/store_writer.h"
 
-using ostren::fenra::store::absolute_path;
-using ostren::fenra::store::ArticleSorter;
-using ostren::fenra::store::BuildDirectory;
-using ostren::fenra::store::cache_bytes;
-using ostren::fenra::store::compact_store;
-using ostren::fenra::store::fill_store;
-using ostren::fenra::store::prepare_article;
-using ostren::fenra::store::PreparedArticle;
-using ostren::fenra::store::require_free;
-using ostren::fenra::store::status_of;
-using ostren::fenra::store::StoreWriter;
-using ostren::fenra::store::WorkMeter;
+using namespace ostren::fenra;
+using namespace ostren::fenra::store;
 
 namespace {
 

@@ -3,31 +3,13 @@
 #include <cstring>
 
 #include "store/articledb.h"
-#include "store/cursor.h"
-#include "store/database.h"
-#include "store/gate.h"
-#include "store/record_cache.h"
-#include "store/stored_key.h"
+#include "store/layout/database.h"
+#include "store/layout/stored_key.h"
+#include "store/process/gate.h"
+#include "store/reading/cursor.h"
+#include "store/reading/record_cache.h"
 
-using ostren::fenra::store::Cursor;
-using ostren::fenra::store::cursor_of;
-using ostren::fenra::store::DatabaseField;
-using ostren::fenra::store::gate_changes;
-using ostren::fenra::store::gate_cursor_closed;
-using ostren::fenra::store::gate_cursor_opened;
-using ostren::fenra::store::gate_generation;
-using ostren::fenra::store::gate_replacements;
-using ostren::fenra::store::gate_url_records;
-using ostren::fenra::store::get_record;
-using ostren::fenra::store::id_item;
-using ostren::fenra::store::ignored_item;
-using ostren::fenra::store::input_item;
-using ostren::fenra::store::ItemList;
-using ostren::fenra::store::MOST_STORED_BYTES;
-using ostren::fenra::store::output_item;
-using ostren::fenra::store::read_in_gate;
-using ostren::fenra::store::RecordCache;
-using ostren::fenra::store::StoredKey;
+using namespace ostren::fenra::store;
 
 namespace {
 

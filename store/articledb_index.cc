@@ -9,35 +9,16 @@
 #include <string>
 #include <vector>
 
-#include "store/article.h"
-#include "store/article_version.h"
+#include "store/article/article.h"
+#include "store/article/postings.h"
 #include "store/articledb.h"
-#include "store/environment.h"
-#include "store/gate.h"
-#include "store/journal.h"
-#include "store/journal_article.h"
-#include "store/postings.h"
+#include "store/process/environment.h"
+#include "store/process/gate.h"
+#include "store/writing/article_version.h"
+#include "store/writing/journal.h"
+#include "store/writing/journal_article.h"
 
-using ostren::fenra::store::append_journal_article;
-using ostren::fenra::store::Article;
-using ostren::fenra::store::article_read;
-using ostren::fenra::store::ArticleVersion;
-using ostren::fenra::store::Binding;
-using ostren::fenra::store::build_text_record;
-using ostren::fenra::store::environment_checkpoint;
-using ostren::fenra::store::gate_admits_articles;
-using ostren::fenra::store::gate_append_article;
-using ostren::fenra::store::gate_generation;
-using ostren::fenra::store::GlibReleaser;
-using ostren::fenra::store::Journal;
-using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
-using ostren::fenra::store::Postings;
-using ostren::fenra::store::put_first_version;
-using ostren::fenra::store::put_next_version;
-using ostren::fenra::store::run_in_gate;
-using ostren::fenra::store::Text;
-using ostren::fenra::store::TextRecord;
-using ostren::fenra::store::WRITES_LOST;
+using namespace ostren::fenra::store;
 
 namespace {
 

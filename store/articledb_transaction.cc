@@ -4,23 +4,11 @@
 #include <climits>
 #include <cstring>
 
-#include "store/database.h"
-#include "store/gate.h"
-#include "store/stored_key.h"
+#include "store/layout/database.h"
+#include "store/layout/stored_key.h"
+#include "store/process/gate.h"
 
-using ostren::fenra::store::DatabaseField;
-using ostren::fenra::store::delete_records;
-using ostren::fenra::store::get_record;
-using ostren::fenra::store::ID_COUNTER_KEY;
-using ostren::fenra::store::id_item;
-using ostren::fenra::store::input_item;
-using ostren::fenra::store::output_item;
-using ostren::fenra::store::put_new_pair;
-using ostren::fenra::store::put_record;
-using ostren::fenra::store::report;
-using ostren::fenra::store::run_in_gate;
-using ostren::fenra::store::StoredKey;
-using ostren::fenra::store::WRITES_LOST;
+using namespace ostren::fenra::store;
 
 namespace {
 

@@ -2,9 +2,7 @@
 #ifndef FENRA_STORE_CREATION_H
 #define FENRA_STORE_CREATION_H
 
-namespace ostren {
-namespace fenra {
-namespace store {
+namespace ostren::fenra::store {
 
 // Makes an existing directory a store in which articles can be indexed: an empty one,
 // or one whose creation was cut short. Does nothing for a store that is complete, a
@@ -12,8 +10,6 @@ namespace store {
 // show again when the store is opened.
 void complete_store(const char* path);
 
-}  // namespace store
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::store
 
 #endif  // FENRA_STORE_CREATION_H

@@ -2,12 +2,10 @@
 // order of article ids.
 #include "streams/articledb_generator.h"
 
-#include "store/cursor.h"
+#include "store/reading/cursor.h"
 #include "streams/skip.h"
 
-using ostren::fenra::store::cursor_next_id_from;
-using ostren::fenra::store::cursor_take_ids;
-using ostren::fenra::store::Ids;
+using namespace ostren::fenra::store;
 using ostren::fenra::streams::skip_ids;
 
 namespace {

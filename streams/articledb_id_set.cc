@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "store/prefix_scan.h"
+#include "store/reading/prefix_scan.h"
 #include "streams/skip.h"
 
-namespace ostren {
-namespace fenra {
-namespace streams {
+namespace ostren::fenra::streams {
 namespace {
 
 constexpr guint64 WORD_BITS = 64;
@@ -109,6 +107,4 @@ int skip_id_set(OstrenGenerator* gener, guint64 least, void** item) {
   return 1;
 }
 
-}  // namespace streams
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::streams

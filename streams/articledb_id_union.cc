@@ -7,12 +7,10 @@
 #include <cstring>
 #include <utility>
 
-#include "store/cursor.h"
+#include "store/reading/cursor.h"
 #include "streams/skip.h"
 
-namespace ostren {
-namespace fenra {
-namespace streams {
+namespace ostren::fenra::streams {
 namespace {
 
 using store::Ids;
@@ -193,6 +191,4 @@ int skip_id_union(OstrenGenerator* gener, guint64 least, void** item) {
   }
 }
 
-}  // namespace streams
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::streams

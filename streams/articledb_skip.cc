@@ -1,9 +1,7 @@
 #include "streams/pull.h"
 #include "streams/skip.h"
 
-namespace ostren {
-namespace fenra {
-namespace streams {
+namespace ostren::fenra::streams {
 
 int skip_ids(OstrenGenerator* input, const void* least, void** item) {
   // Unions and wrappers of unions hand the leave on, so that this may recur: as deep as
@@ -39,6 +37,4 @@ int skip_ids(OstrenGenerator* input, const void* least, void** item) {
   return ostren_generator_next(input, item);
 }
 
-}  // namespace streams
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::streams

@@ -6,9 +6,7 @@
 
 #include "streams/ostren_generator.h"
 
-namespace ostren {
-namespace fenra {
-namespace streams {
+namespace ostren::fenra::streams {
 
 // Pulls `input`, whose elements less than `least` the caller would drop: the function
 // may leave any of them out, and then also a failure in front of the element it
@@ -39,8 +37,6 @@ bool is_range(const OstrenGenerator* gener);
 bool is_union_of_list(const OstrenGenerator* gener, GCompareFunc compare);
 int pull_union_of_list(OstrenGenerator* gener, const Pull& pull, void** item);
 
-}  // namespace streams
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::streams
 
 #endif  // FENRA_STREAMS_PULL_H

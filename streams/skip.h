@@ -6,9 +6,7 @@
 
 #include "streams/articledb_generator.h"
 
-namespace ostren {
-namespace fenra {
-namespace streams {
+namespace ostren::fenra::streams {
 
 // Skip (pull.h) for streams of ids in the order of guint64_cmp. Streams that know no
 // better way are pulled.
@@ -29,8 +27,6 @@ OstrenGenerator* id_set_of_trigrams_new(ArticledbDb* db, const char* prefix, gui
 bool is_id_set(const OstrenGenerator* gener);
 int skip_id_set(OstrenGenerator* gener, guint64 least, void** item);
 
-}  // namespace streams
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::streams
 
 #endif  // FENRA_STREAMS_SKIP_H

@@ -9,9 +9,7 @@
 #include "text/rewrite.h"
 #include "text/utf8.h"
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 namespace {
 
 // The patterns of the conversion. Each matches just what the pattern above it
@@ -198,9 +196,7 @@ int convert(std::string_view html, char* output, int* capacity) {
 }
 
 }  // namespace
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text
 
 int articledb_html_to_txt(const char* html, int length, char* output, int* capacity) {
   using namespace ostren::fenra::text;

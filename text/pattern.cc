@@ -5,9 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 namespace {
 
 // Levels of recursion that the built-in patterns may use; they need fewer than
@@ -87,6 +85,4 @@ int search(const Pattern& pattern, std::string_view subject, int start, int* off
                    start, PCRE_NOTEMPTY | PCRE_NO_UTF8_CHECK, offsets, size);
 }
 
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text

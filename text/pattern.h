@@ -6,9 +6,7 @@
 
 #include <string_view>
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 
 // Every pattern is compiled caseless, with "." matching line feeds, as UTF-8.
 constexpr int kCompileOptions = PCRE_CASELESS | PCRE_DOTALL | PCRE_UTF8;
@@ -42,8 +40,6 @@ pcre_extra limits_of_this_thread();
 // error.
 int search(const Pattern& pattern, std::string_view subject, int start, int* offsets, int size);
 
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text
 
 #endif  // FENRA_TEXT_PATTERN_H

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 namespace {
 
 // The searches over one subject, each of which goes on from where the one before
@@ -123,6 +121,4 @@ int sub_with_function(const Pattern& pattern, std::string_view subject,
   });
 }
 
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text

@@ -12,9 +12,7 @@
 #include "text/articledb_util.h"
 #include "text/pattern.h"
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 
 // Further status of extract(): the first search ended in an error, and nothing
 // was written.
@@ -64,8 +62,6 @@ int sub(const Pattern& pattern, std::string_view subject, std::string_view repla
 int sub_with_function(const Pattern& pattern, std::string_view subject,
                       ArticledbRegexReplacer replacer, Output& output);
 
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text
 
 #endif  // FENRA_TEXT_REWRITE_H

@@ -2,9 +2,7 @@
 
 #include <glib.h>
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 
 bool is_valid_utf8(std::string_view text) {
   const char* rest = text.data();
@@ -47,6 +45,4 @@ int encode_wide_char(uint32_t code, char* output, int space) {
   return size;
 }
 
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text

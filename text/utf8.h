@@ -5,9 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace ostren {
-namespace fenra {
-namespace text {
+namespace ostren::fenra::text {
 
 // Whether `text` is valid UTF-8. Zero bytes are characters like others.
 bool is_valid_utf8(std::string_view text);
@@ -22,8 +20,6 @@ bool is_valid_utf8(const char* text, int length);
 // bytes. Returns the number of bytes written.
 int encode_wide_char(uint32_t code, char* output, int space);
 
-}  // namespace text
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra::text
 
 #endif  // FENRA_TEXT_UTF8_H

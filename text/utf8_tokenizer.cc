@@ -10,10 +10,7 @@
 
 namespace {
 
-using ostren::fenra::text::compile_builtin;
-using ostren::fenra::text::is_valid_utf8;
-using ostren::fenra::text::Pattern;
-using ostren::fenra::text::search;
+using namespace ostren::fenra::text;
 
 // Matches what
 //   ((?:[a-z]+://)?[\w-]+\.[\w-]+(?:[\./~\w-])*)|([\w-]+)

@@ -21,8 +21,7 @@
 #include "facade/lexicon_record.h"
 #include "tests/support/temporary_directory.h"
 
-namespace ostren {
-namespace fenra {
+namespace ostren::fenra {
 namespace {
 
 using testing::ElementsAre;
@@ -394,5 +393,4 @@ TEST(EmbeddedLexiconTest, IsAGzipFileAsTheSaverWritesIt) {
 }
 
 }  // namespace
-}  // namespace fenra
-}  // namespace ostren
+}  // namespace ostren::fenra

@@ -7,7 +7,7 @@
 #include <functional>
 
 #include "store/articledb.h"
-#include "store/gate.h"
+#include "store/process/gate.h"
 #include "tests/cli/program.h"
 #include "tests/faults/support.h"
 

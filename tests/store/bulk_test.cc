@@ -12,7 +12,7 @@
 #include <memory>
 #include <random>
 
-#include "store/schema.h"
+#include "store/layout/schema.h"
 #include "tests/store/store_fixture.h"
 
 namespace {

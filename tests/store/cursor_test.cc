@@ -2,8 +2,8 @@
 #include <cerrno>
 #include <random>
 
-#include "store/list_cache.h"
-#include "store/record_cache.h"
+#include "store/reading/list_cache.h"
+#include "store/reading/record_cache.h"
 #include "store_fixture.h"
 
 namespace {

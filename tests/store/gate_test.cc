@@ -12,8 +12,8 @@
 #include <set>
 
 #include "store/creation.h"
-#include "store/gate.h"
-#include "store/gate_file.h"
+#include "store/process/gate.h"
+#include "store/process/gate_file.h"
 #include "store_fixture.h"
 
 namespace {

@@ -6,22 +6,17 @@
 #include <fstream>
 #include <random>
 
-#include "store/failed.h"
-#include "store/gate_file.h"
-#include "store/journal_article.h"
-#include "store/journal_file.h"
-#include "store/schema.h"
+#include "base/failed.h"
+#include "store/layout/schema.h"
+#include "store/process/gate_file.h"
+#include "store/writing/journal_article.h"
+#include "store/writing/journal_file.h"
 #include "store_fixture.h"
 
 namespace {
 
-using ostren::fenra::store::DATABASES;
-using ostren::fenra::store::Failed;
-using ostren::fenra::store::GateFile;
-using ostren::fenra::store::JOURNAL_RECORD_HEADER_BYTES;
-using ostren::fenra::store::JournalArticle;
-using ostren::fenra::store::JournalFile;
-using ostren::fenra::store::read_journal_article;
+using namespace ostren::fenra;
+using namespace ostren::fenra::store;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

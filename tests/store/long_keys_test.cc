@@ -7,7 +7,7 @@
 #include <set>
 
 #include "store/articledb_bulk.h"
-#include "store/schema.h"
+#include "store/layout/schema.h"
 #include "tests/store/store_fixture.h"
 
 namespace {

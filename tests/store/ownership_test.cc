@@ -8,7 +8,7 @@
 #include <functional>
 
 #include "store/articledb_bulk.h"
-#include "store/build_directory.h"
+#include "store/bulk/build_directory.h"
 #include "store/creation.h"
 #include "store_fixture.h"
 

@@ -1,18 +1,15 @@
 // Hash databases whose files have been written without the library.
-#include "store/schema.h"
+#include "store/layout/schema.h"
 
 #include <algorithm>
 #include <random>
 
-#include "store/database.h"
+#include "store/layout/database.h"
 #include "store_fixture.h"
 
 namespace {
 
-using ostren::fenra::store::DATABASES;
-using ostren::fenra::store::input_item;
-using ostren::fenra::store::PAGE_BYTES;
-using ostren::fenra::store::schema_configure;
+using namespace ostren::fenra::store;
 
 class HashFileTest : public StoreTest {
  protected:

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "store/known_pairs.h"
+#include "store/article/known_pairs.h"
 
 namespace {
 
-using ostren::fenra::store::StringSet;
+using ostren::fenra::StringSet;
 
 TEST(StringSetTest, FindsWhatItHas) {
   StringSet set;

@@ -1,0 +1,246 @@
+#include "store/bulk/build_directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "base/failed.h"
+
+namespace ostren::fenra::store {
+namespace {
+
+std::string parent_of(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The names of the files in an open directory.
+std::vector<std::string> names_in(int directory) {
+  const int fd = require_call(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DIR* const entries = fdopendir(fd);
+  if (entries == nullptr) {
+    close(fd);
+    throw Failed{ENOMEM};
+  }
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(entries)) {
+    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  closedir(entries);
+  return names;
+}
+
+// A store and a build have files only, no directories.
+void remove_files(int directory) {
+  for (const std::string& name : names_in(directory)) {
+    require_call(unlinkat(directory, name.c_str(), 0));
+  }
+}
+
+void sync_file(int directory, const char* name) {
+  const int fd = require_call(openat(directory, name, O_RDONLY | O_CLOEXEC));
+  const int ret = fsync(fd) == 0 ? 0 : errno;
+  close(fd);
+  require(ret);
+}
+
+// Gives an open file mode and owner of another one. Another owner only root can give.
+void adopt(int fd, const struct stat& attributes) {
+  if (fchown(fd, attributes.st_uid, attributes.st_gid) != 0 && errno != EPERM) {
+    throw Failed{errno};
+  }
+  require_call(fchmod(fd, attributes.st_mode & 07777U));
+}
+
+bool is_same_directory(int fd, const std::string& path) {
+  struct stat open_one = {};
+  struct stat named_one = {};
+  return fstat(fd, &open_one) == 0 && lstat(path.c_str(), &named_one) == 0 &&
+         open_one.st_dev == named_one.st_dev && open_one.st_ino == named_one.st_ino;
+}
+
+}  // namespace
+
+std::string absolute_path(const std::string& path) {
+  std::string stripped = path;
+  while (stripped.size() > 1 && stripped.back() == '/') {
+    stripped.pop_back();
+  }
+  const auto resolve = [](const std::string& name) {
+    char* const resolved = realpath(name.c_str(), nullptr);
+    const int code = errno;
+    std::string result = resolved == nullptr ? "" : resolved;
+    free(resolved);
+    errno = code;
+    return result;
+  };
+  std::string resolved = resolve(stripped);
+  if (!resolved.empty()) {
+    return resolved;
+  }
+  const size_t slash = stripped.rfind('/');
+  const std::string name = slash == std::string::npos ? stripped : stripped.substr(slash + 1);
+  if (errno != ENOENT || name.empty()) {
+    throw Failed{errno};
+  }
+  resolved = resolve(slash == std::string::npos ? "."
+                     : slash == 0               ? "/"
+                                                : stripped.substr(0, slash));
+  if (resolved.empty()) {
+    throw Failed{errno};
+  }
+  return resolved == "/" ? "/" + name : resolved + "/" + name;
+}
+
+void require_free(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd == -1) {
+    require(errno == ENOENT ? 0 : errno == ENOTDIR ? EEXIST : errno);
+    return;
+  }
+  bool empty = false;
+  const int ret = status_of([&] { empty = names_in(fd).empty(); });
+  close(fd);
+  require(ret == 0 && !empty ? EEXIST : ret);
+}
+
+BuildDirectory::BuildDirectory(const std::string& target)
+    : target_(target), path_(target + BUILD_SUFFIX) {
+  try {
+    claim();
+  } catch (...) {
+    if (fd_ != -1) {
+      close(fd_);
+    }
+    throw;
+  }
+}
+
+// A lock tells a build at work from one that is left over.
+void BuildDirectory::claim() {
+  do {
+    if (fd_ != -1) {
+      close(fd_);
+      fd_ = -1;
+    }
+    if (mkdir(path_.c_str(), 0700) != 0 && errno != EEXIST) {
+      throw Failed{errno};
+    }
+    open_own();
+    if (fd_ == -1) {
+      continue;
+    }
+    if (flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+      throw Failed{errno == EWOULDBLOCK ? EBUSY : errno};
+    }
+    // It may have been removed, or become a store, in between.
+  } while (fd_ == -1 || !is_same_directory(fd_, path_));
+  // Of a compaction that was cut short it may have the store's mode.
+  require_call(fchmod(fd_, 0700));
+  remove_files(fd_);
+}
+
+// Leaves fd_ at -1 when the directory is gone.
+void BuildDirectory::open_own() {
+  fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd_ == -1) {
+    require(errno == ENOENT ? 0 : errno == ENOTDIR || errno == ELOOP ? EPERM : errno);
+    return;
+  }
+  struct stat status = {};
+  struct stat target = {};
+  require_call(fstat(fd_, &status));
+  const bool has_target = stat(target_.c_str(), &target) == 0;
+  const mode_t others = status.st_mode & (S_IWGRP | S_IWOTH);
+  require(status.st_uid != geteuid() || (others & ~(has_target ? target.st_mode : 0)) != 0 ? EPERM
+                                                                                           : 0);
+}
+
+BuildDirectory::~BuildDirectory() {
+  if (!moved_) {
+    status_of([this] { remove_files(fd_); });
+    rmdir(path_.c_str());
+  }
+  close(fd_);
+}
+
+// Changes the name on the disk too, or not at all.
+void BuildDirectory::move_to_target(unsigned flags) {
+  sync();
+  if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), flags) != 0) {
+    throw Failed{errno == ENOTEMPTY || errno == ENOTDIR ? EEXIST : errno};
+  }
+  const int ret = status_of([this] { sync_parent(); });
+  if (ret != 0) {
+    // Nobody has got in: the same kind of lock keeps openings of the store apart.
+    renameat2(AT_FDCWD, target_.c_str(), AT_FDCWD, path_.c_str(), flags);
+    throw Failed{ret};
+  }
+  moved_ = true;
+  flock(fd_, LOCK_UN);
+}
+
+void BuildDirectory::become_target() { move_to_target(0); }
+
+void BuildDirectory::replace_target() {
+  struct stat attributes = {};
+  require_call(stat(target_.c_str(), &attributes));
+  adopt(fd_, attributes);
+  move_to_target(RENAME_EXCHANGE);
+  // What is left is not the store any more, and a failure to remove it no failure: the
+  // next build does it.
+  const int old = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (old != -1) {
+    status_of([old] { remove_files(old); });
+    close(old);
+    rmdir(path_.c_str());
+  }
+}
+
+void BuildDirectory::link_from_target(bool (*wanted)(const std::string& name)) const {
+  const int target = require_call(open(target_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const int ret = status_of([&] {
+    for (const std::string& name : names_in(target)) {
+      if (wanted(name)) {
+        require_call(linkat(target, name.c_str(), fd_, name.c_str(), 0));
+      }
+    }
+  });
+  close(target);
+  require(ret);
+}
+
+void BuildDirectory::adopt_from_target(const std::string& name) const {
+  struct stat attributes = {};
+  require_call(lstat((target_ + "/" + name).c_str(), &attributes));
+  const int fd = require_call(openat(fd_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  const int ret = status_of([&] { adopt(fd, attributes); });
+  close(fd);
+  require(ret);
+}
+
+void BuildDirectory::sync() const {
+  for (const std::string& name : names_in(fd_)) {
+    sync_file(fd_, name.c_str());
+  }
+  require_call(fsync(fd_));
+}
+
+void BuildDirectory::sync_parent() const {
+  const int fd = require_call(open(parent_of(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const int ret = fsync(fd) == 0 ? 0 : errno;
+  close(fd);
+  require(ret);
+}
+
+}  // namespace ostren::fenra::store

@@ -1,0 +1,19 @@
+// From sorted runs to the databases of a store.
+#ifndef FENRA_STORE_BULK_STORE_FILLING_H
+#define FENRA_STORE_BULK_STORE_FILLING_H
+
+#include <glib.h>
+
+#include "store/bulk/run_file.h"
+#include "store/bulk/store_writer.h"
+#include "store/bulk/work_meter.h"
+
+namespace ostren::fenra::store {
+
+// Writes the databases of the runs' sections and the id counter. Only the last article of a
+// URL gets its URL record and its text. Throws Failed and std::bad_alloc.
+void fill_store(const Runs& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter);
+
+}  // namespace ostren::fenra::store
+
+#endif  // FENRA_STORE_BULK_STORE_FILLING_H

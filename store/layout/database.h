@@ -1,0 +1,93 @@
+// What the store's modules share: Berkeley DB items, transactions and the id counter's key.
+#ifndef FENRA_STORE_LAYOUT_DATABASE_H
+#define FENRA_STORE_LAYOUT_DATABASE_H
+
+#include <glib.h>
+
+#include <string_view>
+
+#include "store/articledb.h"
+
+namespace ostren::fenra::store {
+
+// The module name that the store's messages carry.
+constexpr char MODULE[] = "articledb";
+
+// On disk: the key of the one record of "iddb".
+constexpr char ID_COUNTER_KEY[4] = {0, 0, 0, 0};
+
+// An item that passes `size` bytes to Berkeley DB, which only reads them.
+inline DBT input_item(const void* data, guint32 size) {
+  DBT item{};
+  item.data = const_cast<void*>(data);
+  item.size = size;
+  return item;
+}
+
+inline DBT input_item(std::string_view bytes) {
+  return input_item(bytes.data(), static_cast<guint32>(bytes.size()));
+}
+
+// An item that receives at most `capacity` bytes in the caller's storage.
+inline DBT output_item(void* data, guint32 capacity) {
+  DBT item{};
+  item.data = data;
+  item.ulen = capacity;
+  item.flags = DB_DBT_USERMEM;
+  return item;
+}
+
+// An item that receives nothing: a read of zero bytes.
+inline DBT ignored_item() {
+  DBT item{};
+  item.flags = DB_DBT_PARTIAL;
+  return item;
+}
+
+inline DBT id_item(const guint64* id) { return input_item(id, sizeof *id); }
+
+// Stores a pair whose data item is not an id; DB_KEYEXIST when it is there.
+// Asking first is not an optimisation: in a hash database with sorted duplicates
+// a put of an existing pair with a short data item may reorganise its page before
+// it notices, and what the abort of the put leaves behind is a corrupt page.
+inline int put_new_pair(DB* database, DB_TXN* txn, DBT key, DBT data) {
+  DBT wanted = data;
+  const int ret = database->get(database, txn, &key, &wanted, DB_GET_BOTH);
+  if (ret != DB_NOTFOUND) {
+    return ret == 0 ? DB_KEYEXIST : ret;
+  }
+  return database->put(database, txn, &key, &data, DB_NODUPDATA);
+}
+
+// Runs `write(txn)`, which returns a code, in a transaction: as a whole or not at all. Returns
+// its code or that of the transaction; DB_RUNRECOVERY when the undoing has failed so.
+template <typename Write>
+int in_transaction(DB_ENV* env, Write write) {
+  DB_TXN* txn = nullptr;
+  int ret = env->txn_begin(env, nullptr, &txn, 0);
+  if (ret != 0) {
+    return ret;
+  }
+  ret = write(txn);
+  if (ret == 0) {
+    return txn->commit(txn, 0);
+  }
+  const int undone = txn->abort(txn);
+  return undone == DB_RUNRECOVERY ? undone : ret;
+}
+
+// For an environment whose codes say enough.
+inline void drop_message(const DB_ENV*, const char*, const char*) {}
+
+// Reports a code through a database's error method, with no text of its own. A
+// handle that could not be opened again, after a recovery that failed, is null and
+// reports nothing: the recovery has.
+inline void report(DB* database, int code) {
+  if (database != nullptr) {
+    database->err(database, code, nullptr);
+  }
+}
+
+}  // namespace ostren::fenra::store
+
+#endif  // FENRA_STORE_LAYOUT_DATABASE_H

@@ -1,0 +1,131 @@
+#include "store/process/copied_files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/failed.h"
+#include "store/layout/database.h"
+#include "store/layout/schema.h"
+#include "store/process/files_mark.h"
+
+namespace ostren::fenra::store {
+namespace {
+
+// On disk: the types of log records, their first 4 bytes.
+enum : guint32 {
+  FILE_RECORD = 2,  // a database is opened or closed
+  CHECKPOINT_RECORD = 11
+};
+
+struct Closer {
+  void operator()(DB_ENV* env) const { env->close(env, 0); }
+  void operator()(DB_LOGC* cursor) const { cursor->close(cursor, 0); }
+};
+
+// An environment that nobody shares, in memory.
+std::unique_ptr<DB_ENV, Closer> open_private(const char* directory, guint32 subsystem) {
+  DB_ENV* made = nullptr;
+  require(db_env_create(&made, 0));
+  std::unique_ptr<DB_ENV, Closer> env(made);
+  made->set_errcall(made, drop_message);
+  require(made->open(made, directory, DB_CREATE | DB_PRIVATE | subsystem, 0));
+  return env;
+}
+
+// Whether the log says that the store was closed in order: after a checkpoint it has only been
+// read.
+bool ends_in_order(const char* directory) {
+  const std::unique_ptr<DB_ENV, Closer> env = open_private(directory, DB_INIT_LOG);
+  DB_LOGC* opened = nullptr;
+  require(env->log_cursor(env.get(), &opened, 0));
+  const std::unique_ptr<DB_LOGC, Closer> cursor(opened);
+  guint32 type = FILE_RECORD;
+  for (guint32 place = DB_LAST; type == FILE_RECORD; place = DB_PREV) {
+    DB_LSN lsn = {};
+    DBT record = {};
+    if (cursor->get(cursor.get(), &lsn, &record, place) != 0 || record.size < sizeof type) {
+      return false;
+    }
+    memcpy(&type, record.data, sizeof type);
+  }
+  return type == CHECKPOINT_RECORD;
+}
+
+// Whether a page of the database file names a place in a log, as the first number that it
+// begins with. Those of a store that was built in bulk or compacted do not.
+bool names_log(const std::string& file) {
+  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (fd == -1) {
+    return false;
+  }
+  constexpr size_t BLOCK_BYTES = size_t{PAGE_BYTES} * 64;
+  std::vector<char> block(BLOCK_BYTES);
+  bool found = false;
+  ssize_t count;
+  for (off_t at = 0; !found && (count = pread(fd, block.data(), BLOCK_BYTES, at)) > 0;
+       at += count) {
+    for (ssize_t page = 0; !found && page + ssize_t{PAGE_BYTES} <= count; page += PAGE_BYTES) {
+      guint32 log = 0;
+      memcpy(&log, &block[static_cast<size_t>(page)], sizeof log);
+      found = log != 0;
+    }
+  }
+  close(fd);
+  return found;
+}
+
+bool follow_each_other(const std::vector<guint32>& numbers) {
+  return numbers.empty() || numbers.back() - numbers.front() + 1 == numbers.size();
+}
+
+void sync_path(const std::string& path) {
+  const int fd = require_call(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const int ret = fsync(fd) == 0 ? 0 : errno;
+  close(fd);
+  require(ret);
+}
+
+// The log is removed when the database file is on the disk without it: cut short, all of it
+// is done again.
+void stand_alone(const std::string& directory, const std::vector<guint32>& logs) {
+  const std::string file = directory + "/" + DATABASE_FILE;
+  {
+    const std::unique_ptr<DB_ENV, Closer> env = open_private(directory.c_str(), DB_INIT_MPOOL);
+    require(env->lsn_reset(env.get(), DATABASE_FILE, 0));
+    require(env->memp_sync(env.get(), nullptr));
+  }
+  sync_path(file);
+  for (const guint32 number : logs) {
+    require_call(unlink((directory + "/" + log_name(number)).c_str()));
+  }
+  sync_path(directory);
+}
+
+}  // namespace
+
+int adopt_files(const char* directory, GateFile::Origin origin) {
+  const std::string file = std::string(directory) + "/" + DATABASE_FILE;
+  struct stat status = {};
+  if (origin == GateFile::Origin::HERE || stat(file.c_str(), &status) != 0) {
+    return 0;
+  }
+  return status_of([&] {
+    const std::vector<guint32> logs = log_numbers(directory);
+    if (logs.empty() ? !names_log(file)
+                     : origin == GateFile::Origin::COPY && follow_each_other(logs)) {
+      return;
+    }
+    if (logs.empty() || ends_in_order(directory)) {
+      stand_alone(directory, logs);
+    }
+  });
+}
+
+}  // namespace ostren::fenra::store

@@ -1,0 +1,156 @@
+// The gate of a store: the one lock, shared by all processes, under which every
+// call of Berkeley DB is made. docs/reliability.md has the design.
+//
+// A process that dies under the lock leaves it to the next one, which recovers the
+// environment; everybody else then finds that the environment has been built anew
+// and joins it. So a store handle's env and database fields change whenever the gate
+// is entered: they are fetched after that, never kept across it.
+#ifndef FENRA_STORE_PROCESS_GATE_H
+#define FENRA_STORE_PROCESS_GATE_H
+
+#include <glib.h>
+
+#include <string>
+
+#include "store/articledb.h"
+
+namespace ostren::fenra::store {
+
+// ---- one operation ----
+
+// What an operation is going to do inside: read or change what the databases hold, or
+// only add to the journal.
+enum class Access { READ, CHANGE, APPEND };
+
+// Enters the gate. On success db->env and the databases are open and in order until
+// gate_leave, and but for Access::APPEND no article waits in the journal; a thread enters
+// once at a time. On failure the gate has not been entered: the code of a recovery, an
+// opening or a write of articles that failed, which has been reported and which the next
+// entry tries again.
+int gate_enter(ArticledbDb* db, Access access);
+
+// Leaves it with the code of what was done. DB_RUNRECOVERY condemns the environment:
+// whoever enters next recovers it.
+void gate_leave(ArticledbDb* db, int code);
+
+// What a failed operation has to wait for before it is tried again.
+class Retries {
+ public:
+  // Takes the outcome of a try, outside the gate. Tells whether to make another one,
+  // for which it may have waited.
+  bool again(ArticledbDb* db, int code);
+
+ private:
+  int refusals_ = 0;
+  int recoveries_ = 0;
+};
+
+// Runs `call` under the gate and returns its code. It runs again, from the start,
+//  - while Berkeley DB refuses it a lock, which only a cursor can hold that a host
+//    keeps positioned: for half a second, then the code is returned;
+//  - when the environment needs recovery, which takes place in between.
+template <typename Call>
+int run_in_gate(ArticledbDb* db, Call call, Access access = Access::CHANGE) {
+  Retries retries;
+  int ret;
+  do {
+    ret = gate_enter(db, access);
+    if (ret == 0) {
+      ret = call();
+      gate_leave(db, ret);
+    }
+  } while (retries.again(db, ret));
+  return ret;
+}
+
+// The same for what leaves the store as it is.
+template <typename Call>
+int read_in_gate(ArticledbDb* db, Call call) {
+  return run_in_gate(db, call, Access::READ);
+}
+
+// A number that is another one whenever anything in the store may have changed since,
+// by whatever process; read without entering. What was read under the gate still
+// holds as long as the number is the one that it was there. The store has been opened.
+guint64 gate_changes(const ArticledbDb* db);
+
+// A number that is another one whenever a URL record that had been read may have been
+// changed or removed since. Under the gate.
+guint64 gate_replacements(const ArticledbDb* db);
+
+// The number of the environment's build that the handle has open, as of the last
+// entry; 0 when none is.
+guint64 gate_generation(const ArticledbDb* db);
+
+// Result of an operation that was bound to an earlier build of the environment.
+constexpr int WRITES_LOST = -1001;
+
+// Binds the handle's operations, as long as this lives, to one build of the
+// environment. Writes that are not on disk yet are lost between one build and the
+// next, and with them the ids that were drawn; so an operation that comes too late does
+// nothing and gives WRITES_LOST.
+class Binding {
+ public:
+  Binding(ArticledbDb* db, guint64 generation);
+  ~Binding();
+  Binding(const Binding&) = delete;
+  Binding& operator=(const Binding&) = delete;
+
+ private:
+  ArticledbDb* const db_;
+};
+
+// Memory of the handle, for use under the gate: at least `size` bytes, aligned for
+// any type; null when memory is short. The next call ends it.
+void* gate_scratch(ArticledbDb* db, guint32 size);
+
+// What the handle keeps of "urldb" and of lists; null before the store is opened.
+class RecordCache;
+class ListCache;
+RecordCache* gate_url_records(ArticledbDb* db);
+ListCache* gate_lists(ArticledbDb* db);
+
+// ---- the journal ----
+
+// Whether an article that is indexed now can go to the journal: 0; Journal::DECLINED, when
+// it has to be written to the databases; or the code of what failed. A host's cursor that is
+// positioned would stand in the way of writing the articles later, when somebody wants to
+// read, so there is no waiting for as long as there are such cursors.
+int gate_admits_articles(ArticledbDb* db);
+
+// Adds an article: Journal::append.
+int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, guint64* id);
+
+// Counts a Berkeley DB cursor that stays open between two entries into the gate; under it.
+void gate_cursor_opened(ArticledbDb* db);
+void gate_cursor_closed(ArticledbDb* db);
+
+// ---- one record ----
+
+using DatabaseField = DB* ArticledbDb::*;
+
+int get_record(ArticledbDb* db, DatabaseField database, DBT key, DBT* data, guint32 flags);
+int put_record(ArticledbDb* db, DatabaseField database, DBT key, DBT data, guint32 flags);
+int delete_records(ArticledbDb* db, DatabaseField database, DBT key);
+
+// ---- opening and closing ----
+
+// Opens the store in `path` with the handle's made environment; whoever comes first
+// recovers it unless it was closed in order. `prepare`, which may be null, runs under
+// the gate before anybody else gets at the store. Failures are reported; what has been
+// made stays in `db` for the closing.
+int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db));
+
+// Runs `close_databases` and then `close_environment` under the gate, and releases the
+// gate when they succeed. Before them the last one to leave empties the journal, and in
+// between makes a checkpoint, so that the next one has nothing to recover. Without a gate
+// only runs them.
+int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
+               int (*close_environment)(ArticledbDb* db));
+
+// Notes that the store has its id counter on disk. Under the gate.
+void gate_set_complete(ArticledbDb* db);
+
+}  // namespace ostren::fenra::store
+
+#endif  // FENRA_STORE_PROCESS_GATE_H

@@ -1,0 +1,106 @@
+#include "store/writing/article_version.h"
+
+#include <algorithm>
+
+#include "store/layout/database.h"
+#include "store/layout/stored_key.h"
+#include "store/layout/url_index.h"
+
+namespace ostren::fenra::store {
+namespace {
+
+int put(DB* database, DB_TXN* txn, DBT key, DBT data, guint32 flags) {
+  return database->put(database, txn, &key, &data, flags);
+}
+
+int remove_if_present(DB* database, DB_TXN* txn, DBT key) {
+  const int ret = database->del(database, txn, &key, 0);
+  return ret == DB_NOTFOUND ? 0 : ret;
+}
+
+// DB_NOTFOUND when there is no record of the id.
+int find_record(DB* database, const guint64& id) {
+  DBT key = id_item(&id);
+  DBT data = ignored_item();
+  return database->get(database, nullptr, &key, &data, 0);
+}
+
+int put_url_source_and_date(ArticledbDb* db, DB_TXN* txn, const ArticleVersion& version) {
+  const StoredKey url(version.url);
+  const StoredKey source(version.source);
+  const DBT id = id_item(&version.id);
+  int ret = put(db->urlidx, txn, input_item(url.bytes()), id, DB_OVERWRITE_DUP);
+  if (ret == 0) {
+    ret = put(db->sourcedb, txn, input_item(source.bytes()), id, DB_OVERWRITE_DUP);
+  }
+  if (ret == 0) {
+    ret =
+        put(db->datedb, txn, input_item(&version.date, sizeof version.date), id, DB_OVERWRITE_DUP);
+  }
+  return ret;
+}
+
+int put_version(ArticledbDb* db, const ArticleVersion& version, bool shown,
+                const std::vector<guint64>& replaced) {
+  return in_transaction(db->env, [&](DB_TXN* txn) {
+    const int ret = put_url_source_and_date(db, txn, version);
+    return ret != 0 || !shown ? ret
+                              : show_version(db, txn, version.id, version.url_record,
+                                             version.text_record, replaced);
+  });
+}
+
+}  // namespace
+
+int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, OtherVersions* others) {
+  std::vector<guint64> ids;
+  int ret = read_ids_of_url(db, url, &ids);
+  ids.erase(std::remove(ids.begin(), ids.end(), id), ids.end());
+  for (auto other = ids.begin(); ret == 0 && other != ids.end(); ++other) {
+    ret = find_record(db->urldb, *other);
+    if (ret == 0) {
+      others->shown = std::max(others->shown, *other);
+    } else if (ret == DB_NOTFOUND) {
+      ret = find_record(db->txtdb, *other);
+    }
+    if (ret == 0) {
+      others->ids.push_back(*other);
+    }
+    ret = ret == DB_NOTFOUND ? 0 : ret;
+  }
+  return ret;
+}
+
+int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, std::string_view url_record,
+                 std::string_view text_record, const std::vector<guint64>& replaced) {
+  int ret = put(db->urldb, txn, id_item(&id), input_item(url_record), 0);
+  if (ret == 0) {
+    ret = put_new_pair(db->txtdb, txn, id_item(&id), input_item(text_record));
+    ret = ret == DB_KEYEXIST ? 0 : ret;
+  }
+  for (auto old = replaced.begin(); ret == 0 && old != replaced.end(); ++old) {
+    ret = remove_if_present(db->urldb, txn, id_item(&*old));
+    if (ret == 0) {
+      ret = remove_if_present(db->txtdb, txn, id_item(&*old));
+    }
+  }
+  return ret;
+}
+
+int put_first_version(ArticledbDb* db, const ArticleVersion& version, bool* done) {
+  OtherVersions others;
+  const int ret = read_other_versions(db, version.url, version.id, &others);
+  *done = ret == 0 && others.shown == 0;
+  return *done ? put_version(db, version, true, others.ids) : ret;
+}
+
+int put_next_version(ArticledbDb* db, const ArticleVersion& version) {
+  OtherVersions others;
+  int ret = read_other_versions(db, version.url, version.id, &others);
+  if (ret == 0) {
+    ret = put_version(db, version, others.shown < version.id, others.ids);
+  }
+  return ret != 0 ? ret : db->env->log_flush(db->env, nullptr);
+}
+
+}  // namespace ostren::fenra::store

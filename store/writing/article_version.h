@@ -1,0 +1,53 @@
+// The records by which an article is shown. Of the articles that a URL has had, one has
+// records: who puts those of a new one takes away those of the others in the same
+// transaction, so that nobody ever sees none of them, or two.
+#ifndef FENRA_STORE_WRITING_ARTICLE_VERSION_H
+#define FENRA_STORE_WRITING_ARTICLE_VERSION_H
+
+#include <glib.h>
+
+#include <string_view>
+#include <vector>
+
+#include "store/articledb.h"
+
+namespace ostren::fenra::store {
+
+// Borrows what it points to.
+struct ArticleVersion {
+  guint64 id;
+  std::string_view url;
+  std::string_view source;
+  guint32 date;
+  std::string_view url_record;
+  std::string_view text_record;
+};
+
+// All of it takes place under the gate, and returns 0, -1 when memory is short, or Berkeley
+// DB's code.
+
+// The other articles of a URL that have records. Where an earlier version of this library was
+// cut short there may be several, and some with one of the two records only.
+struct OtherVersions {
+  std::vector<guint64> ids;
+  guint64 shown = 0;  // the highest id with a URL record; 0 for none
+};
+int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, OtherVersions* others);
+
+// Puts the records of `id`, which may be there, and removes those of `replaced`, which may be
+// missing.
+int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, std::string_view url_record,
+                 std::string_view text_record, const std::vector<guint64>& replaced);
+
+// Puts an article's records and the postings of its URL, source and date, in a transaction of
+// its own; unless the URL shows another article already: then *done is false, and nothing has
+// been put.
+int put_first_version(ArticledbDb* db, const ArticleVersion& version, bool* done);
+
+// The same for an article whose words are on disk: it replaces those with a lower id, and is
+// itself replaced by one with a higher id that the URL shows. Returns when it is on disk.
+int put_next_version(ArticledbDb* db, const ArticleVersion& version);
+
+}  // namespace ostren::fenra::store
+
+#endif  // FENRA_STORE_WRITING_ARTICLE_VERSION_H
