@@ -6,14 +6,20 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <new>
 
-#include "store/article/known_pairs.h"
+#include "base/failed.h"
 #include "store/creation.h"
 #include "store/layout/database.h"
+#include "store/memory.h"
 #include "store/process/environment.h"
 #include "store/process/gate.h"
 #include "store/process/gate_file.h"
+#include "store/reading/read_memory.h"
+#include "store/writing/journal.h"
 
+using namespace ostren::fenra;
 using namespace ostren::fenra::store;
 
 namespace {
@@ -48,12 +54,30 @@ int create_id_counter(ArticledbDb* db) {
   return steps.code();
 }
 
+std::unique_ptr<WaitingArticles> make_journal(const char* directory, GateFile* file) {
+  return std::unique_ptr<WaitingArticles>(new (std::nothrow) Journal(directory, file));
+}
+
+int open_store(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db)) {
+  int ret = status_of([db] { db->memory = new ArticledbMemory; });
+  if (ret == 0) {
+    ret = environment_make(db);
+  }
+  if (ret == 0) {
+    ret = gate_open(db, path, {make_journal, prepare});
+  }
+  if (ret == 0) {
+    ret = run_in_gate(
+        db, [db] { return db->memory->reading->set_room(db->env); }, Access::APPEND);
+  }
+  return ret;
+}
+
 int articledb_db_create_or_open(ArticledbDb* db, const char* path, int create) {
   if (create != 0 && create_env_directories(path) != 0) {
     return -1;
   }
-  const int ret = environment_make(db);
-  return ret != 0 ? ret : gate_open(db, path, create != 0 ? create_id_counter : nullptr);
+  return open_store(db, path, create != 0 ? create_id_counter : nullptr);
 }
 
 // ---- closing ----
@@ -126,9 +150,9 @@ int articledb_db_close(ArticledbDb* db) {
   if (db == nullptr) {
     return 0;
   }
-  const int ret = gate_close(db, close_databases, close_environment);
+  const int ret = gate_close(db, {close_databases, close_environment});
   if (ret == 0) {
-    delete db->known_pairs;
+    delete db->memory;
     g_free(db);
   }
   return ret;
@@ -139,8 +163,8 @@ void ostren::fenra::store::complete_store(const char* path) {
     return;
   }
   ArticledbDb* db = articledb_db_new();
-  if (db != nullptr && environment_make(db) == 0) {
-    gate_open(db, path, create_id_counter);
+  if (db != nullptr) {
+    open_store(db, path, create_id_counter);
   }
   articledb_db_close(db);
 }

@@ -66,8 +66,8 @@ typedef struct ArticledbDb {
   guint32 submitted_length;    // sum of the "_length" values
   // Private: what the handle shares with the others on the store; null until opening.
   struct ArticledbGate* gate;
-  // Private: what the handle remembers of "lemmadb"; null until an article is indexed.
-  struct ArticledbKnownPairs* known_pairs;
+  // Private: what the handle keeps in memory of what it has read and written; null until opening.
+  struct ArticledbMemory* memory;
 } ArticledbDb;
 
 // A new empty handle, or null when memory is short. Released by

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "base/failed.h"
-#include "store/article/prepared_article.h"
 #include "store/bulk/article_sorter.h"
 #include "store/bulk/build_directory.h"
+#include "store/bulk/prepared_article.h"
 #include "store/bulk/store_compaction.h"
 #include "store/bulk/store_filling.h"
 #include "store/bulk/store_writer.h"
@@ -54,8 +54,9 @@ int articledb_bulk_prepare(GHashTable* metadata, ArticledbNextTokenFunc next_tok
   int ret = 0;
   const int failure = status_of([&] {
     auto made = std::make_unique<ArticledbBulkArticle>();
-    ret =
-        prepare_article(metadata, {next_token, tokenizer, lemmatize, lemmatizer}, &made->prepared);
+    const WordSource source = {next_token, tokenizer, lemmatize, lemmatizer,
+                               WordSource::Asking::ONCE_A_FORM};
+    ret = prepare_article(metadata, source, &made->prepared);
     if (made->prepared != nullptr) {
       *article = made.release();
     }

@@ -5,8 +5,10 @@
 #include "store/articledb.h"
 #include "store/layout/database.h"
 #include "store/layout/stored_key.h"
+#include "store/memory.h"
 #include "store/process/gate.h"
 #include "store/reading/cursor.h"
+#include "store/reading/read_memory.h"
 #include "store/reading/record_cache.h"
 
 using namespace ostren::fenra::store;
@@ -538,7 +540,7 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 // ---- id resolution ----
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
-  RecordCache* cache = gate_url_records(db);
+  RecordCache* cache = url_records_of(db);
   DBT data = output_item(buffer, *size);
   if (cache != nullptr && recall_record(*cache, id, gate_changes(db), &data)) {
     return resolution(data.size > data.ulen ? DB_BUFFER_SMALL : 0, data.size, size);

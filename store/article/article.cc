@@ -8,41 +8,57 @@
 namespace ostren::fenra::store {
 namespace {
 
-Text lookup_text(GHashTable* metadata, const char* key) {
-  Text text;
-  text.bytes = static_cast<const char*>(g_hash_table_lookup(metadata, key));
-  text.length = text.bytes == nullptr ? 0 : static_cast<guint32>(strlen(text.bytes));
-  return text;
+const char* lookup(GHashTable* metadata, const char* key) {
+  return static_cast<const char*>(g_hash_table_lookup(metadata, key));
+}
+
+// A missing value is one without address.
+std::string_view lookup_string(GHashTable* metadata, const char* key) {
+  const char* const value = lookup(metadata, key);
+  return value == nullptr ? std::string_view() : std::string_view(value);
 }
 
 }  // namespace
 
-guint32 Article::date_number() const {
-  return static_cast<guint32>(strtol(date.bytes, nullptr, 10));
+Article::Article(GHashTable* metadata)
+    : metadata_(metadata),
+      date_(lookup(metadata, "date")),
+      lang_(lookup(metadata, "lang")),
+      raw_length_(GPOINTER_TO_UINT(g_hash_table_lookup(metadata, "_length"))),
+      text_(lookup_string(metadata, "_txt")) {
+  records_.url = lookup_string(metadata, "_url");
+  records_.source = lookup_string(metadata, "source");
 }
 
-Article article_read(GHashTable* metadata) {
-  Article article;
-  article.source = lookup_text(metadata, "source");
-  article.url = lookup_text(metadata, "_url");
-  article.date = lookup_text(metadata, "date");
-  article.lang = lookup_text(metadata, "lang");
-  article.txt = lookup_text(metadata, "_txt");
-  article.raw_length = GPOINTER_TO_UINT(g_hash_table_lookup(metadata, "_length"));
-  return article;
+int Article::build_records() {
+  const bool complete = !records_.url.empty() && records_.source.data() != nullptr &&
+                        text_.data() != nullptr && date_ != nullptr && lang_ != nullptr &&
+                        raw_length_ != 0;
+  if (!complete) {
+    return STATUS_MISSING_METADATA;
+  }
+  const int ret = build_text_record();
+  if (ret != 0) {
+    return ret;
+  }
+  records_.date = static_cast<guint32>(strtol(date_, nullptr, 10));
+  url_record_.reset(articledb_pack_url_with_metadata(records_.url.data(), metadata_));
+  records_.url_record = url_record_.get();
+  return 0;
 }
 
-int build_text_record(const Text& text, TextRecord* record) {
-  uLongf compressed = compressBound(text.length);
-  record->bytes.reset(static_cast<char*>(g_try_malloc(sizeof text.length + compressed)));
-  char* bytes = record->bytes.get();
+int Article::build_text_record() {
+  const guint32 length = text_length();
+  uLongf compressed = compressBound(length);
+  text_record_.reset(static_cast<char*>(g_try_malloc(sizeof length + compressed)));
+  char* const bytes = text_record_.get();
   if (bytes == nullptr) {
     return -1;
   }
-  memcpy(bytes, &text.length, sizeof text.length);
-  const int ret = compress(reinterpret_cast<Bytef*>(bytes + sizeof text.length), &compressed,
-                           reinterpret_cast<const Bytef*>(text.bytes), text.length);
-  record->length = static_cast<guint32>(sizeof text.length + compressed);
+  memcpy(bytes, &length, sizeof length);
+  const int ret = compress(reinterpret_cast<Bytef*>(bytes + sizeof length), &compressed,
+                           reinterpret_cast<const Bytef*>(text_.data()), length);
+  records_.text_record = {bytes, sizeof length + compressed};
   return ret;
 }
 

@@ -1,52 +1,56 @@
-// An article as it is handed to the store.
+// An article as the caller hands it over: what the store writes of it beside its terms.
 #ifndef FENRA_STORE_ARTICLE_ARTICLE_H
 #define FENRA_STORE_ARTICLE_ARTICLE_H
 
 #include <glib.h>
 
-#include <memory>
+#include <string_view>
+
+#include "base/handles.h"
+#include "store/articledb.h"
 
 namespace ostren::fenra::store {
 
-// A string of the metadata with its length.
-struct Text {
-  const char* bytes = nullptr;
-  guint32 length = 0;
+// The records by which an article is shown, and the keys by which it is found beside its
+// words. Borrows what it points to.
+struct ArticleRecords {
+  std::string_view url;     // not yet the key in "urlidx", which is its StoredKey
+  std::string_view source;  // the same of "sourcedb"
+  guint32 date = 0;         // on disk: the key in "datedb"
+  std::string_view url_record;
+  // On disk: the text's length, 4 bytes in the machine's order, and its zlib stream.
+  std::string_view text_record;
 };
 
-// Borrows the strings of the metadata.
-struct Article {
-  Text source;
-  Text url;
-  Text date;
-  Text lang;
-  Text txt;
-  guint32 raw_length = 0;
+class Article {
+ public:
+  // Borrows the strings of the metadata.
+  explicit Article(GHashTable* metadata);
 
-  // Nothing that is required is missing. An article without a URL is in no answer.
-  bool complete() const {
-    return source.bytes != nullptr && url.length != 0 && date.bytes != nullptr &&
-           lang.bytes != nullptr && txt.bytes != nullptr && raw_length != 0;
-  }
+  // The caller's "_length".
+  guint32 raw_length() const { return raw_length_; }
+  guint32 text_length() const { return static_cast<guint32>(text_.size()); }
 
-  // On disk: the key of the article's date.
-  guint32 date_number() const;
+  // Builds the records. Returns 0; STATUS_MISSING_METADATA when a value is missing, or the
+  // URL empty, with which the article would be in no answer; -1 when memory is short; or
+  // zlib's code.
+  int build_records();
+
+  // Valid as long as this and the metadata.
+  const ArticleRecords& records() const { return records_; }
+
+ private:
+  int build_text_record();
+
+  GHashTable* const metadata_;
+  const char* const date_;
+  const char* const lang_;
+  const guint32 raw_length_;
+  std::string_view text_;
+  ArticleRecords records_;
+  GMemory<char> url_record_;
+  GMemory<char> text_record_;
 };
-
-Article article_read(GHashTable* metadata);
-
-struct GlibReleaser {
-  void operator()(void* block) const { g_free(block); }
-};
-
-struct TextRecord {
-  std::unique_ptr<char, GlibReleaser> bytes;
-  guint32 length = 0;
-};
-
-// On disk: the text's length, 4 bytes in the machine's order, and its zlib
-// stream. Returns 0, -1 when memory is short, or zlib's code.
-int build_text_record(const Text& text, TextRecord* record);
 
 }  // namespace ostren::fenra::store
 

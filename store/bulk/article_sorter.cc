@@ -6,6 +6,7 @@
 
 #include "base/failed.h"
 #include "base/varint.h"
+#include "store/layout/key_order.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -25,7 +26,7 @@ struct SortedWord {
   guint32 number;
 };
 
-GrowingArray<guint32> sort_words(const WordTable& words, GrowingArray<SortedWord> sorted) {
+GrowingArray<guint32> sort_words(const StringTable& words, GrowingArray<SortedWord> sorted) {
   std::sort(sorted.begin(), sorted.end(), [&](const SortedWord& a, const SortedWord& b) {
     return a.order != b.order ? a.order < b.order : words[a.number] < words[b.number];
   });
@@ -48,42 +49,6 @@ LemmaKey::LemmaKey(std::string_view entry_key) {
   form = entry_key.substr(4 + length);
 }
 
-// ---- pairs ----
-
-void PairSet::insert(guint32 first, guint32 second) {
-  if (pairs_.size() * 2 >= slots_.size()) {
-    grow();
-  }
-  const guint64 pair = (guint64{first} << 32 | second) + 1;
-  const size_t mask = slots_.size() - 1;
-  size_t slot = (pair * 0x9e3779b97f4a7c15U) >> shift_;
-  for (; slots_[slot] != 0; slot = (slot + 1) & mask) {
-    if (slots_[slot] == pair) {
-      return;
-    }
-  }
-  slots_[slot] = pair;
-  pairs_.push_back({first, second});
-}
-
-void PairSet::grow() {
-  constexpr size_t LEAST_SLOTS = 256;
-  GrowingArray<guint64> old = std::move(slots_);
-  slots_ = GrowingArray<guint64>();
-  const size_t count = old.size() == 0 ? LEAST_SLOTS : old.size() * 2;
-  slots_.assign_zeros(count);
-  shift_ = 64 - __builtin_ctzll(count);
-  for (const guint64 pair : old) {
-    if (pair != 0) {
-      size_t slot = (pair * 0x9e3779b97f4a7c15U) >> shift_;
-      while (slots_[slot] != 0) {
-        slot = (slot + 1) & (count - 1);
-      }
-      slots_[slot] = pair;
-    }
-  }
-}
-
 // ---- collecting ----
 
 void ArticleSorter::add(std::unique_ptr<PreparedArticle> article, guint64 id) {
@@ -91,33 +56,39 @@ void ArticleSorter::add(std::unique_ptr<PreparedArticle> article, guint64 id) {
     first_id_ = id;
   }
   const auto index = static_cast<guint32>(id - first_id_);
-  take_words(*article, index);
-  record_bytes_ += article->url_record.size() + article->text_record.length + sizeof(Records);
+  take_keys(*article, index);
+  take_terms(article->terms, index);
+  record_bytes_ += article->url_record.size() + article->text_record.size() + sizeof(Records);
   records_.push_back({std::move(article->url_record), std::move(article->text_record)});
   if (bytes() >= limit_) {
     write_run();
   }
 }
 
-void ArticleSorter::take_words(const PreparedArticle& article, guint32 index) {
-  numbers_.truncate();
-  for (guint32 i = 0; i < article.words.size(); ++i) {
-    numbers_.push_back(words_.number(article.words[i], article.words.hash(i)));
-  }
+void ArticleSorter::take_keys(const PreparedArticle& article, guint32 index) {
   urls_.push_back({words_.number(article.url_key), index});
   sources_.push_back({words_.number(article.source_key), index});
   const std::string_view date(reinterpret_cast<const char*>(&article.date), sizeof article.date);
   dates_.push_back({words_.number(date), index});
-  for (const guint32 form : article.forms) {
+}
+
+void ArticleSorter::take_terms(const ArticleTerms& terms, guint32 index) {
+  const StringTable& strings = terms.strings();
+  numbers_.truncate();
+  for (guint32 i = 0; i < strings.size(); ++i) {
+    numbers_.push_back(words_.number(strings[i], strings.hash(i)));
+  }
+  for (const guint32 form : terms.forms()) {
     forms_.push_back({numbers_[form], index});
   }
-  for (const PreparedArticle::Trigram& trigram : article.trigrams) {
-    trigrams_.push_back(
-        {{numbers_[trigram.words[0]], numbers_[trigram.words[1]], numbers_[trigram.words[2]]},
-         index});
+  for (const ArticleTerms::Term& term : terms.terms()) {
+    if (term.kind == ArticleTerms::Kind::TRIGRAM) {
+      const guint32* const words = &terms.sequence()[term.place];
+      trigrams_.push_back({{numbers_[words[0]], numbers_[words[1]], numbers_[words[2]]}, index});
+    }
   }
-  for (const PreparedArticle::LemmaPair& pair : article.lemmas) {
-    lemmas_.insert(numbers_[pair.lemma], numbers_[pair.form]);
+  for (const PairSet::Pair& pair : terms.lemmas()) {
+    lemmas_.insert({numbers_[pair.first], numbers_[pair.second]});
   }
 }
 
@@ -159,9 +130,8 @@ void ArticleSorter::write_run() {
   write_lemmas(run.get());
   write_records(run.get(),
                 [](const Records& records) -> std::string_view { return records.url_record; });
-  write_records(run.get(), [](const Records& records) {
-    return std::string_view(records.text_record.bytes.get(), records.text_record.length);
-  });
+  write_records(run.get(),
+                [](const Records& records) { return std::string_view(records.text_record); });
   runs_.push_back(std::move(run));
   clear();
   if (runs_.size() == MOST_RUNS) {
@@ -180,7 +150,7 @@ ArticleSorter::Numbers ArticleSorter::words_in_byte_order() const {
 ArticleSorter::Numbers ArticleSorter::words_in_bucket_order() const {
   GrowingArray<SortedWord> sorted;
   for (guint32 i = 0; i < words_.size(); ++i) {
-    sorted.push_back({bucket_order(words_.hash(i)), i});
+    sorted.push_back({bucket_order(word_hash(words_[i])), i});
   }
   return sort_words(words_, std::move(sorted));
 }
@@ -209,7 +179,7 @@ void ArticleSorter::write_postings(RunFile* run, const Postings& postings,
       continue;
     }
     key.clear();
-    append_big_endian(bucket_order(words_.hash(word)), &key);
+    append_big_endian(bucket_order(word_hash(words_[word])), &key);
     key.append(words_[word]);
     ids.clear();
     guint64 before = 0;
@@ -278,12 +248,12 @@ void ArticleSorter::write_trigrams(RunFile* run) {
 
 void ArticleSorter::write_lemmas(RunFile* run) {
   std::vector<std::string> keys;
-  keys.reserve(lemmas_.pairs().size());
-  for (const PreparedArticle::LemmaPair& pair : lemmas_.pairs()) {
+  keys.reserve(lemmas_.size());
+  for (const PairSet::Pair& pair : lemmas_) {
     std::string key;
-    append_big_endian(bucket_order(words_.hash(pair.lemma)), &key);
-    append_big_endian(static_cast<guint32>(words_[pair.lemma].size()), &key);
-    key.append(words_[pair.lemma]).append(words_[pair.form]);
+    append_big_endian(bucket_order(word_hash(words_[pair.first])), &key);
+    append_big_endian(static_cast<guint32>(words_[pair.first].size()), &key);
+    key.append(words_[pair.first]).append(words_[pair.second]);
     keys.push_back(std::move(key));
   }
   std::sort(keys.begin(), keys.end());

@@ -11,8 +11,9 @@
 #include <vector>
 
 #include "base/growing_array.h"
-#include "store/article/prepared_article.h"
-#include "store/article/word_table.h"
+#include "base/pair_set.h"
+#include "base/string_table.h"
+#include "store/bulk/prepared_article.h"
 #include "store/bulk/run_file.h"
 
 namespace ostren::fenra::store {
@@ -44,24 +45,6 @@ struct LemmaKey {
   std::string_view form;
 };
 
-// Pairs of numbers, each kept once, in the order of their coming.
-class PairSet {
- public:
-  void insert(guint32 first, guint32 second);
-
-  size_t bytes() const { return (pairs_.size() + slots_.size()) * sizeof(guint64); }
-  const GrowingArray<PreparedArticle::LemmaPair>& pairs() const { return pairs_; }
-  void clear() { *this = PairSet(); }
-
- private:
-  void grow();
-
-  GrowingArray<PreparedArticle::LemmaPair> pairs_;
-  // Open addressing: a pair as one number, plus 1, or 0.
-  GrowingArray<guint64> slots_;
-  int shift_ = 0;
-};
-
 class ArticleSorter {
  public:
   // Keeps its runs in the directory and takes about `limit` bytes of memory.
@@ -86,13 +69,14 @@ class ArticleSorter {
   };
   struct Records {
     std::string url_record;
-    TextRecord text_record;
+    std::string text_record;
   };
   using Postings = GrowingArray<Posting>;
   using Numbers = GrowingArray<guint32>;
 
   size_t bytes() const;
-  void take_words(const PreparedArticle& article, guint32 index);
+  void take_keys(const PreparedArticle& article, guint32 index);
+  void take_terms(const ArticleTerms& terms, guint32 index);
 
   void write_run();
   void write_postings(RunFile* run, const Postings& postings, const Numbers& in_order);
@@ -110,7 +94,7 @@ class ArticleSorter {
   Runs runs_;
 
   guint64 first_id_ = 0;  // of the articles below
-  WordTable words_;
+  StringTable words_;
   Postings urls_;
   Postings sources_;
   Postings dates_;

@@ -240,7 +240,8 @@ int environment_remove_logs(DB_ENV* env) {
   return env->log_archive(env, &none, DB_ARCH_REMOVE);
 }
 
-int environment_checkpoint(DB_ENV* env, guint32 kib) {
+int environment_checkpoint(DB_ENV* env) {
+  constexpr guint64 CHECKPOINT_KIB = 8192;
   DB_LOG_STAT* log = nullptr;
   int ret = env->log_stat(env, &log, 0);
   if (ret != 0) {
@@ -248,7 +249,7 @@ int environment_checkpoint(DB_ENV* env, guint32 kib) {
   }
   const guint64 kib_since_checkpoint = guint64{log->st_wc_mbytes} * 1024 + log->st_wc_bytes / 1024;
   free(log);
-  if (kib_since_checkpoint < kib) {
+  if (kib_since_checkpoint < CHECKPOINT_KIB) {
     return 0;
   }
   ret = env->txn_checkpoint(env, 0, 0, 0);

@@ -64,9 +64,9 @@ void environment_abandon(ArticledbDb* db, GArray* regions);
 // Deletes the log files that recovery no longer needs.
 int environment_remove_logs(DB_ENV* env);
 
-// Makes a checkpoint once `kib` KiB of log have been written since the last one, and
-// then removes logs.
-int environment_checkpoint(DB_ENV* env, guint32 kib);
+// Makes a checkpoint once 8 MiB of log have been written since the last one, and then removes
+// logs: that bounds what recovery has to replay, and the room that the log takes.
+int environment_checkpoint(DB_ENV* env);
 
 }  // namespace ostren::fenra::store
 

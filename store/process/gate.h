@@ -10,9 +10,12 @@
 
 #include <glib.h>
 
+#include <memory>
 #include <string>
 
 #include "store/articledb.h"
+#include "store/process/gate_file.h"
+#include "store/process/waiting_articles.h"
 
 namespace ostren::fenra::store {
 
@@ -100,25 +103,15 @@ class Binding {
   ArticledbDb* const db_;
 };
 
-// Memory of the handle, for use under the gate: at least `size` bytes, aligned for
-// any type; null when memory is short. The next call ends it.
-void* gate_scratch(ArticledbDb* db, guint32 size);
+// ---- articles that wait ----
 
-// What the handle keeps of "urldb" and of lists; null before the store is opened.
-class RecordCache;
-class ListCache;
-RecordCache* gate_url_records(ArticledbDb* db);
-ListCache* gate_lists(ArticledbDb* db);
-
-// ---- the journal ----
-
-// Whether an article that is indexed now can go to the journal: 0; Journal::DECLINED, when
+// Whether an article that is indexed now can go to the journal: 0; DECLINED, when
 // it has to be written to the databases; or the code of what failed. A host's cursor that is
 // positioned would stand in the way of writing the articles later, when somebody wants to
 // read, so there is no waiting for as long as there are such cursors.
 int gate_admits_articles(ArticledbDb* db);
 
-// Adds an article: Journal::append.
+// Adds an article: WaitingArticles::append.
 int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, guint64* id);
 
 // Counts a Berkeley DB cursor that stays open between two entries into the gate; under it.
@@ -135,18 +128,28 @@ int delete_records(ArticledbDb* db, DatabaseField database, DBT key);
 
 // ---- opening and closing ----
 
-// Opens the store in `path` with the handle's made environment; whoever comes first
-// recovers it unless it was closed in order. `prepare`, which may be null, runs under
-// the gate before anybody else gets at the store. Failures are reported; what has been
-// made stays in `db` for the closing.
-int gate_open(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db));
+struct Opening {
+  // Makes what keeps the articles that wait; the arguments outlive it. Null when memory is
+  // short.
+  std::unique_ptr<WaitingArticles> (*make_waiting)(const char* directory, GateFile* file);
+  // Null, or runs under the gate before anybody else gets at the store.
+  int (*prepare)(ArticledbDb* db);
+};
 
-// Runs `close_databases` and then `close_environment` under the gate, and releases the
-// gate when they succeed. Before them the last one to leave empties the journal, and in
-// between makes a checkpoint, so that the next one has nothing to recover. Without a gate
-// only runs them.
-int gate_close(ArticledbDb* db, int (*close_databases)(ArticledbDb* db),
-               int (*close_environment)(ArticledbDb* db));
+// Opens the store in `path` with the handle's made environment; whoever comes first
+// recovers it unless it was closed in order. Failures are reported; what has been made
+// stays in `db` for the closing.
+int gate_open(ArticledbDb* db, const char* path, const Opening& opening);
+
+struct Closing {
+  int (*close_databases)(ArticledbDb* db);
+  int (*close_environment)(ArticledbDb* db);
+};
+
+// Runs both in turn under the gate, and releases the gate when they succeed. Before them the
+// last one to leave writes the articles that wait, and in between makes a checkpoint, so that
+// the next one has nothing to recover. Without a gate only runs them.
+int gate_close(ArticledbDb* db, const Closing& closing);
 
 // Notes that the store has its id counter on disk. Under the gate.
 void gate_set_complete(ArticledbDb* db);

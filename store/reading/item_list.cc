@@ -4,7 +4,9 @@
 #include <cstring>
 
 #include "store/layout/database.h"
+#include "store/memory.h"
 #include "store/reading/cursor.h"
+#include "store/reading/read_memory.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -209,7 +211,7 @@ int ItemList::fetch(Cursor* cursor, guint32 operation, const guint64* least, gui
     if (operation != DB_SET && successor_room(last) > size) {
       return DB_BUFFER_SMALL;
     }
-    auto* buffer = static_cast<char*>(gate_scratch(db, size));
+    auto* buffer = static_cast<char*>(db->memory->reading->scratch(size));
     if (buffer == nullptr) {
       return ENOMEM;
     }
@@ -268,7 +270,7 @@ BatchName ItemList::name_next(const Cursor* cursor, guint32 operation, const gui
 // was none.
 void ItemList::keep(Cursor* cursor, guint32 operation, guint64 changes, const BatchName& name,
                     int code) {
-  ListCache* lists = gate_lists(cursor->db);
+  ListCache* lists = lists_of(cursor->db);
   const guint32 begin = code != 0 ? batch_length : operation == DB_SET ? 0 : following(0);
   if (code != 0 || of_ids) {
     const auto* ids = reinterpret_cast<const guint64*>(batch + begin);
@@ -280,7 +282,7 @@ void ItemList::keep(Cursor* cursor, guint32 operation, guint64 changes, const Ba
 
 // Takes the next batch from what is kept: 0, DB_NOTFOUND, ENOMEM; or UNKNOWN.
 int ItemList::recall(Cursor* cursor, guint32 operation, const BatchName& name) {
-  ListCache* lists = gate_lists(cursor->db);
+  ListCache* lists = lists_of(cursor->db);
   ListCache::Batch kept;
   if (lists == nullptr || !lists->find(name, gate_changes(cursor->db), &kept)) {
     return UNKNOWN;

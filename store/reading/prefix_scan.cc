@@ -4,7 +4,9 @@
 #include <cstring>
 
 #include "store/layout/database.h"
+#include "store/memory.h"
 #include "store/process/gate.h"
+#include "store/reading/read_memory.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -71,7 +73,7 @@ class Scan {
  private:
   // Fills the bulk from the place of the scan. Under the gate.
   int fill() {
-    auto* buffer = static_cast<char*>(gate_scratch(db_, BULK_BYTES));
+    auto* buffer = static_cast<char*>(db_->memory->reading->scratch(BULK_BYTES));
     if (buffer == nullptr) {
       return ENOMEM;
     }

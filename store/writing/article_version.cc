@@ -25,28 +25,23 @@ int find_record(DB* database, const guint64& id) {
   return database->get(database, nullptr, &key, &data, 0);
 }
 
-int put_url_source_and_date(ArticledbDb* db, DB_TXN* txn, const ArticleVersion& version) {
-  const StoredKey url(version.url);
-  const StoredKey source(version.source);
-  const DBT id = id_item(&version.id);
+int put_keys(ArticledbDb* db, DB_TXN* txn, guint64 number, const ArticleRecords& records) {
+  const StoredKey url(records.url);
+  const StoredKey source(records.source);
+  const DBT date = input_item(&records.date, sizeof records.date);
+  const DBT id = id_item(&number);
   int ret = put(db->urlidx, txn, input_item(url.bytes()), id, DB_OVERWRITE_DUP);
   if (ret == 0) {
     ret = put(db->sourcedb, txn, input_item(source.bytes()), id, DB_OVERWRITE_DUP);
   }
-  if (ret == 0) {
-    ret =
-        put(db->datedb, txn, input_item(&version.date, sizeof version.date), id, DB_OVERWRITE_DUP);
-  }
-  return ret;
+  return ret != 0 ? ret : put(db->datedb, txn, date, id, DB_OVERWRITE_DUP);
 }
 
-int put_version(ArticledbDb* db, const ArticleVersion& version, bool shown,
+int put_version(ArticledbDb* db, guint64 id, const ArticleRecords& records, bool shown,
                 const std::vector<guint64>& replaced) {
   return in_transaction(db->env, [&](DB_TXN* txn) {
-    const int ret = put_url_source_and_date(db, txn, version);
-    return ret != 0 || !shown ? ret
-                              : show_version(db, txn, version.id, version.url_record,
-                                             version.text_record, replaced);
+    const int ret = put_keys(db, txn, id, records);
+    return ret != 0 || !shown ? ret : show_version(db, txn, id, records, replaced);
   });
 }
 
@@ -71,11 +66,11 @@ int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, Other
   return ret;
 }
 
-int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, std::string_view url_record,
-                 std::string_view text_record, const std::vector<guint64>& replaced) {
-  int ret = put(db->urldb, txn, id_item(&id), input_item(url_record), 0);
+int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, const ArticleRecords& records,
+                 const std::vector<guint64>& replaced) {
+  int ret = put(db->urldb, txn, id_item(&id), input_item(records.url_record), 0);
   if (ret == 0) {
-    ret = put_new_pair(db->txtdb, txn, id_item(&id), input_item(text_record));
+    ret = put_new_pair(db->txtdb, txn, id_item(&id), input_item(records.text_record));
     ret = ret == DB_KEYEXIST ? 0 : ret;
   }
   for (auto old = replaced.begin(); ret == 0 && old != replaced.end(); ++old) {
@@ -87,18 +82,18 @@ int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, std::string_view url_
   return ret;
 }
 
-int put_first_version(ArticledbDb* db, const ArticleVersion& version, bool* done) {
+int put_first_version(ArticledbDb* db, guint64 id, const ArticleRecords& records, bool* done) {
   OtherVersions others;
-  const int ret = read_other_versions(db, version.url, version.id, &others);
+  const int ret = read_other_versions(db, records.url, id, &others);
   *done = ret == 0 && others.shown == 0;
-  return *done ? put_version(db, version, true, others.ids) : ret;
+  return *done ? put_version(db, id, records, true, others.ids) : ret;
 }
 
-int put_next_version(ArticledbDb* db, const ArticleVersion& version) {
+int put_next_version(ArticledbDb* db, guint64 id, const ArticleRecords& records) {
   OtherVersions others;
-  int ret = read_other_versions(db, version.url, version.id, &others);
+  int ret = read_other_versions(db, records.url, id, &others);
   if (ret == 0) {
-    ret = put_version(db, version, others.shown < version.id, others.ids);
+    ret = put_version(db, id, records, others.shown < id, others.ids);
   }
   return ret != 0 ? ret : db->env->log_flush(db->env, nullptr);
 }

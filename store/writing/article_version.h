@@ -9,19 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "store/articledb.h"
+#include "store/article/article.h"
 
 namespace ostren::fenra::store {
-
-// Borrows what it points to.
-struct ArticleVersion {
-  guint64 id;
-  std::string_view url;
-  std::string_view source;
-  guint32 date;
-  std::string_view url_record;
-  std::string_view text_record;
-};
 
 // All of it takes place under the gate, and returns 0, -1 when memory is short, or Berkeley
 // DB's code.
@@ -36,17 +26,17 @@ int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, Other
 
 // Puts the records of `id`, which may be there, and removes those of `replaced`, which may be
 // missing.
-int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, std::string_view url_record,
-                 std::string_view text_record, const std::vector<guint64>& replaced);
+int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, const ArticleRecords& records,
+                 const std::vector<guint64>& replaced);
 
 // Puts an article's records and the postings of its URL, source and date, in a transaction of
 // its own; unless the URL shows another article already: then *done is false, and nothing has
 // been put.
-int put_first_version(ArticledbDb* db, const ArticleVersion& version, bool* done);
+int put_first_version(ArticledbDb* db, guint64 id, const ArticleRecords& records, bool* done);
 
 // The same for an article whose words are on disk: it replaces those with a lower id, and is
 // itself replaced by one with a higher id that the URL shows. Returns when it is on disk.
-int put_next_version(ArticledbDb* db, const ArticleVersion& version);
+int put_next_version(ArticledbDb* db, guint64 id, const ArticleRecords& records);
 
 }  // namespace ostren::fenra::store
 

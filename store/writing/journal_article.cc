@@ -13,7 +13,7 @@ namespace {
 constexpr size_t MOST_KEY_BYTES = 1024;
 constexpr size_t MOST_ARTICLE_BYTES = size_t{1} << 20;
 
-// On disk: in a sequence, for Postings::BREAK; otherwise the form's number comes plus 1.
+// On disk: in a sequence, for ArticleTerms::BREAK; otherwise the form's number comes plus 1.
 constexpr guint64 BREAK_MARK = 0;
 
 bool is_key(std::string_view string) { return !string.empty() && string.size() <= MOST_KEY_BYTES; }
@@ -27,6 +27,42 @@ void append_string(std::string_view string, std::string* record) {
 bool append_key(std::string_view string, std::string* record) {
   append_string(string, record);
   return is_key(string);
+}
+
+bool append_forms(const ArticleTerms& terms, std::string* record) {
+  append_varint(terms.forms().size(), record);
+  bool fits = true;
+  for (const guint32 form : terms.forms()) {
+    fits = append_key(terms.strings()[form], record) && fits;
+  }
+  return fits;
+}
+
+void append_sequence(const ArticleTerms& terms, std::string* record) {
+  std::vector<guint32> places(terms.strings().size());
+  for (size_t place = 0; place < terms.forms().size(); ++place) {
+    places[terms.forms()[place]] = static_cast<guint32>(place);
+  }
+  append_varint(terms.sequence().size(), record);
+  for (const guint32 word : terms.sequence()) {
+    append_varint(word == ArticleTerms::BREAK ? BREAK_MARK : guint64{places[word]} + 1, record);
+  }
+}
+
+bool append_new_lemmas(const ArticleTerms& terms, KnownPairs* known, std::string* record) {
+  std::vector<PairSet::Pair> pairs;
+  for (const PairSet::Pair& pair : terms.lemmas()) {
+    if (!known->contains(terms.strings()[pair.first], terms.strings()[pair.second])) {
+      pairs.push_back(pair);
+    }
+  }
+  append_varint(pairs.size(), record);
+  bool fits = true;
+  for (const PairSet::Pair& pair : pairs) {
+    fits = append_key(terms.strings()[pair.first], record) &&
+           append_key(terms.strings()[pair.second], record) && fits;
+  }
+  return fits;
 }
 
 class Reader {
@@ -67,17 +103,17 @@ JournalArticle read_journal_article(guint64 id, std::string_view payload) {
   JournalArticle article;
   Reader reader(payload);
   article.id = id;
-  article.date = static_cast<guint32>(reader.number());
-  article.url = reader.key();
-  article.source = reader.string();
-  article.url_record = reader.string();
-  article.text_record = reader.string();
+  article.records.date = static_cast<guint32>(reader.number());
+  article.records.url = reader.key();
+  article.records.source = reader.string();
+  article.records.url_record = reader.string();
+  article.records.text_record = reader.string();
   for (guint64 count = reader.number(); count > 0; --count) {
     article.forms.push_back(reader.key());
   }
   for (guint64 count = reader.number(); count > 0; --count) {
     const guint64 mark = reader.number(article.forms.size());
-    article.sequence.push_back(mark == BREAK_MARK ? Postings::BREAK
+    article.sequence.push_back(mark == BREAK_MARK ? ArticleTerms::BREAK
                                                   : static_cast<guint32>(mark - 1));
   }
   for (guint64 count = reader.number(); count > 0; --count) {
@@ -88,34 +124,20 @@ JournalArticle read_journal_article(guint64 id, std::string_view payload) {
   return article;
 }
 
-bool append_journal_article(const Article& article, std::string_view url_record,
-                            const TextRecord& text_record, const Postings& postings,
-                            std::string* record) {
-  const std::string_view text(text_record.bytes.get(), text_record.length);
-  if (postings.sequence() == nullptr || url_record.size() + text.size() > MOST_ARTICLE_BYTES) {
+bool append_journal_article(const ArticleRecords& records, const ArticleTerms& terms,
+                            KnownPairs* known, std::string* record) {
+  if (!terms.is_plain() ||
+      records.url_record.size() + records.text_record.size() > MOST_ARTICLE_BYTES) {
     return false;
   }
-  const StoredKey url({article.url.bytes, article.url.length});
-  const StoredKey source({article.source.bytes, article.source.length});
-  append_varint(article.date_number(), record);
-  bool fits = append_key(url.bytes(), record);
-  append_string(source.bytes(), record);
-  append_string(url_record, record);
-  append_string(text, record);
-  append_varint(postings.form_count(), record);
-  for (size_t number = 0; fits && number < postings.form_count(); ++number) {
-    fits = append_key(postings.form(number), record);
-  }
-  append_varint(postings.sequence()->size(), record);
-  for (const guint32 form : *postings.sequence()) {
-    append_varint(form == Postings::BREAK ? BREAK_MARK : guint64{form} + 1, record);
-  }
-  append_varint(postings.lemma_count(), record);
-  for (size_t number = 0; fits && number < postings.lemma_count(); ++number) {
-    const Postings::LemmaPair pair = postings.lemma_pair(number);
-    fits = append_key(pair.lemma, record) && append_key(pair.form, record);
-  }
-  return fits && record->size() <= MOST_ARTICLE_BYTES;
+  append_varint(records.date, record);
+  bool fits = append_key(StoredKey(records.url).bytes(), record);
+  append_string(StoredKey(records.source).bytes(), record);
+  append_string(records.url_record, record);
+  append_string(records.text_record, record);
+  fits = append_forms(terms, record) && fits;
+  append_sequence(terms, record);
+  return append_new_lemmas(terms, known, record) && fits && record->size() <= MOST_ARTICLE_BYTES;
 }
 
 }  // namespace ostren::fenra::store

@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "store/article/article.h"
-#include "store/article/postings.h"
+#include "store/article/article_terms.h"
+#include "store/article/known_pairs.h"
 
 namespace ostren::fenra::store {
 
@@ -21,19 +22,16 @@ struct JournalArticle {
   };
 
   guint64 id = 0;
-  guint32 date = 0;
-  std::string_view url;
-  std::string_view source;
-  std::string_view url_record;
-  std::string_view text_record;
+  ArticleRecords records;
   std::vector<std::string_view> forms;
-  std::vector<guint32> sequence;  // as Postings::sequence
+  std::vector<guint32> sequence;  // as ArticleTerms::sequence, of places in `forms`
   std::vector<LemmaPair> lemmas;
 
   // Whether the words at `place` of the sequence and the two after it are a trigram.
   bool has_trigram(size_t place) const {
-    return place + TRIGRAM_BUILDER_WORDS <= sequence.size() && sequence[place] != Postings::BREAK &&
-           sequence[place + 1] != Postings::BREAK && sequence[place + 2] != Postings::BREAK;
+    return place + TRIGRAM_BUILDER_WORDS <= sequence.size() &&
+           sequence[place] != ArticleTerms::BREAK && sequence[place + 1] != ArticleTerms::BREAK &&
+           sequence[place + 2] != ArticleTerms::BREAK;
   }
 };
 
@@ -41,12 +39,11 @@ struct JournalArticle {
 // std::bad_alloc.
 JournalArticle read_journal_article(guint64 id, std::string_view payload);
 
-// Appends the payload for an article to the record; false, and the record undefined, when
-// something is too long for it, or empty though it is a key, or when the trigrams are not
-// those of a sequence. Throws a std::exception when memory is short.
-bool append_journal_article(const Article& article, std::string_view url_record,
-                            const TextRecord& text_record, const Postings& postings,
-                            std::string* record);
+// Appends the payload of an article whose terms are all in the portion, but for the pairs that
+// are known to be on disk. False when a record cannot hold it: for its length, for a string
+// that cannot be a key, for a zero byte in a word. Throws std::bad_alloc.
+bool append_journal_article(const ArticleRecords& records, const ArticleTerms& terms,
+                            KnownPairs* known, std::string* record);
 
 }  // namespace ostren::fenra::store
 

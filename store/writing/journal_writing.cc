@@ -23,8 +23,6 @@ namespace {
 constexpr size_t GROUP_PAIRS = 1024;
 constexpr size_t GROUP_RECORDS = 64;
 
-constexpr guint32 CHECKPOINT_KIB = 8192;
-
 // In ascending order of this the keys of a hash database lie side by side in it, but for
 // those with the same number.
 guint64 hash_order(std::string_view key) {
@@ -173,8 +171,7 @@ class Writing {
     }
   }
 
-  // Bounds what recovery has to replay, and the room that the log takes.
-  void checkpoint() { require(environment_checkpoint(db_->env, CHECKPOINT_KIB)); }
+  void checkpoint() { require(environment_checkpoint(db_->env)); }
 
   void put(DB_TXN* txn, Field field, std::string_view key, std::string_view data,
            guint32 flags = 0) {
@@ -223,10 +220,10 @@ class Writing {
   // One by one: the empty source is a key too.
   void write_sources_and_dates() {
     in_groups(articles_, [&](DB_TXN* txn, const JournalArticle& article) {
-      const std::string_view date(reinterpret_cast<const char*>(&article.date),
-                                  sizeof article.date);
-      put(txn, &ArticledbDb::sourcedb, StoredKey(article.source).bytes(), bytes_of(article.id),
-          DB_OVERWRITE_DUP);
+      const std::string_view date(reinterpret_cast<const char*>(&article.records.date),
+                                  sizeof article.records.date);
+      put(txn, &ArticledbDb::sourcedb, StoredKey(article.records.source).bytes(),
+          bytes_of(article.id), DB_OVERWRITE_DUP);
       put(txn, &ArticledbDb::datedb, date, bytes_of(article.id), DB_OVERWRITE_DUP);
     });
   }
@@ -238,19 +235,19 @@ class Writing {
   void write_urls() {
     std::vector<KeyedArticle> urls;
     for (const JournalArticle& article : articles_) {
-      urls.push_back({hash_order(article.url), &article});
+      urls.push_back({hash_order(article.records.url), &article});
     }
     std::sort(urls.begin(), urls.end(), [](const KeyedArticle& a, const KeyedArticle& b) {
-      return std::tie(a.order, a.article->url, a.article->id) <
-             std::tie(b.order, b.article->url, b.article->id);
+      return std::tie(a.order, a.article->records.url, a.article->id) <
+             std::tie(b.order, b.article->records.url, b.article->id);
     });
     in_groups(urls, [&](DB_TXN* txn, const KeyedArticle& url) {
-      put(txn, &ArticledbDb::urlidx, StoredKey(url.article->url).bytes(), bytes_of(url.article->id),
-          DB_OVERWRITE_DUP);
+      put(txn, &ArticledbDb::urlidx, StoredKey(url.article->records.url).bytes(),
+          bytes_of(url.article->id), DB_OVERWRITE_DUP);
     });
     for (auto url = urls.begin(); url != urls.end(); ++url) {
       const JournalArticle& article = *url->article;
-      if (url + 1 == urls.end() || url[1].article->url != article.url) {
+      if (url + 1 == urls.end() || url[1].article->records.url != article.records.url) {
         newest_.push_back({{hash_order(bytes_of(article.id)), &article}, others_of(article)});
       }
     }
@@ -258,7 +255,7 @@ class Writing {
 
   std::vector<guint64> others_of(const JournalArticle& article) const {
     OtherVersions others;
-    require(read_other_versions(db_, article.url, article.id, &others));
+    require(read_other_versions(db_, article.records.url, article.id, &others));
     return others.ids;
   }
 
@@ -270,8 +267,7 @@ class Writing {
       if (!newest.replaced.empty()) {
         before_removal_();
       }
-      require(show_version(db_, txn, article.id, article.url_record, article.text_record,
-                           newest.replaced));
+      require(show_version(db_, txn, article.id, article.records, newest.replaced));
     });
   }
 

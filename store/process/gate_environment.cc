@@ -1,0 +1,105 @@
+// The environment of a gate's present generation, and what vanished processes have left in it.
+#include "store/layout/db_config.h"
+#include "store/process/gate_state.h"
+
+namespace ostren::fenra::store {
+namespace {
+
+bool is_abandoned(const ArticledbGate* gate, int place) {
+  return place != gate->place && gate->file->occupied(place) &&
+         !directory_lock_is_taken(gate->lock, place);
+}
+
+}  // namespace
+
+int lock_gate(ArticledbGate* gate) {
+  return gate->place == -1 ? EINVAL : gate->file->lock(gate->lock, gate->place);
+}
+
+bool is_present(const ArticledbGate* gate) {
+  return gate->generation == gate->file->generation() && !gate->file->condemned();
+}
+
+int count_abandoned(const ArticledbGate* gate) {
+  int count = 0;
+  for (int place = 0; place < GateFile::PLACES; ++place) {
+    count += is_abandoned(gate, place) ? 1 : 0;
+  }
+  return count;
+}
+
+void clear_abandoned(const ArticledbGate* gate) {
+  for (int place = 0; place < GateFile::PLACES; ++place) {
+    if (is_abandoned(gate, place)) {
+      gate->file->set_occupied(place, false);
+    }
+  }
+}
+
+int open_environment(ArticledbDb* db) {
+  ArticledbGate* gate = db->gate;
+  const bool condemned = gate->file->condemned();
+  if (condemned) {
+    gate->file->set_configuration(db_config_fingerprint(gate->directory.get()));
+  }
+  bool opened = false;
+  const int ret = environment_open(
+      db, gate->directory.get(), condemned ? Recovery::YES : Recovery::NO, gate->regions, &opened);
+  if (ret != 0) {
+    return ret;
+  }
+  gate->generation = gate->file->generation();
+  gate->messages = environment_messages(db->env);
+  if (condemned) {
+    gate->file->absolve();
+    clear_abandoned(gate);
+    environment_remove_logs(db->env);
+  }
+  return 0;
+}
+
+int open_with_recovery(ArticledbDb* db) {
+  db->gate->file->condemn();
+  environment_discard(db);
+  g_array_set_size(db->gate->regions, 0);
+  int ret = environment_make(db);
+  if (ret == 0) {
+    environment_set_messages(db->env, db->gate->messages);
+    ret = open_environment(db);
+  }
+  return ret;
+}
+
+int renew_environment(ArticledbDb* db) {
+  ArticledbGate* gate = db->gate;
+  if (gate->generation != 0) {
+    gate->messages = environment_messages(db->env);
+    environment_abandon(db, gate->regions);
+    gate->generation = 0;
+    gate->cursors = 0;
+  }
+  int ret = environment_make(db);
+  if (ret == 0) {
+    environment_set_messages(db->env, gate->messages);
+    ret = open_environment(db);
+  }
+  if (ret == DB_RUNRECOVERY) {
+    ret = open_with_recovery(db);
+  }
+  if (ret != 0) {
+    environment_discard(db);
+    g_array_set_size(gate->regions, 0);
+  }
+  return ret;
+}
+
+int settle(ArticledbDb* db, Access access) {
+  WaitingArticles* const waiting = db->gate->waiting.get();
+  const int ret = access == Access::READ ? waiting->settle_for_reader(db) : waiting->settle(db);
+  if (ret == DB_RUNRECOVERY) {
+    db->gate->file->condemn();
+  }
+  return ret;
+}
+
+}  // namespace ostren::fenra::store
