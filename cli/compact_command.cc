@@ -65,8 +65,8 @@ using Fills = std::vector<Fill>;
 Fills measure_store(const std::string& path) {
   Store store = open_store(path);
   Fills fills;
-  for (const Database& database : kDatabases) {
-    fills.push_back(measure_fill(store.get()->*database.field));
+  for (const DatabaseSpec* database : CLOSING_ORDER) {
+    fills.push_back(measure_fill(store.get()->*database->field));
   }
   close_store(std::move(store));
   return fills;
@@ -77,14 +77,14 @@ void close_database(DB* database) { database->close(database, 0); }
 // Of a store that has no log. To open it would begin one.
 Fills measure_file(const std::string& path) {
   Fills fills;
-  for (const Database& database : kDatabases) {
+  for (const DatabaseSpec* database : CLOSING_ORDER) {
     DB* made = nullptr;
     if (db_create(&made, nullptr, 0) != 0) {
       throw std::bad_alloc();
     }
     const std::unique_ptr<DB, Releaser<close_database>> handle(made);
-    const int status = made->open(made, nullptr, (path + "/" + kDatabaseFile).c_str(),
-                                  database.name, DB_UNKNOWN, DB_RDONLY, 0);
+    const int status = made->open(made, nullptr, (path + "/" + DATABASE_FILE).c_str(),
+                                  database->name, DB_UNKNOWN, DB_RDONLY, 0);
     if (status != 0) {
       throw Failure("cannot read the new store: " + status_text(status));
     }
@@ -111,7 +111,7 @@ void print_fills(const Fills& before, const Fills& after) {
   Fill total_before;
   Fill total_after;
   for (size_t i = 0; i < before.size(); ++i) {
-    print_row(kDatabases[i].name, before[i], after[i]);
+    print_row(CLOSING_ORDER[i]->name, before[i], after[i]);
     total_before.add(before[i]);
     total_after.add(after[i]);
   }

@@ -10,22 +10,13 @@
 #include "cli/failure.h"
 #include "cli/handles.h"
 #include "cli/store.h"
+#include "store/layout/schema.h"
 
 namespace cli {
 
-struct Database {
-  const char* name;
-  DB* ArticledbDb::*field;
-  bool numeric;  // its items are ids in the order of their numbers
-};
-
-// In the order in which they are shown.
-inline constexpr Database kDatabases[] = {
-    {"urldb", &ArticledbDb::urldb, false},        {"urlidx", &ArticledbDb::urlidx, false},
-    {"datedb", &ArticledbDb::datedb, true},       {"sourcedb", &ArticledbDb::sourcedb, true},
-    {"txtdb", &ArticledbDb::txtdb, false},        {"formdb", &ArticledbDb::formdb, true},
-    {"trigramdb", &ArticledbDb::trigramdb, true}, {"lemmadb", &ArticledbDb::lemmadb, false},
-    {"iddb", &ArticledbDb::iddb, false}};
+using ostren::fenra::store::CLOSING_ORDER;
+using ostren::fenra::store::DatabaseSpec;
+using ostren::fenra::store::Duplicates;
 
 // Walks a whole database. Returns what `take` makes of its DB_HASH_STAT or DB_BTREE_STAT;
 // throws Failure.

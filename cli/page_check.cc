@@ -11,7 +11,8 @@
 namespace cli {
 namespace {
 
-// The duplicate order of ids. A damaged database can hold items of another size.
+// The order of ids, as the library has it for items of their size: a damaged database can hold
+// others.
 int compare_ids(DB*, const DBT* left, const DBT* right) {
   guint64 a = 0;
   guint64 b = 0;
@@ -38,7 +39,7 @@ void verify(const std::string& file, const char* database, bool numeric, u_int32
   if (db_create(&handle, nullptr, 0) != 0) {
     throw std::bad_alloc();
   }
-  const char* prefix = database == nullptr ? kDatabaseFile : database;
+  const char* prefix = database == nullptr ? DATABASE_FILE : database;
   message_target = &problems;
   handle->set_errcall(handle, take_message);
   handle->set_errpfx(handle, prefix);
@@ -56,12 +57,13 @@ void verify(const std::string& file, const char* database, bool numeric, u_int32
 }  // namespace
 
 void check_pages(const std::string& path, StatusLine& line, CheckResult& result) {
-  const std::string file = path + "/" + kDatabaseFile;
+  const std::string file = path + "/" + DATABASE_FILE;
   line.show([](int) { return std::string("pages"); });
   verify(file, nullptr, false, DB_NOORDERCHK, result.problems);
-  for (const Database& database : kDatabases) {
-    line.show([&](int) { return std::string("order of ") + database.name; });
-    verify(file, database.name, database.numeric, DB_ORDERCHKONLY, result.problems);
+  for (const DatabaseSpec* database : CLOSING_ORDER) {
+    line.show([&](int) { return std::string("order of ") + database->name; });
+    verify(file, database->name, database->duplicates == Duplicates::NUMERIC, DB_ORDERCHKONLY,
+           result.problems);
   }
 }
 

@@ -23,10 +23,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kJournalFile[] = "fenra.journal";
-
 // How often the journal is copied that begins anew meanwhile, and a block is read that is
 // being written.
+using ostren::fenra::store::JOURNAL_FILE;
+using ostren::fenra::store::log_number;
+
 constexpr int kMostCopies = 20;
 constexpr int kMostReads = 1000;
 
@@ -104,9 +105,9 @@ class Copier {
 
   void run() {
     open_logs();
-    const Descriptor database = open_source(kDatabaseFile);
+    const Descriptor database = open_source(DATABASE_FILE);
     total_ = database.size();
-    copy(database, kDatabaseFile);
+    copy(database, DATABASE_FILE);
     int tries = 0;
     std::string round;
     do {
@@ -143,7 +144,7 @@ class Copier {
   // The journal's file header and the header of its first record.
   std::string journal_round() const {
     std::string bytes(32, '\0');
-    const Descriptor journal(from_ + "/" + kJournalFile, O_RDONLY);
+    const Descriptor journal(from_ + "/" + JOURNAL_FILE, O_RDONLY);
     const ssize_t count =
         journal.get() == -1 ? 0 : pread(journal.get(), bytes.data(), bytes.size(), 0);
     bytes.resize(static_cast<size_t>(std::max(count, ssize_t{0})));
@@ -151,13 +152,13 @@ class Copier {
   }
 
   void copy_journal() {
-    const Descriptor journal(from_ + "/" + kJournalFile, O_RDONLY);
+    const Descriptor journal(from_ + "/" + JOURNAL_FILE, O_RDONLY);
     if (journal.get() != -1) {
-      copy(journal, kJournalFile);
+      copy(journal, JOURNAL_FILE);
     } else if (errno == ENOENT) {
-      unlink((to_ + "/" + kJournalFile).c_str());
+      unlink((to_ + "/" + JOURNAL_FILE).c_str());
     } else {
-      fail("read", from_ + "/" + kJournalFile);
+      fail("read", from_ + "/" + JOURNAL_FILE);
     }
   }
 
@@ -165,7 +166,7 @@ class Copier {
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(from_, error)) {
       const std::string name = entry.path().filename();
-      if (!is_log_file(name) || logs_.count(name) != 0) {
+      if (!is_log_name(name) || logs_.count(name) != 0) {
         continue;
       }
       Descriptor log(entry.path(), O_RDONLY);
@@ -187,7 +188,7 @@ class Copier {
   void require_whole_log() const {
     uint64_t before = 0;
     for (const auto& [name, log] : logs_) {
-      const uint64_t number = std::strtoull(name.c_str() + std::strlen("log."), nullptr, 10);
+      const uint64_t number = log_number(name);
       if (before != 0 && number != before + 1) {
         throw Failure("the log of '" + from_ + "' lacks the file after number " +
                       std::to_string(before) + "; try again when less is written to the store");

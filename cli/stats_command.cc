@@ -55,7 +55,7 @@ uint64_t log_bytes(const std::string& path) {
   uint64_t bytes = 0;
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
-    const uint64_t size = is_log_file(entry.path().filename()) ? entry.file_size(error) : 0;
+    const uint64_t size = is_log_name(entry.path().filename().string()) ? entry.file_size(error) : 0;
     bytes += error ? 0 : size;
   }
   return bytes;
@@ -101,11 +101,11 @@ void stats(const std::string& path) {
   print_line("");
   print_row("database", "entries", "bytes");
   Size total;
-  for (const Database& database : kDatabases) {
-    const Size size = measure_size(db.*database.field);
+  for (const DatabaseSpec* database : CLOSING_ORDER) {
+    const Size size = measure_size(db.*database->field);
     total.entries += size.entries;
     total.bytes += size.bytes;
-    print_row(database.name, std::to_string(size.entries), std::to_string(size.bytes));
+    print_row(database->name, std::to_string(size.entries), std::to_string(size.bytes));
   }
   print_row("total", std::to_string(total.entries), std::to_string(total.bytes));
 }

@@ -58,7 +58,7 @@ Store make_store(const std::string& path) {
   std::error_code error;
   if (fs::exists(path, error) && rmdir(path.c_str()) != 0) {
     const std::string reason = errno == ENOTEMPTY || errno == EEXIST
-                                   ? std::string("it has files, but no ") + kDatabaseFile
+                                   ? std::string("it has files, but no ") + DATABASE_FILE
                                    : std::string(std::strerror(errno));
     throw Failure("cannot make a store of '" + path + "': " + reason +
                   "; name a new or an empty directory");
@@ -72,14 +72,9 @@ Store make_store(const std::string& path) {
 
 }  // namespace
 
-bool is_log_file(const std::string& name) {
-  return name.size() == 14 && name.compare(0, 4, "log.") == 0 &&
-         std::all_of(name.begin() + 4, name.end(), [](char byte) { return g_ascii_isdigit(byte); });
-}
-
 bool has_database(const std::string& path) {
   std::error_code error;
-  return fs::is_regular_file(fs::path(path) / kDatabaseFile, error);
+  return fs::is_regular_file(fs::path(path) / DATABASE_FILE, error);
 }
 
 void require_store(const std::string& path) {
@@ -97,7 +92,7 @@ void require_store(const std::string& path) {
   if (!fs::is_directory(status)) {
     throw Failure("'" + path + "' is not a store: it is not a directory" + remedy);
   }
-  throw Failure("'" + path + "' is not a store: it has no file " + kDatabaseFile + remedy);
+  throw Failure("'" + path + "' is not a store: it has no file " + DATABASE_FILE + remedy);
 }
 
 // An instance does that.

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "cli/handles.h"
+#include "store/layout/store_files.h"
 
 namespace cli {
 
-// The file of a store's databases, and whether a file name is that of a log file.
-inline constexpr char kDatabaseFile[] = "fenra.index";
-bool is_log_file(const std::string& name);
+using ostren::fenra::store::DATABASE_FILE;
+using ostren::fenra::store::is_log_name;
 
 bool has_database(const std::string& path);
 

@@ -12,6 +12,7 @@
 #include "base/failed.h"
 #include "store/creation.h"
 #include "store/layout/database.h"
+#include "store/layout/schema.h"
 #include "store/memory.h"
 #include "store/process/environment.h"
 #include "store/process/gate.h"
@@ -82,17 +83,8 @@ int articledb_db_create_or_open(ArticledbDb* db, const char* path, int create) {
 
 // ---- closing ----
 
-struct CloseStep {
-  DB* ArticledbDb::*field;
-  int number;  // in messages
-};
-
-// In the order of closing.
-constexpr CloseStep CLOSE_STEPS[] = {
-    {&ArticledbDb::urldb, 204},     {&ArticledbDb::urlidx, 205},  {&ArticledbDb::datedb, 206},
-    {&ArticledbDb::sourcedb, 207},  {&ArticledbDb::txtdb, 208},   {&ArticledbDb::formdb, 209},
-    {&ArticledbDb::trigramdb, 210}, {&ArticledbDb::lemmadb, 211}, {&ArticledbDb::iddb, 212},
-};
+// In messages: of the first database to be closed, and of the environment.
+constexpr int FIRST_CLOSE_NUMBER = 204;
 constexpr int CLOSE_ENVIRONMENT_NUMBER = 214;
 
 // Takes the code of a close; returns it. Berkeley DB's closes end a handle
@@ -110,15 +102,15 @@ int handle_closed(Handle** field, int code, int number) {
 }
 
 int close_databases(ArticledbDb* db) {
-  for (const CloseStep& step : CLOSE_STEPS) {
-    DB** field = &(db->*step.field);
-    if (*field == nullptr) {
-      continue;
-    }
-    const int ret = handle_closed(field, (*field)->close(*field, 0), step.number);
+  int number = FIRST_CLOSE_NUMBER;
+  for (const DatabaseSpec* database : CLOSING_ORDER) {
+    DB** field = &(db->*database->field);
+    const int ret =
+        *field == nullptr ? 0 : handle_closed(field, (*field)->close(*field, 0), number);
     if (ret != 0) {
       return ret;
     }
+    ++number;
   }
   return 0;
 }

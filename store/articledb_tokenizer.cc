@@ -5,38 +5,26 @@
 #include <cstring>
 #include <memory>
 
+#include "base/handles.h"
 #include "store/articledb.h"
+#include "text/utf8.h"
+
+using namespace ostren::fenra;
+using ostren::fenra::text::is_valid_utf8;
+using ostren::fenra::text::valid_utf8_length;
 
 namespace {
 
-struct GFreer {
-  void operator()(void* p) const { g_free(p); }
-};
-
 // The text of an article, zero-terminated.
 struct PlainText {
-  std::unique_ptr<char, GFreer> bytes;
+  GMemory<char> bytes;
   int length = 0;
 };
 
-// The offset of the first byte that is not part of valid UTF-8, or `length`.
-// Unlike GLib's check this one takes zero bytes for characters.
-int valid_utf8_length(const char* text, int length) {
-  const char* const end = text + length;
-  const char* position = text;
-  while (!g_utf8_validate(position, end - position, &position)) {
-    if (*position != '\0') {
-      break;
-    }
-    ++position;
-  }
-  return static_cast<int>(position - text);
-}
-
 bool take_plain_text(const char* data, int length, PlainText* text) {
-  const int valid = valid_utf8_length(data, length);
-  if (valid != length) {
-    fprintf(stderr, "UTF-8 baliogabea %d. bytean: fitxategia ezin da indexatu.\n", valid);
+  const size_t valid = valid_utf8_length({data, static_cast<size_t>(length)});
+  if (valid != static_cast<size_t>(length)) {
+    fprintf(stderr, "UTF-8 baliogabea %zu. bytean: fitxategia ezin da indexatu.\n", valid);
     return false;
   }
   text->bytes.reset(static_cast<char*>(g_try_malloc0(static_cast<gsize>(length) + 1)));
@@ -55,7 +43,7 @@ bool convert_html(const char* data, int length, PlainText* text) {
   text->length = length;
   return text->bytes != nullptr &&
          articledb_html_to_txt(data, length, text->bytes.get(), &text->length) == 0 &&
-         valid_utf8_length(text->bytes.get(), text->length) == text->length;
+         is_valid_utf8(text->bytes.get(), text->length);
 }
 
 bool has_mime(const char* mime, const char* type) {

@@ -7,7 +7,11 @@
 
 namespace ostren::fenra::text {
 
-// Whether `text` is valid UTF-8. Zero bytes are characters like others.
+// The offset of the first byte that is not part of valid UTF-8, or the length. Zero bytes are
+// characters like others, unlike for GLib.
+size_t valid_utf8_length(std::string_view text);
+
+// Whether `text` is valid UTF-8.
 bool is_valid_utf8(std::string_view text);
 
 // Whether a pointer and a length handed in from outside make up valid UTF-8.

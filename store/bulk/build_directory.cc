@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/failed.h"
+#include "base/handles.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -47,13 +48,6 @@ void remove_files(int directory) {
   }
 }
 
-void sync_file(int directory, const char* name) {
-  const int fd = require_call(openat(directory, name, O_RDONLY | O_CLOEXEC));
-  const int ret = fsync(fd) == 0 ? 0 : errno;
-  close(fd);
-  require(ret);
-}
-
 // Gives an open file mode and owner of another one. Another owner only root can give.
 void adopt(int fd, const struct stat& attributes) {
   if (fchown(fd, attributes.st_uid, attributes.st_gid) != 0 && errno != EPERM) {
@@ -77,10 +71,9 @@ std::string absolute_path(const std::string& path) {
     stripped.pop_back();
   }
   const auto resolve = [](const std::string& name) {
-    char* const resolved = realpath(name.c_str(), nullptr);
+    const CMemory<char> resolved(realpath(name.c_str(), nullptr));
     const int code = errno;
-    std::string result = resolved == nullptr ? "" : resolved;
-    free(resolved);
+    std::string result = resolved == nullptr ? "" : resolved.get();
     errno = code;
     return result;
   };
@@ -103,63 +96,49 @@ std::string absolute_path(const std::string& path) {
 }
 
 void require_free(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd == -1) {
+  const Descriptor found(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!found) {
     require(errno == ENOENT ? 0 : errno == ENOTDIR ? EEXIST : errno);
     return;
   }
-  bool empty = false;
-  const int ret = status_of([&] { empty = names_in(fd).empty(); });
-  close(fd);
-  require(ret == 0 && !empty ? EEXIST : ret);
+  require(names_in(found.get()).empty() ? 0 : EEXIST);
 }
 
 BuildDirectory::BuildDirectory(const std::string& target)
     : target_(target), path_(target + BUILD_SUFFIX) {
-  try {
-    claim();
-  } catch (...) {
-    if (fd_ != -1) {
-      close(fd_);
-    }
-    throw;
-  }
+  claim();
 }
 
 // A lock tells a build at work from one that is left over.
 void BuildDirectory::claim() {
   do {
-    if (fd_ != -1) {
-      close(fd_);
-      fd_ = -1;
-    }
     if (mkdir(path_.c_str(), 0700) != 0 && errno != EEXIST) {
       throw Failed{errno};
     }
     open_own();
-    if (fd_ == -1) {
+    if (!own_) {
       continue;
     }
-    if (flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+    if (flock(own_.get(), LOCK_EX | LOCK_NB) != 0) {
       throw Failed{errno == EWOULDBLOCK ? EBUSY : errno};
     }
     // It may have been removed, or become a store, in between.
-  } while (fd_ == -1 || !is_same_directory(fd_, path_));
+  } while (!own_ || !is_same_directory(own_.get(), path_));
   // Of a compaction that was cut short it may have the store's mode.
-  require_call(fchmod(fd_, 0700));
-  remove_files(fd_);
+  require_call(fchmod(own_.get(), 0700));
+  remove_files(own_.get());
 }
 
-// Leaves fd_ at -1 when the directory is gone.
+// Leaves own_ at none when the directory is gone.
 void BuildDirectory::open_own() {
-  fd_ = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (fd_ == -1) {
+  own_ = Descriptor(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!own_) {
     require(errno == ENOENT ? 0 : errno == ENOTDIR || errno == ELOOP ? EPERM : errno);
     return;
   }
   struct stat status = {};
   struct stat target = {};
-  require_call(fstat(fd_, &status));
+  require_call(fstat(own_.get(), &status));
   const bool has_target = stat(target_.c_str(), &target) == 0;
   const mode_t others = status.st_mode & (S_IWGRP | S_IWOTH);
   require(status.st_uid != geteuid() || (others & ~(has_target ? target.st_mode : 0)) != 0 ? EPERM
@@ -168,10 +147,9 @@ void BuildDirectory::open_own() {
 
 BuildDirectory::~BuildDirectory() {
   if (!moved_) {
-    status_of([this] { remove_files(fd_); });
+    status_of([this] { remove_files(own_.get()); });
     rmdir(path_.c_str());
   }
-  close(fd_);
 }
 
 // Changes the name on the disk too, or not at all.
@@ -180,14 +158,14 @@ void BuildDirectory::move_to_target(unsigned flags) {
   if (renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), flags) != 0) {
     throw Failed{errno == ENOTEMPTY || errno == ENOTDIR ? EEXIST : errno};
   }
-  const int ret = status_of([this] { sync_parent(); });
+  const int ret = status_of([this] { sync_path(parent_of(target_)); });
   if (ret != 0) {
     // Nobody has got in: the same kind of lock keeps openings of the store apart.
     renameat2(AT_FDCWD, target_.c_str(), AT_FDCWD, path_.c_str(), flags);
     throw Failed{ret};
   }
   moved_ = true;
-  flock(fd_, LOCK_UN);
+  flock(own_.get(), LOCK_UN);
 }
 
 void BuildDirectory::become_target() { move_to_target(0); }
@@ -195,52 +173,37 @@ void BuildDirectory::become_target() { move_to_target(0); }
 void BuildDirectory::replace_target() {
   struct stat attributes = {};
   require_call(stat(target_.c_str(), &attributes));
-  adopt(fd_, attributes);
+  adopt(own_.get(), attributes);
   move_to_target(RENAME_EXCHANGE);
   // What is left is not the store any more, and a failure to remove it no failure: the
   // next build does it.
-  const int old = open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  if (old != -1) {
-    status_of([old] { remove_files(old); });
-    close(old);
+  const int removed =
+      status_of([this] { remove_files(open_to_read(path_, O_DIRECTORY | O_NOFOLLOW).get()); });
+  if (removed == 0) {
     rmdir(path_.c_str());
   }
 }
 
 void BuildDirectory::link_from_target(bool (*wanted)(const std::string& name)) const {
-  const int target = require_call(open(target_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const int ret = status_of([&] {
-    for (const std::string& name : names_in(target)) {
-      if (wanted(name)) {
-        require_call(linkat(target, name.c_str(), fd_, name.c_str(), 0));
-      }
+  const Descriptor target = open_to_read(target_, O_DIRECTORY);
+  for (const std::string& name : names_in(target.get())) {
+    if (wanted(name)) {
+      require_call(linkat(target.get(), name.c_str(), own_.get(), name.c_str(), 0));
     }
-  });
-  close(target);
-  require(ret);
+  }
 }
 
 void BuildDirectory::adopt_from_target(const std::string& name) const {
   struct stat attributes = {};
   require_call(lstat((target_ + "/" + name).c_str(), &attributes));
-  const int fd = require_call(openat(fd_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  const int ret = status_of([&] { adopt(fd, attributes); });
-  close(fd);
-  require(ret);
+  adopt(open_to_read(path_ + "/" + name, O_NOFOLLOW).get(), attributes);
 }
 
 void BuildDirectory::sync() const {
-  for (const std::string& name : names_in(fd_)) {
-    sync_file(fd_, name.c_str());
+  for (const std::string& name : names_in(own_.get())) {
+    sync_path(path_ + "/" + name);
   }
-  require_call(fsync(fd_));
-}
-
-void BuildDirectory::sync_parent() const {
-  const int fd = require_call(open(parent_of(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const int ret = fsync(fd) == 0 ? 0 : errno;
-  close(fd);
-  require(ret);
+  sync_file(own_.get());
 }
 
 }  // namespace ostren::fenra::store

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "base/file.h"
+
 namespace ostren::fenra::store {
 
 // What a build's directory is called: the store's and this.
@@ -52,11 +54,10 @@ class BuildDirectory {
   void open_own();
   void move_to_target(unsigned flags);
   void sync() const;
-  void sync_parent() const;
 
   const std::string target_;
   const std::string path_;
-  int fd_ = -1;
+  Descriptor own_;  // of the directory
   bool moved_ = false;
 };
 

@@ -149,14 +149,10 @@ void copy_database(const std::string& file, const DatabaseSpec& spec, StoreWrite
   });
 }
 
-bool has_prefix(const std::string& name, std::string_view prefix) {
-  return name.compare(0, prefix.size(), prefix) == 0;
-}
-
 // What is made anew, and what is of no value without it.
 bool is_kept(const std::string& name) {
-  return name != DATABASE_FILE && !has_prefix(name, "log.") && !has_prefix(name, "__db.") &&
-         name != "fenra.gate" && name != "fenra.room";
+  return name != DATABASE_FILE && !is_log_name(name) && !is_region_name(name) &&
+         name != GATE_FILE && name != ROOM_FILE;
 }
 
 }  // namespace

@@ -17,10 +17,6 @@ std::string_view without_order(std::string_view entry_key) {
   return entry_key.substr(BUCKET_ORDER_BYTES);
 }
 
-std::string_view bytes_of(const guint64& id) {
-  return {reinterpret_cast<const char*>(&id), sizeof id};
-}
-
 size_t count_numbers(std::string_view numbers) {
   return static_cast<size_t>(
       std::count_if(numbers.begin(), numbers.end(), [](char byte) { return (byte & 0x80) == 0; }));
@@ -54,7 +50,7 @@ class Filling {
     for_each(section::TRIGRAMS,
              [this](std::string_view key, std::string_view numbers) { put_ids(key, numbers); });
     writer_.begin(&ArticledbDb::iddb);
-    writer_.put({ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, bytes_of(last_id_));
+    writer_.put({ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, id_bytes(last_id_));
   }
 
  private:
@@ -88,7 +84,7 @@ class Filling {
     guint64 id = 0;
     for (VarintReader reader(numbers); !reader.at_end();) {
       id += reader.next();
-      writer_.put(key, bytes_of(id));
+      writer_.put(key, id_bytes(id));
     }
   }
 
@@ -112,7 +108,7 @@ class Filling {
       guint64 id = 0;
       for (VarintReader reader(numbers); !reader.at_end();) {
         id += reader.next();
-        writer_.put(url, bytes_of(id));
+        writer_.put(url, id_bytes(id));
         replaced_[newest] = true;
         newest = id;
       }

@@ -44,6 +44,10 @@ inline DBT ignored_item() {
   return item;
 }
 
+inline std::string_view id_bytes(const guint64& id) {
+  return {reinterpret_cast<const char*>(&id), sizeof id};
+}
+
 inline DBT id_item(const guint64* id) { return input_item(id, sizeof *id); }
 
 // Stores a pair whose data item is not an id; DB_KEYEXIST when it is there.

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <memory>
 
+#include "base/handles.h"
+
 namespace ostren::fenra::store {
 namespace {
 
@@ -24,13 +26,7 @@ constexpr guint64 MOST_CACHE_PARTS = 16;
 constexpr guint64 LEAST_LOG_BYTES = 10 << 20;
 constexpr guint64 MOST_LOG_BYTES = guint64{1} << 30;
 
-struct GStringsFreer {
-  void operator()(gchar** strings) const { g_strfreev(strings); }
-};
-struct GFreer {
-  void operator()(void* bytes) const { g_free(bytes); }
-};
-using Words = std::unique_ptr<gchar*, GStringsFreer>;
+using Words = std::unique_ptr<gchar*, Releaser<g_strfreev>>;
 
 int complain(gchar** complaint, gchar* text) {
   *complaint = text;
@@ -103,7 +99,7 @@ int parse_line(const gchar* line, guint number, DbConfig* config, gchar** compla
 
 // The file's bytes, which `complaint` says the reason against.
 int read_file(const char* directory, gchar** text, gsize* length, gchar** complaint) {
-  const std::unique_ptr<gchar, GFreer> name(g_build_filename(directory, DB_CONFIG_FILE, nullptr));
+  const GMemory<gchar> name(g_build_filename(directory, DB_CONFIG_FILE, nullptr));
   // What is no regular file could keep the opening waiting.
   const int fd = open(name.get(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd == -1) {

@@ -7,10 +7,11 @@
 
 #include <glib.h>
 
+#include "store/layout/store_files.h"
+
 namespace ostren::fenra::store {
 
 // On disk.
-constexpr char DB_CONFIG_FILE[] = "DB_CONFIG";
 constexpr char CACHE_SETTING[] = "set_cachesize";
 
 // The cache without a DB_CONFIG, and the limits of one with it, in bytes.

@@ -6,11 +6,9 @@
 #include <glib.h>
 
 #include "store/articledb.h"
+#include "store/layout/store_files.h"
 
 namespace ostren::fenra::store {
-
-// On disk: the file of the nine databases.
-constexpr char DATABASE_FILE[] = "fenra.index";
 
 // On disk. The library's default follows the file system's block; with small
 // pages the environment runs out of mutexes.
@@ -42,6 +40,11 @@ inline constexpr DatabaseSpec DATABASES[] = {
     {&ArticledbDb::trigramdb, "trigramdb", DB_BTREE, Duplicates::NUMERIC, 146},
     {&ArticledbDb::iddb, "iddb", DB_HASH, Duplicates::NONE, 153},
 };
+
+// In the order of closing them, in which they are shown too.
+inline constexpr const DatabaseSpec* CLOSING_ORDER[] = {
+    &DATABASES[0], &DATABASES[1], &DATABASES[2], &DATABASES[3], &DATABASES[4],
+    &DATABASES[6], &DATABASES[7], &DATABASES[5], &DATABASES[8]};
 
 // Configures a database's handle, before it is opened. Returns 0 or Berkeley DB's code.
 // *step goes up with every step that is tried.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/failed.h"
+#include "base/file.h"
 #include "store/layout/database.h"
 #include "store/layout/schema.h"
 #include "store/process/files_mark.h"
@@ -60,36 +61,28 @@ bool ends_in_order(const char* directory) {
 
 // Whether a page of the database file names a place in a log, as the first number that it
 // begins with. Those of a store that was built in bulk or compacted do not.
-bool names_log(const std::string& file) {
-  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-  if (fd == -1) {
-    return false;
-  }
+bool names_log(const std::string& path) {
+  const Descriptor file = open_to_read(path, O_NOFOLLOW);
   constexpr size_t BLOCK_BYTES = size_t{PAGE_BYTES} * 64;
   std::vector<char> block(BLOCK_BYTES);
-  bool found = false;
-  ssize_t count;
-  for (off_t at = 0; !found && (count = pread(fd, block.data(), BLOCK_BYTES, at)) > 0;
-       at += count) {
-    for (ssize_t page = 0; !found && page + ssize_t{PAGE_BYTES} <= count; page += PAGE_BYTES) {
+  guint64 at = 0;
+  size_t count = BLOCK_BYTES;
+  while (count == BLOCK_BYTES) {
+    count = read_whole(file.get(), block.data(), BLOCK_BYTES, at);
+    at += count;
+    for (size_t page = 0; page + PAGE_BYTES <= count; page += PAGE_BYTES) {
       guint32 log = 0;
-      memcpy(&log, &block[static_cast<size_t>(page)], sizeof log);
-      found = log != 0;
+      memcpy(&log, &block[page], sizeof log);
+      if (log != 0) {
+        return true;
+      }
     }
   }
-  close(fd);
-  return found;
+  return false;
 }
 
 bool follow_each_other(const std::vector<guint32>& numbers) {
   return numbers.empty() || numbers.back() - numbers.front() + 1 == numbers.size();
-}
-
-void sync_path(const std::string& path) {
-  const int fd = require_call(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  const int ret = fsync(fd) == 0 ? 0 : errno;
-  close(fd);
-  require(ret);
 }
 
 // The log is removed when the database file is on the disk without it: cut short, all of it

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "base/file.h"
 #include "store/layout/database.h"
 #include "store/layout/db_config.h"
 #include "store/layout/schema.h"
@@ -67,16 +68,14 @@ void reserve_log(DB_ENV* env) {
     return;
   }
   const std::vector<guint32> logs = log_numbers(directory);
-  const int fd =
-      logs.empty() ? -1 : open_own_file(directory, log_name(logs.back()).c_str(), O_RDWR, 0);
-  struct stat status = {};
-  if (fd == -1) {
+  if (logs.empty()) {
     return;
   }
-  if (fstat(fd, &status) == 0) {
-    fallocate(fd, 0, 0, status.st_size);
+  const Descriptor log(open_own_file(directory, log_name(logs.back()).c_str(), O_RDWR, 0));
+  struct stat status = {};
+  if (log && fstat(log.get(), &status) == 0) {
+    fallocate(log.get(), 0, 0, status.st_size);
   }
-  close(fd);
 }
 
 int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArray* regions,

@@ -3,18 +3,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
-#include "store/layout/schema.h"
+#include "store/layout/store_files.h"
 
 namespace ostren::fenra::store {
 namespace {
-
-// On disk: Berkeley DB's names of log files.
-constexpr char LOG_PREFIX[] = "log.";
-constexpr size_t LOG_DIGITS = 10;
 
 FileMark mark_of(const std::string& file) {
   struct stat status = {};
@@ -27,11 +20,6 @@ FileMark mark_of(const std::string& file) {
 
 }  // namespace
 
-bool is_log_name(const char* name) {
-  return g_str_has_prefix(name, LOG_PREFIX) && strlen(name + strlen(LOG_PREFIX)) == LOG_DIGITS &&
-         strspn(name + strlen(LOG_PREFIX), "0123456789") == LOG_DIGITS;
-}
-
 std::vector<guint32> log_numbers(const std::string& directory) {
   std::vector<guint32> numbers;
   GDir* entries = g_dir_open(directory.c_str(), 0, nullptr);
@@ -40,18 +28,12 @@ std::vector<guint32> log_numbers(const std::string& directory) {
   }
   while (const char* name = g_dir_read_name(entries)) {
     if (is_log_name(name)) {
-      numbers.push_back(static_cast<guint32>(strtoul(name + strlen(LOG_PREFIX), nullptr, 10)));
+      numbers.push_back(log_number(name));
     }
   }
   g_dir_close(entries);
   std::sort(numbers.begin(), numbers.end());
   return numbers;
-}
-
-std::string log_name(guint32 number) {
-  char name[sizeof LOG_PREFIX + LOG_DIGITS];
-  snprintf(name, sizeof name, "%s%010u", LOG_PREFIX, number);
-  return name;
 }
 
 FilesMark read_files_mark(const std::string& directory) {

@@ -36,12 +36,8 @@ struct FilesMark {
 
 FilesMark read_files_mark(const std::string& directory);
 
-// Whether a file of a store directory is a log file, by its name.
-bool is_log_name(const char* name);
-
 // The numbers of the log files of a directory, ascending.
 std::vector<guint32> log_numbers(const std::string& directory);
-std::string log_name(guint32 number);
 
 }  // namespace ostren::fenra::store
 

@@ -15,13 +15,15 @@
 #include <ctime>
 #include <new>
 
+#include "base/failed.h"
+#include "base/file.h"
+#include "store/layout/store_files.h"
 #include "store/process/files_mark.h"
 #include "store/process/ownership.h"
 
 namespace ostren::fenra::store {
 namespace {
 
-constexpr char FILE_NAME[] = "fenra.gate";                            // on disk
 constexpr char MAGIC[8] = {'f', 'e', 'n', 'r', 'a', 'g', 't', '\0'};  // on disk
 constexpr guint32 VERSION = 4;                                        // on disk
 constexpr size_t FILE_BYTES = 4096;                                   // on disk
@@ -36,24 +38,8 @@ constexpr timespec WAIT = {0, 20000000};
 // The gate that the thread has entered last and not left.
 thread_local const GateFile* innermost = nullptr;
 
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ != -1) {
-      close(fd_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  operator int() const { return fd_; }
-
- private:
-  const int fd_;
-};
-
 int open_file(const char* directory, int flags) {
-  return open_own_file(directory, FILE_NAME, flags, 0600);
+  return open_own_file(directory, GATE_FILE, flags, 0600);
 }
 
 // The kernel's name of the run since the machine was started, or zero bytes. A
@@ -61,14 +47,9 @@ int open_file(const char* directory, int flags) {
 void read_boot_id(char* id) {
   memset(id, 0, BOOT_ID_BYTES);
   const Descriptor file(::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
-  if (file == -1 || read(file, id, BOOT_ID_BYTES - 1) <= 0) {
+  if (!file || read(file.get(), id, BOOT_ID_BYTES - 1) <= 0) {
     memset(id, 0, BOOT_ID_BYTES);
   }
-}
-
-int write_whole(int fd, const void* bytes) {
-  const ssize_t written = pwrite(fd, bytes, FILE_BYTES, 0);
-  return written == static_cast<ssize_t>(FILE_BYTES) ? 0 : written == -1 ? errno : ENOSPC;
 }
 
 }  // namespace
@@ -115,9 +96,9 @@ int GateFile::map(const char* directory, int fd, std::unique_ptr<GateFile>* file
 
 // False for what is not a gate file of this version.
 bool GateFile::read(const char* directory, Layout* layout) {
-  const Descriptor fd(open_file(directory, O_RDONLY));
-  return fd != -1 &&
-         pread(fd, static_cast<void*>(layout), sizeof *layout, 0) ==
+  const Descriptor found(open_file(directory, O_RDONLY));
+  return found &&
+         pread(found.get(), static_cast<void*>(layout), sizeof *layout, 0) ==
              static_cast<ssize_t>(sizeof *layout) &&
          layout->readable();
 }
@@ -128,23 +109,26 @@ int GateFile::open(const char* directory, bool first, guint32 configuration,
   static_assert(std::atomic<guint64>::is_always_lock_free, "processes share the number");
   // Who is not the first must not make a file: it would be another one than that of
   // the others.
-  const Descriptor fd(open_file(directory, first ? O_RDWR | O_CREAT : O_RDWR));
-  if (fd == -1) {
+  const Descriptor opened(open_file(directory, first ? O_RDWR | O_CREAT : O_RDWR));
+  if (!opened) {
     return errno;
   }
   alignas(Layout) char bytes[FILE_BYTES] = {};
-  const ssize_t length = pread(fd, bytes, sizeof bytes, 0);
+  const ssize_t length = pread(opened.get(), bytes, sizeof bytes, 0);
   const auto& found = *reinterpret_cast<const Layout*>(bytes);
   const bool readable = length == static_cast<ssize_t>(sizeof bytes) && found.readable();
   if (!first) {
-    return readable ? map(directory, fd, file) : EPROTO;
+    return readable ? map(directory, opened.get(), file) : EPROTO;
   }
   // Written out rather than only extended: a full disk must show here and not as a
   // signal at the first touch.
   const char nothing[FILE_BYTES] = {};
-  int ret = length == static_cast<ssize_t>(sizeof bytes) ? 0 : write_whole(fd, nothing);
+  int ret = 0;
+  if (length != static_cast<ssize_t>(sizeof bytes)) {
+    ret = status_of([&] { write_whole(opened.get(), nothing, sizeof nothing, 0); });
+  }
   if (ret == 0) {
-    ret = map(directory, fd, file);
+    ret = map(directory, opened.get(), file);
   }
   if (ret == 0) {
     (*file)->initialise(readable ? found : *reinterpret_cast<const Layout*>(nothing),

@@ -8,8 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "store/layout/db_config.h"
-#include "store/process/files_mark.h"
+#include "store/layout/store_files.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -17,14 +16,14 @@ namespace {
 bool is_trusted(uid_t user) { return user == geteuid() || user == 0; }
 
 bool is_opened(const char* name) {
-  return g_str_has_prefix(name, "fenra.") || g_str_has_prefix(name, "__db.") || is_log_name(name) ||
+  return has_prefix(name, "fenra.") || is_region_name(name) || is_log_name(name) ||
          strcmp(name, DB_CONFIG_FILE) == 0;
 }
 
 // Those that are written in place. Others may be linked: compaction does it with files that
 // stay, users do it for a copy.
 bool has_one_name(const char* name) {
-  return strcmp(name, "fenra.gate") == 0 || strcmp(name, "fenra.journal") == 0;
+  return strcmp(name, GATE_FILE) == 0 || strcmp(name, JOURNAL_FILE) == 0;
 }
 
 gchar* complaint_about_directory(const struct stat& status) {

@@ -13,6 +13,7 @@
 
 #include "store/layout/db_config.h"
 #include "store/layout/schema.h"
+#include "store/layout/store_files.h"
 #include "store/process/ownership.h"
 
 namespace ostren::fenra::store {
@@ -56,7 +57,7 @@ void visit_regions(const char* directory, Visit visit) {
     const char* name = g_str_has_prefix(path, prefix) ? path + strlen(prefix) : "";
     unsigned long start = 0;
     unsigned long end = 0;
-    if (g_str_has_prefix(name, "__db.") && sscanf(line, "%lx-%lx", &start, &end) == 2) {
+    if (is_region_name(name) && sscanf(line, "%lx-%lx", &start, &end) == 2) {
       visit(RegionMapping{reinterpret_cast<void*>(start), end - start}, name);
     }
   }
@@ -127,7 +128,7 @@ int visit_files(const char* directory, Visit visit) {
   }
   int ret = 0;
   while (const char* entry = g_dir_read_name(entries)) {
-    if (g_str_has_prefix(entry, "__db.")) {
+    if (is_region_name(entry)) {
       gchar* path = g_build_filename(directory, entry, nullptr);
       const int code = visit(path);
       ret = code != 0 ? code : ret;
@@ -141,7 +142,7 @@ int visit_files(const char* directory, Visit visit) {
 // Whether the disk has room: Berkeley DB touches the memory of the regions while it makes
 // them, before anything can be reserved.
 int look_for_room(const char* directory, off_t room) {
-  gchar* name = g_build_filename(directory, "fenra.room", nullptr);
+  gchar* name = g_build_filename(directory, ROOM_FILE, nullptr);
   int fd = -1;
   // One that is there is of a recovery that was killed.
   if (unlink(name) == 0 || errno == ENOENT) {

@@ -75,7 +75,7 @@ bool passes(int code) {
 
 void Journal::open_file(bool create) {
   if (file_ == nullptr) {
-    require(JournalFile::open(directory_, create, &file_));
+    file_ = JournalFile::open(directory_, create);
   }
 }
 
@@ -208,7 +208,7 @@ int Journal::append(ArticledbDb* db, std::string* record, guint64 growth, guint6
     admit(db, growth, &last_id);
     open_file(true);
     make_way(db, record->size());
-    require(file_->write(state_.end, last_id + 1, record));
+    file_->write(state_.end, last_id + 1, record);
     state_.end += record->size();
     state_.growth += growth;
     state_.last_id = *id = last_id + 1;
@@ -218,7 +218,7 @@ int Journal::append(ArticledbDb* db, std::string* record, guint64 growth, guint6
 int Journal::remove() {
   file_.reset();
   state_ = {};
-  return JournalFile::remove(directory_);
+  return status_of([this] { JournalFile::remove(directory_); });
 }
 
 }  // namespace ostren::fenra::store

@@ -12,13 +12,17 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "base/file.h"
 
 namespace ostren::fenra::store {
 
 // On disk: the size of what precedes a record's payload.
 constexpr guint32 JOURNAL_RECORD_HEADER_BYTES = 16;
 
+// Throws Failed with the system's code, and std::bad_alloc.
 class JournalFile {
  public:
   static constexpr guint64 BEGIN = 16;                     // on disk: offset of the first record
@@ -31,36 +35,31 @@ class JournalFile {
   };
 
   // Opens the file of a directory, and makes it where there is none if `create` says so;
-  // otherwise *file is then null. Returns 0; EPROTO for what is not a journal of this
-  // version; or the code of a system call.
-  static int open(const char* directory, bool create, std::unique_ptr<JournalFile>* file);
-  ~JournalFile();
-  JournalFile(const JournalFile&) = delete;
-  JournalFile& operator=(const JournalFile&) = delete;
+  // otherwise gives null. EPROTO for what is not a journal of this version.
+  static std::unique_ptr<JournalFile> open(const char* directory, bool create);
 
   // Removes the file of a directory, if there is one.
-  static int remove(const char* directory);
+  static void remove(const char* directory);
 
   // Writes a record to the offset, where it ends at MOST_BYTES at the latest, and waits
   // for the disk. `record` is its payload behind JOURNAL_RECORD_HEADER_BYTES, which are
-  // filled in. Returns 0 or the code of a system call; the record may then be there in
-  // part, or be found whole at some time.
-  int write(guint64 offset, guint64 id, std::string* record);
+  // filled in. After a failure the record may be there in part, or be found whole at some
+  // time.
+  void write(guint64 offset, guint64 id, std::string* record);
 
   // Reads from the offset on, where a record begins, as many records as follow one another
-  // up to the offset `end`, which may lie behind the file. They point into *bytes. Throws
-  // Failed and std::bad_alloc.
+  // up to the offset `end`, which may lie behind the file. They point into *bytes.
   std::vector<Record> read(guint64 offset, guint64 end, std::string* bytes) const;
 
  private:
-  JournalFile(int fd, guint64 salt) : fd_(fd), salt_(salt) {}
-  static int write_header(int fd, guint64* salt);
-  static int read_header(int fd, guint64* salt);
-  int make_room(guint64 end) const;
+  JournalFile(Descriptor file, guint64 salt) : file_(std::move(file)), salt_(salt) {}
+  static guint64 write_header(int fd);
+  static guint64 read_header(int fd);
+  void make_room(guint64 end) const;
   guint32 checksum(const char* record, size_t length) const;
   bool is_record(const char* bytes, size_t available) const;
 
-  const int fd_;
+  const Descriptor file_;
   const guint64 salt_;
 };
 

@@ -126,10 +126,6 @@ struct NewestArticle : KeyedArticle {
   std::vector<guint64> replaced;  // all others of the URL
 };
 
-std::string_view bytes_of(const guint64& id) {
-  return {reinterpret_cast<const char*>(&id), sizeof id};
-}
-
 class Writing {
  public:
   Writing(ArticledbDb* db, const Articles& articles, const std::function<void()>& before_removal)
@@ -146,7 +142,7 @@ class Writing {
     write_urls();
     write_records();
     const guint64 last_id = articles_.back().id;
-    put(nullptr, &ArticledbDb::iddb, {ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, bytes_of(last_id));
+    put(nullptr, &ArticledbDb::iddb, {ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, id_bytes(last_id));
   }
 
  private:
@@ -223,8 +219,8 @@ class Writing {
       const std::string_view date(reinterpret_cast<const char*>(&article.records.date),
                                   sizeof article.records.date);
       put(txn, &ArticledbDb::sourcedb, StoredKey(article.records.source).bytes(),
-          bytes_of(article.id), DB_OVERWRITE_DUP);
-      put(txn, &ArticledbDb::datedb, date, bytes_of(article.id), DB_OVERWRITE_DUP);
+          id_bytes(article.id), DB_OVERWRITE_DUP);
+      put(txn, &ArticledbDb::datedb, date, id_bytes(article.id), DB_OVERWRITE_DUP);
     });
   }
 
@@ -243,12 +239,12 @@ class Writing {
     });
     in_groups(urls, [&](DB_TXN* txn, const KeyedArticle& url) {
       put(txn, &ArticledbDb::urlidx, StoredKey(url.article->records.url).bytes(),
-          bytes_of(url.article->id), DB_OVERWRITE_DUP);
+          id_bytes(url.article->id), DB_OVERWRITE_DUP);
     });
     for (auto url = urls.begin(); url != urls.end(); ++url) {
       const JournalArticle& article = *url->article;
       if (url + 1 == urls.end() || url[1].article->records.url != article.records.url) {
-        newest_.push_back({{hash_order(bytes_of(article.id)), &article}, others_of(article)});
+        newest_.push_back({{hash_order(id_bytes(article.id)), &article}, others_of(article)});
       }
     }
   }
