@@ -126,45 +126,4 @@ TEST(BinaryFile, SavingFailsQuietly) {
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
 
-TEST(Cells, OperationsTouchOnlyTheirBits) {
-  Edge edge = cell(15, 7, 3, 'l', 'u');
-  EDGE_SET_NEXT(&edge, (1 << 26) - 1);
-  EXPECT_EQ(0xffffffcfU, edge.bits);
-  node_init(&edge);
-  EXPECT_EQ(0xffffffc1U, edge.bits);
-  edge = cell(15, 7, 3, 'l', 'u');
-  edge_init(&edge);
-  EXPECT_EQ(NodeIndex{EDGE_IS_EDGE | 7 << 6}, edge.bits);
-  EXPECT_EQ(0, edge.edge_count);
-  EXPECT_EQ('l', get_lower(&edge));
-  EXPECT_EQ('u', get_upper(&edge));
-  EXPECT_EQ(0U, NODE_GET_SELF(nullptr));
-  for (int symbol : {-1, 0, 1, 2, 3, 256}) {
-    EXPECT_EQ(symbol >= 0 && symbol <= 2 ? 1 : 0, is_special_symbol(symbol));
-  }
-  EXPECT_STREQ("@_IDENTITY_SYMBOL_@", special_symbol_to_string(IDENTITY_SYMBOL));
-  lk_fst_free(nullptr);
-}
-
-TEST(Dump, ListsArcsAndFinalCells) {
-  const Fst fst = make_fst({cell(11, 1, 1, 'a', 'A'), cell(7, 2, 1, 's', 0), cell(9, 0, 0, 0, 0),
-                            cell(2, 99, 0, 'x', 'x')},
-                           3, 2, 0);
-  const auto self = [&](int i) {
-    return std::to_string(static_cast<int>(NODE_GET_SELF(&fst->data[i])));
-  };
-  EXPECT_EQ(&fst->data[2], lk_fst_next_node(fst.get(), &fst->data[1]));
-  const auto dump = [&] {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(0, lk_fst_debug_write(fst.get()));
-    return testing::internal::GetCapturedStdout();
-  };
-  const std::string arcs = self(0) + " " + self(1) + " A a\n" + self(1) + " " + self(2) + " ";
-  EXPECT_EQ(arcs + '\0' + " s\n# end edges\n0\n", dump());
-  fst->edge_count = 1000;  // damaged: more than there are, and an arc that leads nowhere
-  EXPECT_EQ(arcs + '\0' + " s\n" + self(2) + " " + self(0) + " " + '\0' + " " + '\0' +
-                "\n# end edges\n0\n2\n",
-            dump());
-}
-
 }  // namespace

@@ -9,11 +9,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <utility>
 
-#include "fst/ostrenfst.h"
+#include "tests/fst/fst_test_util.h"
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/exit_trap.h"
 #include "tests/fuzz/guarded.h"
@@ -21,11 +20,6 @@
 namespace {
 
 enum : uint8_t { kWholeFile = 1, kSortedLower = 2, kSortedUpper = 4, kSave = 8 };
-
-struct FstFree {
-  void operator()(LkFst* fst) const { lk_fst_free(fst); }
-};
-using Fst = std::unique_ptr<LkFst, FstFree>;
 
 // A file in memory, used again and again.
 class MemoryFile {
@@ -56,10 +50,6 @@ std::string with_header(uint8_t flags, const uint8_t* data, size_t size) {
       static_cast<NodeIndex>(cells), counts[0], sizeof(Node), counts[1], sizeof(Edge), sorted};
   std::string image(reinterpret_cast<const char*>(&header), sizeof header);
   return image.append(data + (size - cells), data + size);
-}
-
-std::string image(const Fst& fst) {
-  return std::string(reinterpret_cast<const char*>(fst.get()), sizeof(LkFst) + fst->data_size);
 }
 
 // The expansions that the running search has left. Later ones push nothing, so

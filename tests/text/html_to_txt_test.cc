@@ -2,14 +2,11 @@
 
 #include <optional>
 
-#include "tests/text/reference.h"
 #include "tests/text/support.h"
-#include "text/utf8.h"
 
 namespace {
 
 using Text = std::optional<std::string>;
-using text_reference::iconv_wide_char;
 const std::string kNul(1, '\0');
 
 // Nothing when the conversion fails. Nothing may be written behind a text, or at
@@ -118,22 +115,6 @@ TEST(HtmlToTxt, TakesHostilePagesOnASmallStack) {
     }
     pcre_seam::interpreter_only = false;
   });
-}
-
-TEST(EncodeWideChar, WritesWhatIconvDoes) {
-  const auto check = [](uint32_t code, int space) {
-    char bytes[8];
-    const int size = ostren::fenra::text::encode_wide_char(code, bytes, space);
-    const std::optional<std::string> expected = iconv_wide_char(code, static_cast<size_t>(space));
-    ASSERT_EQ(size, expected ? static_cast<int>(expected->size()) : -1) << code;
-    ASSERT_EQ(std::string(bytes, size < 0 ? 0 : size), expected.value_or("")) << code;
-  };
-  for (uint32_t code = 0; code < 0x110400; ++code) {
-    check(code, 4);
-  }
-  for (int i = 0; i < 32 * 5 * 6; ++i) {  // around every power of two, in every space
-    check((1u << i % 32) + static_cast<uint32_t>(i / 32 % 5) - 2, i / 32 / 5 + 1);
-  }
 }
 
 }  // namespace

@@ -6,12 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "fst/ostrenfst.h"
+#include "tests/fst/fst_test_util.h"
 #include "tools/lexicon_compiler/att_text.h"
 #include "tools/lexicon_compiler/build_error.h"
 #include "tools/lexicon_compiler/transducer.h"
@@ -20,10 +19,7 @@ namespace fenra_test {
 
 using Results = std::vector<std::string>;
 
-struct FstFree {
-  void operator()(LkFst* fst) const { lk_fst_free(fst); }
-};
-using FstPtr = std::unique_ptr<LkFst, FstFree>;
+using FstPtr = Fst;
 
 inline FstPtr Load(const lexicon_compiler::Transducer& transducer) {
   return FstPtr(lk_fst_new_from_att_string(lexicon_compiler::AttText(transducer).c_str()));
