@@ -225,35 +225,5 @@ TEST_F(Skipping, FindsWhatACursorStandsOn) {
   EXPECT_EQ(fenra_test::drain(stream.get()), (Script{10, 1024}));
 }
 
-// Ids that are stored behind the place are found as they are without passing over any.
-TEST_F(Skipping, GoesOnWhileItsWordsAreWritten) {
-  for (const guint64 step : {1, 7, 400}) {
-    const std::string dense = "dense" + std::to_string(step);
-    const std::string sparse = "sparse" + std::to_string(step);
-    Script all(5000);
-    std::iota(all.begin(), all.end(), 1);
-    post(dense, all);
-    for (guint64 id = step; id <= all.size(); id += step) {
-      post(sparse, {id});
-    }
-    const GeneratorPtr stream(articledb_guint64_cutter_new(ask(kForm, dense), ask(kForm, sparse)));
-    guint64 next = (all.size() / step + 1) * step;
-    guint64 expected = step;
-    for (guint64 id; (id = pull(stream.get())) != 0; expected += step) {
-      ASSERT_EQ(id, expected);
-      if (next < 8000) {
-        // Below the place, which is not gone back to, and behind the end.
-        post(sparse, {id / 2 + 1, next});
-        post(dense, {next});
-        next += step;
-      }
-      if (expected > all.size()) {
-        break;
-      }
-    }
-    EXPECT_GT(expected, all.size());
-  }
-}
-
 }  // namespace
 }  // namespace fenra_test
