@@ -1,8 +1,4 @@
 // What a store is after its files have been copied, and put back.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <filesystem>
 
 #include "store_fixture.h"
@@ -38,23 +34,10 @@ class CopyTest : public StoreTest {
 
   // Opens the store with so many articles, goes on with it, also after a death, and closes it.
   void use(size_t articles) {
-    db = articledb_db_new();
-    ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
-    begin();
+    open();
     EXPECT_THAT(formIds("etxe"), SizeIs(articles));
     ASSERT_NO_FATAL_FAILURE(fill(articles + 30));
-    const pid_t neighbour = fork();
-    if (neighbour == 0) {
-      db = articledb_db_new();
-      articledb_db_open(db, path.c_str());
-      db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); };
-      begin();
-      articledb_transaction_put_form(t, "hila", 4, 1);
-      _exit(0);
-    }
-    int status = 0;
-    EXPECT_EQ(waitpid(neighbour, &status, 0), neighbour);
-    EXPECT_TRUE(WIFSIGNALED(status));
+    neighbourDies();
     EXPECT_THAT(formIds("etxe"), SizeIs(articles + 30));
     for (const char* form : {"h0", "h104729", "hila"}) {
       formIds(form);
@@ -65,14 +48,6 @@ class CopyTest : public StoreTest {
     EXPECT_THAT(formIds("etxe"), SizeIs(articles + 30));
     close();
     verify();
-  }
-
-  size_t logs() const {
-    size_t count = 0;
-    for (const auto& entry : fs::directory_iterator(path)) {
-      count += entry.path().filename().string().rfind("log.", 0) == 0 ? 1 : 0;
-    }
-    return count;
   }
 };
 

@@ -206,10 +206,9 @@ TEST_F(CursorTest, IdResolutionTellsTheLengthItNeeds) {
 
 // What is kept of URL records never outlives a change, whichever handle makes it.
 TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
-  ArticledbDb* other = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(other, path.c_str()), 0);
+  const Handle other = another();
   ArticledbTransaction* theirs = articledb_transaction_new();
-  ASSERT_EQ(articledb_transaction_begin(theirs, other), 0);
+  ASSERT_EQ(articledb_transaction_begin(theirs, other.get()), 0);
   const auto resolve = [this](guint64 id) {
     char buffer[8];
     guint32 size = sizeof buffer;
@@ -235,7 +234,6 @@ TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
     EXPECT_EQ(resolve(id + PLACES), "b|next");
   }
   EXPECT_EQ(articledb_transaction_abort(theirs), 0);
-  EXPECT_EQ(articledb_db_close(other), 0);
 }
 
 TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {

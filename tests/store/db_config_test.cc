@@ -1,11 +1,7 @@
 // The file DB_CONFIG of a store directory.
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
 
 #include "store_fixture.h"
 
@@ -15,9 +11,7 @@ using ::testing::HasSubstr;
 
 class DbConfigTest : public StoreTest {
  protected:
-  void configure(const std::string& text) const {
-    std::ofstream(path + "/DB_CONFIG", std::ios::binary) << text;
-  }
+  void configure(const std::string& text) const { directory.write("store/DB_CONFIG", text); }
 
   void configureMebibytes(guint64 size) const {
     configure("set_cachesize 0 " + std::to_string(size << 20) + " 1\n");
@@ -29,23 +23,6 @@ class DbConfigTest : public StoreTest {
     int parts = 0;
     EXPECT_EQ(store->env->get_cachesize(store->env, &gigabytes, &bytes, &parts), 0);
     return (guint64{gigabytes} << 30) + bytes;
-  }
-
-  // Runs `work` on the store in a process of its own, which it kills.
-  template <typename Work>
-  void expectKilled(Work work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      db = articledb_db_new();
-      if (articledb_db_open(db, path.c_str()) == 0) {
-        begin();
-        work();
-      }
-      _exit(1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status));
   }
 
   guint64 mebibytes() const { return cacheOf(db) >> 20; }
@@ -79,22 +56,18 @@ TEST_F(DbConfigTest, WhatAStoreCannotBeUsedWithIsRefused) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.complaint);
     configure(c.text);
-    ArticledbDb* handle = articledb_db_new();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(articledb_db_open(handle, path.c_str()), EINVAL);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(c.complaint));
-    EXPECT_EQ(articledb_db_close(handle), 0);
+    std::string complaint;
+    EXPECT_EQ(openAndClose(&complaint), EINVAL);
+    EXPECT_THAT(complaint, HasSubstr(c.complaint));
   }
   // What is no file must not be waited for.
   const std::string name = path + "/DB_CONFIG";
   for (const int kind : {S_IFIFO, S_IFDIR}) {
     std::filesystem::remove(name);
     ASSERT_EQ(kind == S_IFIFO ? mkfifo(name.c_str(), 0600) : mkdir(name.c_str(), 0700), 0);
-    ArticledbDb* handle = articledb_db_new();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(articledb_db_open(handle, path.c_str()), kind == S_IFIFO ? EPERM : EINVAL);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("no regular file"));
-    EXPECT_EQ(articledb_db_close(handle), 0);
+    std::string complaint;
+    EXPECT_EQ(openAndClose(&complaint), kind == S_IFIFO ? EPERM : EINVAL);
+    EXPECT_THAT(complaint, HasSubstr("no regular file"));
   }
   std::filesystem::remove(name);
   configure("# none\r\n\n \t\nset_lg_max 20971520\nset_cachesize\t0 1048576  2 \r\n");
@@ -106,15 +79,12 @@ TEST_F(DbConfigTest, WhatAStoreCannotBeUsedWithIsRefused) {
 TEST_F(DbConfigTest, AChangeTakesEffectWhenEverybodyHasClosed) {
   EXPECT_EQ(mebibytes(), 12U);
   configure("set_cachesize 0 67108864 1\n");
-  ArticledbDb* neighbour = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(neighbour, path.c_str()), 0);
+  Handle neighbour = another();
   ASSERT_EQ(index("u1", {"etxe"}), 0);
-  EXPECT_EQ(cacheOf(neighbour) >> 20, 12U);
+  EXPECT_EQ(cacheOf(neighbour.get()) >> 20, 12U);
   close();
-  EXPECT_EQ(articledb_db_close(neighbour), 0);
-  db = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
-  begin();
+  neighbour.reset();
+  open();
   EXPECT_EQ(mebibytes(), 80U);
   EXPECT_EQ(formIds("etxe"), Ids{1});
   // Opened again without a change, the regions stay.
@@ -135,11 +105,7 @@ TEST_F(DbConfigTest, RecoveryMakesTheCacheAnew) {
   for (const guint64 size : {64, 32}) {
     configureMebibytes(size);
     const std::string url = "u" + std::to_string(size);
-    expectKilled([&] {
-      if (index(url, {url}) == 0) {
-        raise(SIGKILL);
-      }
-    });
+    EXPECT_TRUE(getsToTheEnd([&] { EXPECT_EQ(index(url, {url}), 0); }));
   }
   reopen();
   EXPECT_EQ(mebibytes(), 40U);
@@ -147,10 +113,7 @@ TEST_F(DbConfigTest, RecoveryMakesTheCacheAnew) {
   EXPECT_EQ(formIds("u32"), Ids{2});
   // Recovered with other settings while the store is in use, which are then taken back.
   configureMebibytes(64);
-  expectKilled([&] {
-    db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); };
-    index("never", {"never", AT_ONCE});
-  });
+  neighbourDies();
   EXPECT_EQ(index("u4", {"zuria"}), 0);
   EXPECT_EQ(mebibytes(), 80U);
   configureMebibytes(32);

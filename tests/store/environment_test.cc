@@ -10,42 +10,6 @@ using ::testing::IsEmpty;
 
 class EnvironmentTest : public StoreTest {};
 
-TEST_F(EnvironmentTest, NewStoreIsEmptyAndSizedAndSurvivesReopening) {
-  EXPECT_EQ(maxId(), 0U);
-  guint32 gigabytes;
-  guint32 bytes;
-  int regions;
-  guint32 locks;
-  guint32 objects;
-  guint32 log_buffer;
-  db->env->get_cachesize(db->env, &gigabytes, &bytes, &regions);
-  db->env->get_lk_max_locks(db->env, &locks);
-  db->env->get_lk_max_objects(db->env, &objects);
-  db->env->get_lg_bsize(db->env, &log_buffer);
-  EXPECT_GE(bytes, 10485760U);
-  EXPECT_EQ(locks, 20000U);
-  EXPECT_EQ(objects, 20000U);
-  EXPECT_EQ(log_buffer, 2097152U);
-  for (Whole function : {articledb_db_get_urls, articledb_db_get_forms, articledb_db_get_trigrams,
-                         articledb_db_get_lemmas, articledb_db_get_sources, articledb_db_get_txts,
-                         articledb_db_get_dates}) {
-    EXPECT_THAT(keys(whole(function)), IsEmpty());
-    EXPECT_THAT(drain(whole(function), articledb_cursor_next_data), IsEmpty());
-    EXPECT_THAT(dups(whole(function)), IsEmpty());
-  }
-  for (DB* database : {db->urldb, db->lemmadb, db->trigramdb, db->iddb}) {
-    guint32 page = 0;
-    database->get_pagesize(database, &page);
-    EXPECT_EQ(page, 4096U);
-  }
-  guint64 id = 0;
-  ASSERT_EQ(articledb_transaction_next_id(t, &id), 0);
-  EXPECT_EQ(id, 1U);
-  ASSERT_EQ(articledb_transaction_next_id(t, &id), 0);
-  reopen();
-  EXPECT_EQ(maxId(), 2U);
-}
-
 TEST_F(EnvironmentTest, FailedCreationAndOpeningLeaveHandlesThatClose) {
   // An existing directory, and one without a parent.
   for (const std::string& bad : {path, root + "/a/b"}) {
@@ -103,28 +67,8 @@ TEST_F(EnvironmentTest, FailedCloseKeepsTheHandleAndLetsOthersRecover) {
   EXPECT_EQ(articledb_db_close(db), DB_RUNRECOVERY);
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
               HasSubstr("Errorea istean: articledb:204 (-309"));
-  ArticledbDb* other = articledb_db_new();
-  EXPECT_EQ(articledb_db_open(other, path.c_str()), 0);
-  std::swap(db, other);
-  EXPECT_EQ(url(1).substr(0, 2), "u|");
-  std::swap(db, other);
-  EXPECT_EQ(articledb_db_close(other), 0);
+  EXPECT_EQ(with(another(), [this] { return url(1).substr(0, 2); }), "u|");
   db->env->set_flags(db->env, DB_PANIC_ENVIRONMENT, 0);
-}
-
-TEST_F(EnvironmentTest, TwoHandlesShareOneStore) {
-  ASSERT_EQ(index("bat", {"hitz"}), 0);
-  ArticledbDb* first = db;
-  ArticledbTransaction* first_transaction = t;
-  db = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
-  begin();
-  ASSERT_EQ(index("bi", {"hitz"}), 0);
-  close();
-  db = first;
-  t = first_transaction;
-  ASSERT_EQ(index("hiru", {"hitz"}), 0);
-  EXPECT_EQ(formIds("hitz"), (Ids{1, 2, 3}));
 }
 
 TEST_F(EnvironmentTest, RemoveLogsKeepsTheStoreWhole) {

@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdarg>
@@ -38,36 +37,8 @@ void dieAtWrite(int n) {
   db_env_set_func_write(writeOrDie);
 }
 
-int putAndDie(DB*, DB_TXN*, DBT*, DBT*, guint32) { return raise(SIGKILL); }
-
 class GateTest : public StoreTest {
  protected:
-  // The status of a process that runs `work`, which should not return.
-  static int statusOf(const std::function<void()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      work();
-      _exit(0);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return status;
-  }
-  static bool killed(int status) { return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL; }
-
-  // Another process opens the store, puts one posting and dies under the gate.
-  void neighbourDiesUnderTheGate() {
-    EXPECT_TRUE(killed(statusOf([this] {
-      db = articledb_db_new();
-      if (articledb_db_open(db, path.c_str()) == 0) {
-        begin();
-        articledb_transaction_put_form(t, "hila", 4, 1);
-        db->formdb->put = putAndDie;
-        articledb_transaction_put_form(t, "hila", 4, 2);
-      }
-    })));
-  }
-
   // The file that recovery makes anew.
   ino_t region() const {
     struct stat status = {};
@@ -102,7 +73,7 @@ TEST_F(GateTest, ASurvivorGoesOnWhereItWas) {
       EXPECT_EQ(idIn(bytes), ++last);
     }
     const guint64 generation = gate_generation(db);
-    neighbourDiesUnderTheGate();
+    neighbourDies();
     ASSERT_EQ(index("berria" + std::to_string(death), {"etxe"}), 0);
     EXPECT_GT(gate_generation(db), generation) << "used as the death left it";
   }
@@ -139,14 +110,10 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
     if (deaths.count(place) == 0) {
       return;
     }
-    neighbourDiesUnderTheGate();
+    neighbourDies();
     // Somebody else takes the id that the rebuilt counter gives.
-    ArticledbDb* mine = db;
-    db = articledb_db_new();
-    EXPECT_EQ(articledb_db_open(db, path.c_str()), 0);
-    EXPECT_EQ(index("bestea" + std::to_string(others++), {"bestea"}), 0);
-    EXPECT_EQ(articledb_db_close(db), 0);
-    db = mine;
+    const std::string url = "bestea" + std::to_string(others++);
+    EXPECT_EQ(with(another(), [&] { return index(url, {"bestea"}); }), 0);
   };
   InterruptedTokens source = {{tokens}, meanwhile};
   ASSERT_EQ(articledb_db_index(db, Metadata(articleValues("u")), InterruptedTokens::pull, &source,
@@ -179,29 +146,26 @@ TEST_F(GateTest, AnArticleIsWholeWhateverDiesMeanwhile) {
 
 TEST_F(GateTest, AForkedChildHasNothingOfItsParent) {
   ASSERT_EQ(index("u", {"etxe"}), 0);
-  EXPECT_EQ(WEXITSTATUS(statusOf([this] {
+  EXPECT_EQ(result_of([this] {
               guint64 id = 0;
               const bool refused = index("v", {"etxe"}) == EPERM &&
                                    articledb_db_max_id(db, &id) == EPERM &&
                                    articledb_db_close(db) == EPERM;
-              _exit(refused ? 7 : 1);
-            })),
+              return refused ? 7 : 1;
+            }),
             7);
   // It does not make a parent that dies under the gate seem to live.
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  EXPECT_TRUE(killed(statusOf([&] {
-    db = articledb_db_new();
-    articledb_db_open(db, path.c_str());
-    begin();
+  EXPECT_FALSE(getsToTheEnd([&] {
     if (fork() == 0) {
       char unused;
       ::close(ends[1]);
       _exit(static_cast<int>(read(ends[0], &unused, 1)));
     }
-    db->formdb->put = putAndDie;
+    BrokenPuts::install(db->formdb, 0, SIGKILL);
     articledb_transaction_put_form(t, "hila", 4, 2);
-  })));
+  }));
   // Nor do signals that come all the time keep the death from being noticed.
   signal(SIGALRM, [](int) {});
   const struct itimerval often = {{0, 5000}, {0, 5000}};
@@ -220,7 +184,7 @@ TEST_F(GateTest, PairsOfAnArticleThatFailedAreWrittenAgain) {
   ASSERT_EQ(index("a", {"etxe"}), 0);
   db->env->log_flush = [](DB_ENV*, const DB_LSN*) { return EIO; };
   EXPECT_EQ(index("b", {"etxe", "zuri", AT_ONCE}), EIO);
-  neighbourDiesUnderTheGate();
+  neighbourDies();
   EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), testing::ElementsAre("etxe"));
   EXPECT_EQ(index("c", {"etxe", "zuri"}), 0);
   for (const char* form : {"etxe", "zuri"}) {
@@ -231,11 +195,10 @@ TEST_F(GateTest, PairsOfAnArticleThatFailedAreWrittenAgain) {
 TEST_F(GateTest, ARecoveryThatIsKilledIsMadeByTheNextOne) {
   ASSERT_EQ(index("u", {"etxe"}), 0);
   for (const int write : {0, 1, 2, 3, 5, 8}) {
-    neighbourDiesUnderTheGate();
-    statusOf([&] {
-      db = articledb_db_new();
+    neighbourDies();
+    result_of([&] {
       dieAtWrite(write);
-      articledb_db_open(db, path.c_str());
+      return openAndClose();
     });
     ASSERT_EQ(index("u" + std::to_string(write), {"etxe"}), 0) << write;
   }
@@ -251,17 +214,14 @@ TEST_F(GateTest, ACreationThatIsKilledIsCompleted) {
   for (int write = 0; !finished; write += 1 + write / 4) {
     ASSERT_LT(write, 10000);
     path = root + "/half" + std::to_string(write);
-    finished = !killed(statusOf([&] {
-      db = articledb_db_new();
-      dieAtWrite(write);
-      _exit(articledb_db_create(db, path.c_str()));
-    }));
+    finished = result_of([&] {
+                 dieAtWrite(write);
+                 return articledb_db_create(articledb_db_new(), path.c_str());
+               }) != -SIGKILL;
     testing::internal::CaptureStderr();
     complete_store(path.c_str());
-    db = articledb_db_new();
-    ASSERT_EQ(articledb_db_open(db, path.c_str()), 0) << write;
+    ASSERT_NO_FATAL_FAILURE(open()) << write;
     testing::internal::GetCapturedStderr();
-    begin();
     EXPECT_EQ(maxId(), 0U);
     ASSERT_EQ(index("u", {"etxe"}), 0) << write;
     // Completing it again is no second beginning.
@@ -280,10 +240,8 @@ TEST_F(GateTest, OnlyWhatWasNotClosedInOrderIsRecovered) {
   const auto recovers = [this] {
     const ino_t before = region();
     // Keeps the number from being used again.
-    const int pinned = open((path + "/__db.001").c_str(), O_RDONLY);
-    db = articledb_db_new();
-    EXPECT_EQ(articledb_db_open(db, path.c_str()), 0);
-    begin();
+    const int pinned = ::open((path + "/__db.001").c_str(), O_RDONLY);
+    open();
     EXPECT_EQ(formIds("etxe"), Ids{1});
     const bool recovered = region() != before;
     close();
@@ -292,27 +250,20 @@ TEST_F(GateTest, OnlyWhatWasNotClosedInOrderIsRecovered) {
   };
   close();
   EXPECT_FALSE(recovers());
-  const auto open_and_die = [this] {
-    db = articledb_db_new();
-    articledb_db_open(db, path.c_str());
-    raise(SIGKILL);
-  };
-  EXPECT_TRUE(killed(statusOf(open_and_die)));
+  const auto neighbour_dies = [this] { EXPECT_FALSE(getsToTheEnd([] { raise(SIGKILL); })); };
+  neighbour_dies();
   EXPECT_TRUE(recovers());
   EXPECT_FALSE(recovers());
   // The first of two to close is not the last.
-  ArticledbDb* first = articledb_db_new();
-  ArticledbDb* second = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(first, path.c_str()), 0);
-  ASSERT_EQ(articledb_db_open(second, path.c_str()), 0);
-  EXPECT_EQ(articledb_db_close(first), 0);
-  EXPECT_TRUE(killed(statusOf(open_and_die)));
-  EXPECT_EQ(articledb_db_close(second), 0);
+  Handle first = another();
+  Handle second = another();
+  first.reset();
+  neighbour_dies();
+  second.reset();
   EXPECT_TRUE(recovers());
 
   // Gate files of another time: of before the machine was started, with a holder that is
   // dead, of other files, and broken ones.
-  const std::string gate = path + "/fenra.gate";
   constexpr size_t BOOT_ID = 40;
   constexpr size_t HOLDER = 128;
   constexpr size_t DATABASE_INODE = 1312;
@@ -324,14 +275,13 @@ TEST_F(GateTest, OnlyWhatWasNotClosedInOrderIsRecovered) {
       {[](std::string& bytes) { bytes.resize(100); }, true},
       {[](std::string& bytes) { bytes.clear(); }, true}};
   for (const auto& [change, recovered] : changes) {
-    std::ifstream in(gate, std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    std::string bytes = directory.read("store/fenra.gate");
     ASSERT_EQ(bytes.size(), 4096U);
     change(bytes);
-    std::ofstream(gate, std::ios::binary) << bytes;
+    directory.write("store/fenra.gate", bytes);
     EXPECT_EQ(recovers(), recovered);
   }
-  std::filesystem::remove(gate);
+  std::filesystem::remove(path + "/fenra.gate");
   EXPECT_TRUE(recovers());
 }
 
@@ -361,15 +311,10 @@ TEST_F(GateTest, APositionedCursorRefusesWritesForATime) {
   EXPECT_EQ(formIds("etxe").size(), 4U);
 
   // That of a process which is gone stands in nobody's way.
-  EXPECT_TRUE(killed(statusOf([this] {
-    db = articledb_db_new();
-    articledb_db_open(db, path.c_str());
-    ArticledbCursor* cursor = whole(articledb_db_get_forms);
-    char unused[64];
-    ArticledbBuffer data = {unused, sizeof unused, 0};
-    articledb_cursor_next_data(cursor, &data);
+  EXPECT_FALSE(getsToTheEnd([&] {
+    EXPECT_EQ(articledb_cursor_next_data(whole(articledb_db_get_forms), &buffer), CURSOR_OK);
     raise(SIGKILL);
-  })));
+  }));
   EXPECT_EQ(articledb_transaction_put_form(t, "etxe", 4, 19), 0);
   close();
   verify();
@@ -421,7 +366,7 @@ int openTheOtherFirst(const char* name, int flags, ...) {
     other_handle = articledb_db_new();
     EXPECT_EQ(articledb_db_open(other_handle, other_path.c_str()), 0);
   }
-  return open(name, flags, mode);
+  return ::open(name, flags, mode);
 }
 
 TEST_F(GateTest, AStoreWhosePathEndsLikeThisOneKeepsItsMappings) {
@@ -436,7 +381,7 @@ TEST_F(GateTest, AStoreWhosePathEndsLikeThisOneKeepsItsMappings) {
   db_env_set_func_open(nullptr);
   const int usual = countMappings(other_path + "/__db.");
   ASSERT_GT(usual, 0);
-  neighbourDiesUnderTheGate();
+  neighbourDies();
   ASSERT_EQ(index("u", {"etxe"}), 0);
   ASSERT_EQ(countMappings(other_path + "/__db."), usual);
   EXPECT_EQ(articledb_db_close(other_handle), 0);
@@ -449,7 +394,7 @@ TEST_F(GateTest, ANewlineInItsPathLeavesNothingMapped) {
   reopen();
   const int usual = countMappings("/lerro\\012bat/__db.");
   ASSERT_GT(usual, 0);
-  neighbourDiesUnderTheGate();
+  neighbourDies();
   ASSERT_EQ(index("u", {"etxe"}), 0);
   EXPECT_EQ(countMappings("/lerro\\012bat/__db."), usual);
 }
@@ -462,8 +407,7 @@ TEST_F(GateTest, APlaceOfTheDeadIsTakenOverWhenNoneIsFree) {
     file->set_occupied(place, true);
   }
   const guint64 generation = file->generation();
-  ArticledbDb* another = articledb_db_new();
-  EXPECT_EQ(articledb_db_open(another, path.c_str()), 0);
+  Handle taker = another();
   EXPECT_GT(file->generation(), generation) << "what the dead have locked is still locked";
   EXPECT_EQ(index("u", {"etxe"}), 0);
   const auto occupied = [&file] {
@@ -474,23 +418,8 @@ TEST_F(GateTest, APlaceOfTheDeadIsTakenOverWhenNoneIsFree) {
     return count;
   };
   EXPECT_EQ(occupied(), 2);
-  EXPECT_EQ(articledb_db_close(another), 0);
+  taker.reset();
   EXPECT_EQ(occupied(), 1);
-}
-
-TEST_F(GateTest, LogsStayFew) {
-  for (int i = 0; i < 700; ++i) {
-    Strings tokens;
-    for (int j = 0; j < 100; ++j) {
-      tokens.push_back(std::to_string(i * j) + "hitz");
-    }
-    ASSERT_EQ(index(std::to_string(i), tokens), 0);
-  }
-  int logs = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(path)) {
-    logs += entry.path().filename().string().rfind("log.", 0) == 0 ? 1 : 0;
-  }
-  EXPECT_LE(logs, 3);
 }
 
 }  // namespace

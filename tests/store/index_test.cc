@@ -1,14 +1,9 @@
 // Indexing of articles.
-#include <map>
-#include <optional>
-#include <set>
-
 #include "store_fixture.h"
 
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
@@ -125,35 +120,6 @@ TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {
   EXPECT_THAT(lemmas, testing::UnorderedElementsAre("bat", "bi"));
   EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "bi")), ElementsAre("hitza", "hitzak"));
   EXPECT_EQ(formIds("ezezaguna"), Ids{1});
-}
-
-// Tokens over several portions, with words that come back in each of them and one that is
-// empty.
-TEST_F(IndexTest, LongArticleRepeatsItself) {
-  Strings tokens = {"", std::string(1000, 'w')};
-  while (tokens.size() < 10000) {
-    tokens.push_back("h" + std::to_string(tokens.size() % 1700));
-  }
-  for (guint64 id = 1; id <= 2; ++id) {
-    ASSERT_EQ(index("u" + std::to_string(id), tokens), 0);
-  }
-  std::map<std::string, std::set<std::string>> expected;
-  for (size_t i = 0; i < tokens.size(); ++i) {
-    expected["forms"].insert(tokens[i]);
-    if (i >= 4) {
-      expected["trigrams"].insert(tokens[i - 2] + '\0' + tokens[i - 1] + '\0' + tokens[i] + '\0');
-    }
-  }
-  for (const std::string& form : expected["forms"]) {
-    EXPECT_EQ(formIds(form), (Ids{1, 2})) << form;
-    EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, form)), ElementsAre(form));
-  }
-  EXPECT_THAT(keys(whole(articledb_db_get_trigrams)), ElementsAreArray(expected["trigrams"]));
-  for (const std::string& trigram : expected["trigrams"]) {
-    ASSERT_EQ(ids(lookup(articledb_db_lookup_trigram, trigram)), (Ids{1, 2})) << trigram;
-  }
-  close();
-  verify();
 }
 
 // Puts that fail: all that carry several pairs, and those of a chosen key.

@@ -7,11 +7,9 @@
 #include <random>
 
 #include "base/failed.h"
-#include "store/layout/schema.h"
-#include "store/process/gate_file.h"
 #include "store/writing/journal_article.h"
 #include "store/writing/journal_file.h"
-#include "store_fixture.h"
+#include "tests/store/contents.h"
 
 namespace {
 
@@ -22,24 +20,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-using Field = DB* ArticledbDb::*;
-using Pairs = std::vector<std::pair<std::string, std::string>>;
-
 // ---- the file ----
 
 class JournalFileTest : public testing::Test {
  protected:
-  void SetUp() override {
-    char* made = g_dir_make_tmp("fenra_journal_XXXXXX", nullptr);
-    ASSERT_NE(made, nullptr);
-    directory = made;
-    g_free(made);
-    ASSERT_EQ(JournalFile::open(directory.c_str(), true, &file), 0);
-  }
-  void TearDown() override {
-    file.reset();
-    std::filesystem::remove_all(directory);
-  }
+  void SetUp() override { ASSERT_EQ(open(true), 0); }
+
+  int open(bool create) { return JournalFile::open(directory.path().c_str(), create, &file); }
 
   // Returns the offset behind the record.
   guint64 write(guint64 offset, guint64 id, const std::string& payload) const {
@@ -58,16 +45,11 @@ class JournalFileTest : public testing::Test {
     return records;
   }
 
-  std::string contents() const {
-    std::ifstream stream(name(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  void overwrite(const std::string& bytes) const {
-    std::ofstream(name(), std::ios::binary | std::ios::trunc) << bytes;
-  }
-  std::string name() const { return directory + "/fenra.journal"; }
+  std::string contents() const { return directory.read("fenra.journal"); }
+  void overwrite(const std::string& bytes) const { directory.write("fenra.journal", bytes); }
+  void remove() const { EXPECT_EQ(JournalFile::remove(directory.path().c_str()), 0); }
 
-  std::string directory;
+  const TemporaryDirectory directory;
   std::unique_ptr<JournalFile> file;
 };
 
@@ -90,7 +72,7 @@ TEST_F(JournalFileTest, ARoundEndsWhereTheIdsDo) {
 // next opening. There is a descriptor for the file here and none for the directory.
 TEST_F(JournalFileTest, ItsNameIsBroughtToTheDiskBeforeItIsUsed) {
   file.reset();
-  std::filesystem::remove(name());
+  remove();
   const int next = dup(0);
   ASSERT_NE(next, -1);
   close(next);
@@ -98,12 +80,12 @@ TEST_F(JournalFileTest, ItsNameIsBroughtToTheDiskBeforeItIsUsed) {
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
   const struct rlimit low = {static_cast<rlim_t>(next) + 1, usual.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
-  const int first = JournalFile::open(directory.c_str(), true, &file);
-  const int second = JournalFile::open(directory.c_str(), true, &file);
+  const int first = open(true);
+  const int second = open(true);
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
   EXPECT_EQ(first, EMFILE);
   EXPECT_EQ(second, EMFILE);
-  EXPECT_EQ(JournalFile::open(directory.c_str(), true, &file), 0);
+  EXPECT_EQ(open(true), 0);
   EXPECT_NE(file, nullptr);
 }
 
@@ -131,8 +113,8 @@ TEST_F(JournalFileTest, APayloadIsNoRecord) {
   write(JournalFile::BEGIN, 9, "barrukoa");
   const std::string image = contents().substr(JournalFile::BEGIN, 24);
   file.reset();
-  std::filesystem::remove(name());
-  ASSERT_EQ(JournalFile::open(directory.c_str(), true, &file), 0);
+  remove();
+  ASSERT_EQ(open(true), 0);
   // What follows a short record is the middle of the longer one before.
   write(JournalFile::BEGIN, 1, std::string(8, '-') + image);
   write(JournalFile::BEGIN, 2, std::string(8, '-'));
@@ -140,24 +122,23 @@ TEST_F(JournalFileTest, APayloadIsNoRecord) {
 }
 
 TEST_F(JournalFileTest, OtherFilesAreRefused) {
-  const auto open = [&](const std::string& bytes) {
+  for (const std::string& bytes : {std::string(4096, 'x'), std::string("fenraj2\0saltsalt", 16)}) {
     overwrite(bytes);
-    return JournalFile::open(directory.c_str(), false, &file);
-  };
-  EXPECT_EQ(open(std::string(4096, 'x')), EPROTO);
-  EXPECT_EQ(open(std::string("fenraj2\0saltsalt", 16)), EPROTO);
+    EXPECT_EQ(open(false), EPROTO);
+  }
   // The making of a file was cut short.
   for (const std::string& bytes : {std::string(), std::string("fen"), std::string(4096, '\0')}) {
-    EXPECT_EQ(open(bytes), 0);
+    overwrite(bytes);
+    EXPECT_EQ(open(false), 0);
     EXPECT_EQ(file, nullptr);
   }
-  EXPECT_EQ(JournalFile::remove(directory.c_str()), 0);
-  EXPECT_EQ(JournalFile::remove(directory.c_str()), 0);
+  remove();
+  remove();
 }
 
 // ---- in a store ----
 
-class JournalTest : public StoreTest {
+class JournalTest : public ContentsTest {
  protected:
   // What the databases hold without what waits.
   bool isInDatabases(const std::string& form) const {
@@ -167,80 +148,12 @@ class JournalTest : public StoreTest {
     key.size = static_cast<guint32>(form.size());
     return db->formdb->get(db->formdb, nullptr, &key, &data, 0) == 0;
   }
-
-  // All pairs of the nine databases.
-  std::vector<Pairs> contents() {
-    EXPECT_NE(maxId(), ~0ULL);
-    std::vector<Pairs> all;
-    for (const auto& spec : DATABASES) {
-      DB* database = db->*spec.field;
-      DBC* cursor = nullptr;
-      EXPECT_EQ(database->cursor(database, nullptr, &cursor, 0), 0);
-      DBT key{};
-      DBT data{};
-      Pairs pairs;
-      while (cursor->get(cursor, &key, &data, DB_NEXT) == 0) {
-        pairs.emplace_back(std::string(static_cast<char*>(key.data), key.size),
-                           std::string(static_cast<char*>(data.data), data.size));
-      }
-      EXPECT_EQ(cursor->close(cursor), 0);
-      std::sort(pairs.begin(), pairs.end());
-      all.push_back(std::move(pairs));
-    }
-    return all;
-  }
-
-  // Articles of many kinds, some of which replace others.
-  void indexMany(guint32 seed, int count) {
-    std::mt19937 random(seed);
-    const auto below = [&](size_t bound) { return random() % bound; };
-    for (int i = 0; i < count; ++i) {
-      Strings tokens;
-      for (size_t length = below(8) == 0 ? below(4) : below(60); tokens.size() < length;) {
-        const std::string word = "h" + std::to_string(below(1 + below(400)));
-        tokens.push_back(below(30) == 0 ? word + std::string(60 + below(5), 'z') : word);
-        if (below(20) == 0) {
-          tokens.insert(tokens.end(), 3, tokens.back());
-        }
-      }
-      auto values = articleValues("http://a.eus/" + std::to_string(below(40)),
-                                  std::string(below(9000), 't') + std::to_string(i));
-      values["source"] = i % 3 == 0 ? "" : "iturria " + std::to_string(i % 5);
-      values["date"] = std::to_string(20260101 + i % 7);
-      ASSERT_EQ(index(Metadata(values), {tokens}), 0);
-    }
-  }
-
-  void makeAnew() {
-    close();
-    std::filesystem::remove_all(path);
-    db = articledb_db_new();
-    ASSERT_EQ(articledb_db_create(db, path.c_str()), 0);
-    begin();
-  }
-
-  // A store of the same articles, each written to the databases at once.
-  std::vector<Pairs> contentsWithoutJournal(const std::function<void()>& work) {
-    makeAnew();
-    // Has been read, so it is open, and stands nowhere.
-    ArticledbCursor* cursor = whole(articledb_db_get_forms);
-    char bytes[8];
-    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
-    EXPECT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_END);
-    work();
-    EXPECT_FALSE(std::filesystem::exists(path + "/fenra.journal"));
-    EXPECT_EQ(articledb_cursor_close(cursor), 0);
-    auto all = contents();
-    makeAnew();
-    return all;
-  }
 };
 
 TEST_F(JournalTest, WhoeverReadsGetsWhatWaits) {
   const Strings tokens = {"bat", "bi", "hiru"};
   const std::string trigram("bat\0bi\0hiru\0", 12);
-  ArticledbDb* other = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(other, path.c_str()), 0);
+  Handle other = another();
   guint64 last = 0;
   const std::vector<std::function<bool()>> reads = {
       [&] { return formIds("bat").back() == last; },
@@ -269,15 +182,14 @@ TEST_F(JournalTest, WhoeverReadsGetsWhatWaits) {
       },
   };
   for (size_t i = 0; i < reads.size(); ++i) {
-    std::swap(db, other);
     const std::string mark = "marka" + std::to_string(i);
-    ASSERT_EQ(index("u" + std::to_string(++last), {"bat", "bi", "hiru", mark}), 0);
-    std::swap(db, other);
+    const std::string url = "u" + std::to_string(++last);
+    ASSERT_EQ(with(other, [&] { return index(url, {"bat", "bi", "hiru", mark}); }), 0);
     EXPECT_FALSE(isInDatabases(mark));
     EXPECT_TRUE(reads[i]()) << i;
     EXPECT_TRUE(isInDatabases(mark));
   }
-  EXPECT_EQ(articledb_db_close(other), 0);
+  other.reset();
   // Nothing is left of it.
   ASSERT_EQ(index("azkena", {"azkena"}), 0);
   EXPECT_TRUE(std::filesystem::exists(path + "/fenra.journal"));
@@ -286,81 +198,53 @@ TEST_F(JournalTest, WhoeverReadsGetsWhatWaits) {
   verify();
 }
 
-// Each handle keeps URL records, over the coming of articles too.
-TEST_F(JournalTest, AChangedRecordIsForgottenEverywhere) {
-  ArticledbDb* other = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(other, path.c_str()), 0);
-  const auto urlElsewhere = [&](guint64 id) {
-    std::swap(db, other);
-    const std::string record = url(id).substr(0, 2);
-    std::swap(db, other);
-    return record;
-  };
-  ASSERT_EQ(index("a"), 0);
-  ASSERT_EQ(index("b"), 0);
-  for (const char* added : {"c", "d"}) {
-    EXPECT_EQ(urlElsewhere(1), "a|");
-    EXPECT_EQ(urlElsewhere(2), "b|");
-    ASSERT_EQ(index(added), 0);
-  }
-  ASSERT_EQ(index("a"), 0);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(urlElsewhere(1), "-6");
-    EXPECT_EQ(urlElsewhere(5), "a|");
-  }
-  ASSERT_EQ(articledb_transaction_put_url(t, "e|", 2, 2), 0);
-  EXPECT_EQ(urlElsewhere(2), "e|");
-  const guint64 id = 5;
-  ASSERT_EQ(articledb_transaction_delete_id(t, &id), 0);
-  EXPECT_EQ(urlElsewhere(5), "-6");
-  EXPECT_EQ(articledb_db_close(other), 0);
-}
-
 TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
-  constexpr int COUNT = 150;
-  const guint32 seed = std::random_device()();
-  SCOPED_TRACE(seed);
-  const auto expected = contentsWithoutJournal([&] { indexMany(seed, COUNT); });
-  indexMany(seed, COUNT);
-  EXPECT_EQ(contents(), expected) << "all at once";
+  const auto articles = random_articles(150, std::random_device()(), true);
+  const auto expected = contentsWithoutJournal([&] { indexAll(articles); });
+  indexAll(articles);
+  EXPECT_FALSE(isInDatabases("w0"));
+  expectContents(expected, "all at once");
   makeAnew();
-  EXPECT_TRUE(getsToTheEndAlone([&] { indexMany(seed, COUNT); }));
-  EXPECT_EQ(contents(), expected) << "after a death";
+  EXPECT_TRUE(getsToTheEndAlone([&] { indexAll(articles); }));
+  expectContents(expected, "after a death");
   close();
   verify();
 }
 
 // What failed is done again together with what has come meanwhile.
 TEST_F(JournalTest, AFailureIsMadeGood) {
+  const auto article = [](const std::string& url) {
+    return std::vector<Source>{{articleValues(url), {{"bat", "bi", "hiru", url}}}};
+  };
   const auto expected = contentsWithoutJournal([&] {
-    indexMany(3, 1);
-    indexMany(3, 2);
+    indexAll(article("aa"));
+    indexAll(article("bb"));
   });
   for (const auto& spec : DATABASES) {
-    indexMany(3, 1);
+    indexAll(article("aa"));
     BrokenPuts::install(db->*spec.field, 0, 0);
     guint64 id = 0;
     testing::internal::CaptureStderr();
     EXPECT_EQ(articledb_db_max_id(db, &id), EIO) << spec.name;
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("fenra.journal: its articles"));
-    indexMany(3, 2);
-    EXPECT_EQ(contents(), expected) << spec.name;
+    indexAll(article("bb"));
+    expectContents(expected, spec.name);
     makeAnew();
   }
 }
 
 TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
-  constexpr int COUNT = 40;
-  const auto expected = contentsWithoutJournal([&] { indexMany(7, COUNT); });
+  const auto articles = random_articles(40, 7, true);
+  const auto expected = contentsWithoutJournal([&] { indexAll(articles); });
   for (const auto& spec : DATABASES) {
     for (const int puts : {0, 1, 40}) {
       const bool reached = !getsToTheEndAlone([&] {
-        indexMany(7, COUNT);
+        indexAll(articles);
         BrokenPuts::install(db->*spec.field, puts, SIGKILL);
         maxId();
       });
       EXPECT_TRUE(reached || puts > 0) << spec.name;
-      EXPECT_EQ(contents(), expected) << spec.name << " " << puts;
+      expectContents(expected, spec.name);
       close();
       verify();
       makeAnew();
@@ -431,23 +315,6 @@ TEST_F(JournalTest, BeginsAnewWhenItIsFull) {
 }
 
 // A cursor that stands somewhere would be in the way of writing later what waits.
-// After a batch that took seven minutes for each MiB, when nobody has waited, enough waits
-// again for the cost to be measured.
-TEST_F(JournalTest, OneSlowBatchIsForgotten) {
-  ASSERT_EQ(index("u"), 0);
-  std::unique_ptr<GateFile> file;
-  ASSERT_EQ(GateFile::open(path.c_str(), false, 0, &file), 0);
-  constexpr guint64 SLOW = 400000000;
-  file->journal()->cost = SLOW;
-  std::mt19937 random(1);
-  for (int i = 0; i < 200; ++i) {
-    std::string text(600, '\0');
-    std::generate(text.begin(), text.end(), [&] { return static_cast<char>('!' + random() % 90); });
-    ASSERT_EQ(index("u" + std::to_string(i), {}, text), 0);
-  }
-  EXPECT_LT(file->journal()->cost, SLOW);
-}
-
 TEST_F(JournalTest, NothingWaitsBesideAHostsCursors) {
   ASSERT_EQ(index("a", {"bat"}), 0);
   ArticledbCursor* cursor = whole(articledb_db_get_lemmas);
@@ -488,7 +355,6 @@ TEST_F(JournalTest, IdsOfAHostComeInBetween) {
 TEST_F(JournalTest, WhatHasBeenWrittenIsNotWrittenAgain) {
   const guint64 removed = 2;
   EXPECT_TRUE(getsToTheEndAlone([&] {
-    begin();
     for (const char* url : {"a", "b", "c"}) {
       ASSERT_EQ(index(url, {"hitz"}), 0);
     }
@@ -507,11 +373,9 @@ TEST_F(JournalTest, OneThatCannotBeReadIsReportedAndKept) {
   EXPECT_TRUE(getsToTheEnd([&] { ASSERT_EQ(index("a", {"bat"}), 0); }));
   const std::string name = path + "/fenra.journal";
   std::fstream(name, std::ios::in | std::ios::out | std::ios::binary) << "fenraj9";
-  db = articledb_db_new();
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(articledb_db_open(db, path.c_str()), EPROTO);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("fenra.journal"));
-  EXPECT_EQ(articledb_db_close(db), 0);
+  std::string complaint;
+  EXPECT_EQ(openAndClose(&complaint), EPROTO);
+  EXPECT_THAT(complaint, HasSubstr("fenra.journal"));
   EXPECT_TRUE(std::filesystem::exists(name));
   // Records that are whole and no articles.
   std::unique_ptr<JournalFile> file;
@@ -519,15 +383,10 @@ TEST_F(JournalTest, OneThatCannotBeReadIsReportedAndKept) {
   ASSERT_EQ(JournalFile::open(path.c_str(), true, &file), 0);
   std::string record = std::string(JOURNAL_RECORD_HEADER_BYTES, '-') + "ez da artikulua";
   ASSERT_EQ(file->write(JournalFile::BEGIN, 1, &record), 0);
-  db = articledb_db_new();
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(articledb_db_open(db, path.c_str()), EPROTO);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("remove the file"));
-  EXPECT_EQ(articledb_db_close(db), 0);
+  EXPECT_EQ(openAndClose(&complaint), EPROTO);
+  EXPECT_THAT(complaint, HasSubstr("remove the file"));
   std::filesystem::remove(name);
-  db = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
-  begin();
+  open();
   EXPECT_THAT(formIds("bat"), IsEmpty());
 }
 

@@ -1,14 +1,9 @@
 // Words, lemmas, URLs and sources of any length. Berkeley DB's hash databases cannot keep
 // those that take pages of their own: such a key damages pages when it is written again and
 // again, and hides shorter ones that it begins with.
-#include <algorithm>
-#include <functional>
-#include <random>
 #include <set>
 
-#include "store/articledb_bulk.h"
-#include "store/layout/schema.h"
-#include "tests/store/store_fixture.h"
+#include "tests/store/contents.h"
 
 namespace {
 
@@ -16,7 +11,7 @@ using ostren::fenra::store::DATABASES;
 
 enum class Way { AT_ONCE, JOURNAL, BULK };
 
-class LongKeysTest : public StoreTest, public testing::WithParamInterface<Way> {
+class LongKeysTest : public ContentsTest, public testing::WithParamInterface<Way> {
  protected:
   // Adds an article in the way of the test and to the model. Its id is articles_.size().
   void add(const std::string& url, const std::string& source, const Strings& words) {
@@ -24,22 +19,14 @@ class LongKeysTest : public StoreTest, public testing::WithParamInterface<Way> {
     if (bulk_ == nullptr && GetParam() == Way::BULK) {
       ASSERT_EQ(articledb_bulk_new(&bulk_, (root + "/bulk").c_str(), 1 << 20), 0);
     }
-    auto values = articleValues(url);
-    values["source"] = source;
-    const Metadata metadata(values);
-    TokenList tokens = {words};
+    Source article = {articleValues(url), {words}};
+    article.values["source"] = source;
     if (GetParam() == Way::AT_ONCE) {
-      tokens.tokens.push_back(StoreTest::AT_ONCE);
+      article.tokens.tokens.push_back(AT_ONCE);
     }
-    if (bulk_ == nullptr) {
-      ASSERT_EQ(index(metadata, tokens, lemmatize), 0);
-      return;
-    }
-    ArticledbBulkArticle* article = nullptr;
-    ASSERT_EQ(
-        articledb_bulk_prepare(metadata, TokenList::pull, &tokens, lemmatize, nullptr, &article),
-        0);
-    ASSERT_EQ(articledb_bulk_add(bulk_, article, nullptr), 0);
+    ASSERT_EQ(bulk_ != nullptr ? ContentsTest::add(bulk_, article, lemmatize)
+                               : index(Metadata(article.values), article.tokens, lemmatize),
+              0);
   }
 
   // Ends the building, and looks for damage.
@@ -51,9 +38,7 @@ class LongKeysTest : public StoreTest, public testing::WithParamInterface<Way> {
     }
     close();
     verify();
-    db = articledb_db_new();
-    ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
-    begin();
+    open();
   }
 
   void expect_answers_of_the_model() {
@@ -100,16 +85,10 @@ class LongKeysTest : public StoreTest, public testing::WithParamInterface<Way> {
     for (const auto& spec : DATABASES) {
       const bool has_records =
           spec.field == &ArticledbDb::urldb || spec.field == &ArticledbDb::txtdb;
-      DB* database = db->*spec.field;
-      DBC* cursor = nullptr;
-      ASSERT_EQ(database->cursor(database, nullptr, &cursor, 0), 0);
       size_t longest = 0;
-      DBT key = {};
-      DBT data = {};
-      while (cursor->get(cursor, &key, &data, DB_NEXT) == 0) {
-        longest = std::max<size_t>({longest, key.size, has_records ? 0 : data.size});
+      for (const auto& [key, data] : contentsOf(db->*spec.field)) {
+        longest = std::max({longest, key.size(), has_records ? 0 : data.size()});
       }
-      cursor->close(cursor);
       EXPECT_LE(longest, LONGEST) << spec.name;
     }
   }

@@ -24,11 +24,13 @@ class ReplacingTest : public StoreTest {
                               &source, articledb_lemmatizer_identity, nullptr);
   }
 
-  Ids live(const std::string& url) {
-    Ids live;
+  // The articles that each URL shows.
+  std::map<std::string, Ids> live() {
+    std::map<std::string, Ids> live;
     for (guint64 id = maxId(); id > 0; --id) {
-      if (record(articledb_db_lookup_id_to_url, id).rfind(url + "|", 0) == 0) {
-        live.push_back(id);
+      const std::string record = url(id);
+      if (record[0] == 'u') {
+        live[record.substr(0, record.find('|'))].push_back(id);
       }
     }
     return live;
@@ -36,7 +38,7 @@ class ReplacingTest : public StoreTest {
 
   // The version that the URL shows, whole; the empty string otherwise.
   std::string shown() {
-    const Ids ids = live("u");
+    const Ids ids = live()["u"];
     if (ids.size() != 1) {
       ADD_FAILURE() << ids.size() << " articles";
       return "";
@@ -51,18 +53,14 @@ class ReplacingTest : public StoreTest {
 
 TEST_F(ReplacingTest, TheEarlierArticleIsShownUntilTheLaterOneIsWhole) {
   ASSERT_EQ(index("u", words("zaharra"), "zaharra"), 0);
-  ArticledbDb* reader = articledb_db_new();
-  ASSERT_EQ(articledb_db_open(reader, path.c_str()), 0);
+  const Handle reader = another();
   EXPECT_EQ(replace([&](size_t place) {
               if (place % 1000 == 0 || place == 4097) {
-                std::swap(db, reader);
-                EXPECT_EQ(shown(), "zaharra") << place;
-                std::swap(db, reader);
+                EXPECT_EQ(with(reader, [this] { return shown(); }), "zaharra") << place;
               }
             }),
             0);
   EXPECT_EQ(shown(), "berria");
-  EXPECT_EQ(articledb_db_close(reader), 0);
 }
 
 // By themselves between two writes, and in any of them; with others there or alone.
@@ -84,7 +82,6 @@ TEST_F(ReplacingTest, ADeathLeavesOneOfTheTwo) {
       });
     });
   }
-  using Field = DB* ArticledbDb::*;
   for (const Field field : {&ArticledbDb::urldb, &ArticledbDb::urlidx, &ArticledbDb::txtdb,
                             &ArticledbDb::formdb, &ArticledbDb::trigramdb}) {
     expect_death([&] {
@@ -125,8 +122,7 @@ TEST_P(WritersTest, LeaveOneArticleOfAUrl) {
   }
   std::atomic<int> arrived{0};
   const auto work = [&](int writer) {
-    ArticledbDb* mine = articledb_db_new();
-    EXPECT_EQ(articledb_db_open(mine, path.c_str()), 0);
+    const Handle mine = another();
     const bool at_once =
         GetParam() == Kept::ALL || (GetParam() == Kept::ALL_BUT_ONE && writer != 0);
     for (int round = 0; round < ROUNDS; ++round) {
@@ -135,11 +131,10 @@ TEST_P(WritersTest, LeaveOneArticleOfAUrl) {
       for (++arrived; arrived < WRITERS * (round + 1);) {
         std::this_thread::yield();
       }
-      EXPECT_EQ(articledb_db_index(mine, metadata, TokenList::pull, &tokens,
+      EXPECT_EQ(articledb_db_index(mine.get(), metadata, TokenList::pull, &tokens,
                                    articledb_lemmatizer_identity, nullptr),
                 0);
     }
-    EXPECT_EQ(articledb_db_close(mine), 0);
   };
   std::vector<std::thread> writers;
   for (int writer = 0; writer < WRITERS; ++writer) {
@@ -148,15 +143,9 @@ TEST_P(WritersTest, LeaveOneArticleOfAUrl) {
   for (std::thread& writer : writers) {
     writer.join();
   }
-  std::map<std::string, Ids> live;
-  for (guint64 id = maxId(); id > 0; --id) {
-    const std::string record = url(id);
-    if (record[0] == 'u') {
-      live[record.substr(0, record.find('|'))].push_back(id);
-    }
-  }
-  EXPECT_EQ(live.size(), size_t{ROUNDS});
-  for (const auto& [url, ids] : live) {
+  const std::map<std::string, Ids> shown = live();
+  EXPECT_EQ(shown.size(), size_t{ROUNDS});
+  for (const auto& [url, ids] : shown) {
     EXPECT_EQ(ids.size(), 1U) << url;
   }
   if (cursor != nullptr) {

@@ -6,18 +6,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/articledb.h"
+#include "tests/support/process.h"
+#include "tests/support/temporary_directory.h"
 
 using Strings = std::vector<std::string>;
 using Ids = std::vector<guint64>;
@@ -103,26 +105,25 @@ inline std::map<std::string, std::string> articleValues(const std::string& url,
       {"_url", url}, {"source", "iturria"}, {"date", "20260102"}, {"lang", "eu"}, {"_txt", text}};
 }
 
+struct HandleCloser {
+  void operator()(ArticledbDb* db) const { EXPECT_EQ(articledb_db_close(db), 0); }
+};
+using Handle = std::unique_ptr<ArticledbDb, HandleCloser>;
+
+using Field = DB* ArticledbDb::*;
+
 class StoreTest : public ::testing::Test {
  protected:
   using Lookup = int (*)(ArticledbDb*, ArticledbCursor**, const char*, guint32);
   using Whole = int (*)(ArticledbDb*, ArticledbCursor**);
 
   void SetUp() override {
-    char* made = g_dir_make_tmp("fenra_store_XXXXXX", nullptr);
-    ASSERT_NE(made, nullptr);
-    root = made;
-    g_free(made);
-    path = root + "/store";
     db = articledb_db_new();
     ASSERT_EQ(articledb_db_create(db, path.c_str()), 0);
     begin();
   }
 
-  void TearDown() override {
-    close();
-    std::filesystem::remove_all(root);
-  }
+  void TearDown() override { close(); }
 
   void begin() {
     t = articledb_transaction_new();
@@ -137,11 +138,44 @@ class StoreTest : public ::testing::Test {
     db = nullptr;
   }
 
-  void reopen() {
-    close();
+  void open() {
     db = articledb_db_new();
     ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
     begin();
+  }
+
+  void reopen() {
+    close();
+    open();
+  }
+
+  // What opening the store gives, and what it complains of.
+  int openAndClose(std::string* complaint = nullptr) const {
+    ArticledbDb* handle = articledb_db_new();
+    testing::internal::CaptureStderr();
+    const int status = articledb_db_open(handle, path.c_str());
+    const std::string complaints = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(articledb_db_close(handle), 0);
+    if (complaint != nullptr) {
+      *complaint = complaints;
+    }
+    return status;
+  }
+
+  // Another handle on the store.
+  Handle another() const {
+    Handle handle(articledb_db_new());
+    EXPECT_EQ(articledb_db_open(handle.get(), path.c_str()), 0);
+    return handle;
+  }
+
+  // Runs `work` with the other handle as the test's.
+  template <typename Work>
+  auto with(const Handle& other, Work work) {
+    ArticledbDb* const mine = std::exchange(db, other.get());
+    const auto result = work();
+    db = mine;
+    return result;
   }
 
   int index(GHashTable* metadata, TokenList tokens,
@@ -232,18 +266,25 @@ class StoreTest : public ::testing::Test {
   // Does the work in a process that then dies with the store open. Returns whether it got
   // so far, or died in the middle of it.
   bool getsToTheEnd(const std::function<void()>& work) {
-    const pid_t child = fork();
-    if (child == 0) {
+    const int result = result_of([&] {
       db = articledb_db_new();
       if (articledb_db_open(db, path.c_str()) == 0) {
+        begin();
         work();
       }
-      _exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(status == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)) << status;
-    return status == 0;
+      return HasFailure() ? 1 : 0;
+    });
+    EXPECT_TRUE(result == 0 || result == -SIGKILL) << result;
+    return result == 0;
+  }
+
+  // Another process puts a posting and dies while it holds the gate.
+  void neighbourDies() {
+    EXPECT_FALSE(getsToTheEnd([this] {
+      articledb_transaction_put_form(t, "hila", 4, 1);
+      BrokenPuts::install(db->formdb, 0, SIGKILL);
+      articledb_transaction_put_form(t, "hila", 4, 2);
+    }));
   }
 
   // The same with nobody else there: what was only in memory is lost.
@@ -262,8 +303,9 @@ class StoreTest : public ::testing::Test {
               0);
   }
 
-  std::string root;
-  std::string path;
+  const TemporaryDirectory directory;
+  const std::string& root = directory.path();
+  std::string path = root + "/store";
   ArticledbDb* db = nullptr;
   ArticledbTransaction* t = nullptr;
 };

@@ -1,5 +1,4 @@
 // The record writers.
-#include <algorithm>
 #include <cerrno>
 #include <random>
 
@@ -8,7 +7,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 guint32 size(const std::string& s) { return static_cast<guint32>(s.size()); }
@@ -104,36 +102,6 @@ TEST_F(TransactionTest, RepeatedShortLemmaPairsLeaveAStoreThatVerifies) {
   }
   close();
   verify();
-}
-
-TEST_F(TransactionTest, LemmaPairsAreStoredOnceInByteOrder) {
-  Strings wanted = {std::string(1000, 'a')};
-  for (int i = 0; i < 1200; ++i) {
-    wanted.push_back(std::to_string(i * 7919 % 100003));
-  }
-  for (int round = 0; round < 2; ++round) {
-    for (const std::string& form : wanted) {
-      ASSERT_EQ(putLemma("lema", form), 0);
-    }
-  }
-  std::sort(wanted.begin(), wanted.end());
-  EXPECT_EQ(dups(lookup(articledb_db_lookup_lemma, "lema")), wanted);
-}
-
-TEST_F(TransactionTest, FailedStringKeyWritesAreReportedWithTheirKey) {
-  const auto fail = [](DB*, DB_TXN*, DBT*, DBT*, guint32) { return ENOSPC; };
-  auto* put = db->formdb->put;
-  db->formdb->put = fail;
-  db->lemmadb->put = fail;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(putForm("hitza", 1), ENOSPC);
-  EXPECT_EQ(putLemma("lema", "f"), ENOSPC);
-  const std::string reported = testing::internal::GetCapturedStderr();
-  EXPECT_THAT(reported,
-              HasSubstr("Errorea articledb_transaction_put_with_string_guint64: hitza: "));
-  EXPECT_THAT(reported, HasSubstr("Errorea articledb_transaction_put_with_string_guint64: lema: "));
-  db->formdb->put = put;
-  EXPECT_EQ(putForm("hitza", 1), 0);
 }
 
 TEST_F(TransactionTest, PackingReversesTheTableAndSkipsPrivateKeys) {
