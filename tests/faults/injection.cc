@@ -50,25 +50,21 @@ bool has_room(size_t length) {
   return true;
 }
 
-bool write_fails(size_t length) {
-  const bool failing = fails(Call::WRITE) || !has_room(length);
-  if (failing) {
-    errno = ENOSPC;
-  }
+// Sets errno for what fails, and gives that back.
+bool with_error(bool failing, int error) {
+  errno = failing ? error : errno;
   return failing;
+}
+
+bool write_fails(size_t length) {
+  return with_error(fails(Call::WRITE) || !has_room(length), ENOSPC);
 }
 
 ssize_t hooked_write(int fd, const void* bytes, size_t length) {
   return write_fails(length) ? -1 : write(fd, bytes, length);
 }
 
-bool fsync_fails() {
-  const bool failing = fails(Call::FSYNC);
-  if (failing) {
-    errno = EIO;
-  }
-  return failing;
-}
+bool fsync_fails() { return with_error(fails(Call::FSYNC), EIO); }
 
 // The system's function of a name that is defined below.
 template <typename Function>
@@ -77,33 +73,14 @@ Function* system_function(const char* name) {
 }
 
 void* hooked_malloc(size_t size) {
-  if (fails(Call::ALLOCATION)) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  return malloc(size);
+  return with_error(fails(Call::ALLOCATION), ENOMEM) ? nullptr : malloc(size);
 }
 
 void* hooked_realloc(void* block, size_t size) {
-  if (fails(Call::ALLOCATION)) {
-    errno = ENOMEM;
-    return nullptr;
-  }
-  return realloc(block, size);
+  return with_error(fails(Call::ALLOCATION), ENOMEM) ? nullptr : realloc(block, size);
 }
 
 }  // namespace
-
-std::ostream& operator<<(std::ostream& out, Call call) {
-  switch (call) {
-    case Call::WRITE:
-      return out << "write";
-    case Call::FSYNC:
-      return out << "fsync";
-    default:
-      return out << "allocation";
-  }
-}
 
 void install_hooks() {
   db_env_set_func_write(hooked_write);

@@ -4,13 +4,10 @@
 #define FENRA_TESTS_FAULTS_INJECTION_H
 
 #include <cstdint>
-#include <ostream>
 
 namespace faults {
 
 enum class Call { WRITE, FSYNC, ALLOCATION };
-
-std::ostream& operator<<(std::ostream& out, Call call);
 
 // Puts the hooks in, without any fault.
 void install_hooks();

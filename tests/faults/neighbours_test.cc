@@ -3,9 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-
 #include "store/articledb.h"
 #include "store/process/gate.h"
 #include "tests/cli/program.h"
@@ -60,36 +57,6 @@ TEST_F(NeighboursTest, ACopyIsMadeBesideTheGate) {
             0);
   EXPECT_EQ(articledb_db_close(db), 0);
 }
-
-// The writer is the reading instance or another one of the process.
-class IndexWhileReadingTest : public FaultTest, public testing::WithParamInterface<bool> {};
-
-TEST_P(IndexWhileReadingTest, TheAnswerHoldsWhatWasThere) {
-  const Instance reader = open();
-  const Instance other = GetParam() ? open() : nullptr;
-  ostren::fenra::Fenra& writer = GetParam() ? *other : *reader;
-  constexpr uint64_t kBefore = 60;
-  const uint64_t end = kBefore + static_cast<uint64_t>(rounds(1)) * 60;
-  Urls before;
-  uint64_t next = 0;
-  for (; next < kBefore; ++next) {
-    ASSERT_TRUE(stores(writer, next));
-    before.push_back(url_of(next));
-  }
-  Urls urls;
-  const Results results(reader->lookup("etxea etxearen"));
-  while (const char* url = results->next()) {
-    urls.emplace_back(url);
-    if (next < end) {
-      ASSERT_TRUE(stores(writer, next++));
-    }
-  }
-  EXPECT_TRUE(std::is_sorted(urls.begin(), urls.end(), std::less_equal<>()));
-  EXPECT_TRUE(std::includes(urls.begin(), urls.end(), before.begin(), before.end()));
-  EXPECT_EQ(answer(*reader, "etxea").size(), next);
-}
-
-INSTANTIATE_TEST_SUITE_P(Instances, IndexWhileReadingTest, testing::Bool());
 
 }  // namespace
 }  // namespace faults

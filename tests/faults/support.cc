@@ -146,6 +146,22 @@ void run_apart(const std::function<void()>& work) {
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
+void silence() {
+  if (freopen("/dev/null", "w", stderr) == nullptr) {
+    _exit(1);
+  }
+}
+
+void for_each_call(const std::function<bool(int)>& fails) {
+  const int density = rounds(1);
+  int n = 1;
+  while (fails(n) && !testing::Test::HasFailure()) {
+    n += 1 + n / (2 * density);
+  }
+  EXPECT_FALSE(testing::Test::HasFailure()) << "call " << n;
+  EXPECT_GT(n, 1) << "no call has failed";
+}
+
 void run_in_small_file_system(const std::string& directory, const std::string& size,
                               const std::function<void()>& work) {
   constexpr int kNoMount = 77;
@@ -157,6 +173,7 @@ void run_in_small_file_system(const std::string& directory, const std::string& s
                      mount("tmpfs", directory.c_str(), "tmpfs", 0, ("size=" + size).c_str()) != 0) {
                    _exit(kNoMount);
                  }
+                 silence();
                  work();
                }),
                120);

@@ -109,8 +109,15 @@ int wait_for(pid_t process, int seconds = 0);
 // Runs `work` as start() does and expects it to end well.
 void run_apart(const std::function<void()>& work);
 
-// The same with an empty file system of the given size, as "48m", mounted on `directory`,
-// for up to two minutes more; skips the test where none can be mounted.
+// For the rest of the process nothing is heard of standard error.
+void silence();
+
+// Calls `fails`, which has a call of that number fail, until it tells with false that there
+// were not so many. In long runs all calls fail, a part of them otherwise.
+void for_each_call(const std::function<bool(int)>& fails);
+
+// The same, silenced, with an empty file system of the given size, as "48m", mounted on
+// `directory`, for up to two minutes more; skips the test where none can be mounted.
 void run_in_small_file_system(const std::string& directory, const std::string& size,
                               const std::function<void()>& work);
 
