@@ -6,7 +6,6 @@
 #include <fstream>
 #include <memory>
 
-#include "cli/progress.h"
 #include "facade/fenra.h"
 #include "tests/cli/program.h"
 
@@ -51,12 +50,6 @@ TEST_F(IndexTest, FollowsLinksToFilesOnly) {
   expect("index @store @pages --base-url u", 3, StartsWith("indexed 2, refused 1, skipped 2, "),
          HasSubstr("dangling.txt: cannot read the file: No such file"));
   EXPECT_EQ(search("mendia"), "u/link.txt u/real.txt");
-}
-
-TEST_F(IndexTest, NamesFilesByTheirAbsolutePathWithoutABase) {
-  const std::string page = write("pages/a.txt", "mendia");
-  expect("index @store @pages/../pages/a.txt", 0, StartsWith("indexed 1, "));
-  EXPECT_EQ(search("mendia"), "file://" + page);
 }
 
 TEST_F(IndexTest, TakesTheTypeOfNamedFilesFromTheCommandLine) {
@@ -139,24 +132,10 @@ TEST_F(IndexTest, RefusesMalformedLinesOfAList) {
                   "fenra: refused: none: cannot read the file: No such file or directory"));
 }
 
-TEST_F(IndexTest, ReplacesArticlesAsOftenAsTheyCome) {
-  for (const char* text : {"lehena mendia", "bigarrena mendia", "hirugarrena mendia"}) {
-    write("a.txt", text);
-    expect("index @store @a.txt --base-url u", 0, StartsWith("indexed 1"));
-    EXPECT_EQ(search("mendia"), "u/a.txt");
-    expect("show @store u/a.txt", 0, HasSubstr(text));
-  }
-  EXPECT_EQ(search("lehena"), "");
-  write("a.txt.txt", "beste bat");
-  expect("index @store @a.txt.txt --base-url u", 0, StartsWith("indexed 1"));
-  expect("show @store u/a.txt", 0, HasSubstr("\nid: 3\n"));
-  expect("stats @store", 0, StartsWith("articles 2\nlast id  4\n"));
-}
-
 TEST_F(IndexTest, MakesAStoreOfAnEmptyDirectoryOnly) {
   const std::string page = write("a.txt", "mendia");
   std::filesystem::create_directory(directory_ / "store");
-  expect("index @store @a.txt", 0, StartsWith("indexed 1"));
+  expect("index @store @store/../a.txt", 0, StartsWith("indexed 1"));
   EXPECT_EQ(search("mendia"), "file://" + page);
 
   write("full/letter", "keep");
@@ -379,6 +358,8 @@ TEST_F(VerifyTest, TuneSetsShowsAndTakesBack) {
   expect("tune @store --cache 20480", 0, StartsWith("cache set       20K, in DB_CONFIG\n"));
   expect("tune @store --cache default", 0, normal);
   EXPECT_FALSE(std::filesystem::exists(directory_ / config));
+  write(config, "set_flags DB_TXN_NOSYNC on\n");
+  expect("tune @store --cache 1M", 1, "", HasSubstr("line 1, 'set_flags DB_TXN_NOSYNC on'"));
 }
 
 TEST_F(VerifyTest, TuneRefusesWhatMakesNoSense) {
@@ -397,35 +378,6 @@ TEST_F(VerifyTest, TuneRefusesWhatMakesNoSense) {
   EXPECT_FALSE(std::filesystem::exists(directory_ / "store/DB_CONFIG"));
   EXPECT_EQ(1, run("tune @none --cache 1M").status);
   EXPECT_FALSE(std::filesystem::exists(directory_ / "none"));
-
-  const std::string wrong = "set_cachesize x\nset_flags DB_TXN_NOSYNC on\n";
-  write("store/DB_CONFIG", wrong);
-  for (const char* call : {"tune @store --cache 1M", "tune @store --cache default"}) {
-    expect(call, 1, "", HasSubstr("line 1, 'set_flags DB_TXN_NOSYNC on'"));
-  }
-  EXPECT_EQ(directory_.read("store/DB_CONFIG"), wrong);
-  expect("tune @store", 1, "", HasSubstr("line 1, 'set_cachesize x'"));
-}
-
-// ---- the bar ----
-
-TEST(ProgressLineTest, FitsItsWidth) {
-  const struct {
-    uint64_t done, total;
-    double seconds;
-    int width;
-    const char* text;
-  } cases[] = {{0, 10, 0, 50, "[..................] 0/10 articles, 0/s, -:-- left"},
-               {5, 10, 2, 50, "[#########.........] 5/10 articles, 2/s, 0:02 left"},
-               {10, 10, 5, 50, "[#################] 10/10 articles, 2/s, 0:00 left"},
-               {1, 7300, 1, 50, "[.............] 1/7300 articles, 1/s, 2:01:39 left"},
-               {5, 10, 2, 38, "5/10 articles, 2/s, 0:02 left"},
-               {2, 5, 1, 29, "2/5 articles, 2/s, 0:02 left"},  // 1.5 seconds
-               {5, 10, 2, 8, "5/10 art"},
-               {5, 10, 2, 0, ""}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(cli::progress_line(c.done, c.total, c.seconds, c.width), c.text);
-  }
 }
 
 }  // namespace
