@@ -330,48 +330,6 @@ TEST(ListCacheTest, GivesBackWhatItKeeps) {
   EXPECT_FALSE(cache.find(name_of(long_name), 6, &batch));
 }
 
-// Items that are stored between the reads are delivered behind the place of the list,
-// at every boundary of its batches.
-TEST_F(CursorTest, ListsGoOnWhileTheirKeyIsWritten) {
-  for (const guint64 stored : {0, 1, 15, 16, 17, 300, 3000}) {
-    for (const guint64 gap : {1, 2}) {
-      const std::string form = "k" + std::to_string(10000 + 2 * stored + gap);
-      Ids wanted;
-      for (guint64 i = 1; i <= stored; ++i) {
-        wanted.push_back(2 * i * gap);
-        ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, wanted.back()), 0);
-      }
-      ArticledbCursor* cursor = lookup(articledb_db_lookup_form, form);
-      guint64 last = 0;
-      guint64 id = 0;
-      ArticledbBuffer buffer = {&id, sizeof id, 0};
-      size_t next = 0;
-      int status;
-      while ((status = articledb_cursor_next_data_dup(cursor, &buffer)) == CURSOR_OK) {
-        ASSERT_GT(id, last);
-        if (next < wanted.size() && id == wanted[next]) {
-          ++next;
-        }
-        last = id;
-        // Before the place, which is not gone back to, and behind the end.
-        ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, 1), 0);
-        if (next <= stored && id <= 2 * stored * gap) {
-          ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, 1000000 + id), 0);
-        }
-      }
-      EXPECT_EQ(status, CURSOR_END);
-      EXPECT_EQ(next, stored);
-      if (stored != 0) {
-        EXPECT_EQ(last, 1000000 + wanted.back());
-      }
-      // The end stays the end.
-      ASSERT_EQ(articledb_transaction_put_form(t, form.data(), 6, 9000000), 0);
-      EXPECT_EQ(articledb_cursor_next_data_dup(cursor, &buffer), CURSOR_END);
-      EXPECT_EQ(articledb_cursor_close(cursor), 0);
-    }
-  }
-}
-
 TEST_F(CursorTest, ListsTakeItemsOfAnySizeAndOtherReads) {
   Strings wanted;
   for (int i = 0; i < 900; ++i) {
