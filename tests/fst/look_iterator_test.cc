@@ -233,29 +233,4 @@ TEST(LookIteratorDeathTest, HoldsFiveHundredAndTwelveEntries) {
   EXPECT_EXIT(look(from_att("0 0 0 0\n0\n"), ""), testing::ExitedWithCode(1), "Stack overflow");
 }
 
-TEST(LookStack, PushesPopsAndPrints) {
-  const Fst fst = fan("a", 0);
-  const Iterator it(lk_look_iterator_new());
-  lk_look_iterator_init(it.get(), fst.get(), "word", LK_LOOK_UP);
-  LookState* const root = look_stack_head(it.get());
-  root->out_word = 'r';
-  look_stack_push(it.get(), nullptr, "rd", 'x', root);
-  EXPECT_EQ(root, look_stack_head(it.get())->parent);
-  char* text = nullptr;
-  size_t length = 0;
-  FILE* const f = open_memstream(&text, &length);
-  look_stack_debug_print(f, it.get());
-  fclose(f);
-  EXPECT_EQ("\nSTACK\n0 \"rd\" 'x' 1\n" +
-                std::to_string(static_cast<int>(NODE_GET_SELF(fst->data))) + " \"word\" 'r' 0\n\n",
-            text);
-  free(text);
-  look_stack_pop(it.get());
-  EXPECT_EQ(root, look_stack_head(it.get()));
-  while (!look_stack_full(it.get())) {
-    look_stack_push(it.get(), nullptr, "", 0, nullptr);
-  }
-  EXPECT_EQ(LK_LOOK_STACK_SIZE, it->top);
-}
-
 }  // namespace

@@ -149,7 +149,6 @@ TEST_F(StoreStreams, TrigramPrefixesOfManyKeys) {
       ASSERT_EQ(some, fenra_test::drain(cut.get())) << keys;
     }
   }
-  EXPECT_EQ(0, Cursors::open);
   // A key that is too long ends what is collected.
   const std::string too_long = "k1300" + std::string(190, 'x');
   post(articledb_transaction_put_trigram, too_long, {5000001});
@@ -223,7 +222,6 @@ TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
     Script pulled;
     for (guint64 id; (id = pull(stream.get())) != 0 && pulled.size() < 2000;) {
       ASSERT_NE(kFail, id);
-      EXPECT_EQ(0, Cursors::open);
       pulled.push_back(id);
       if (pulled.size() < 100) {
         post("etxe", {next});
@@ -240,37 +238,6 @@ TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
     EXPECT_TRUE(std::equal(before->begin(), before->end(), pulled.begin())) << key;
     EXPECT_EQ(next - 1, pulled.back()) << key;
   }
-}
-
-// A Berkeley DB cursor that cannot be made gives null or a stream that fails, and
-// leaves no other one behind.
-TEST_F(StoreStreams, FailuresOfCursorCreation) {
-  for (const char* form : {"etxe", "etxea", "etxeak"}) {
-    post(form, {1, 2});
-    post(articledb_transaction_put_trigram, form + "\0eta\0hiri\0"s, {1, 2});
-    postLemma("etxe", {form});
-  }
-  // A scan needs one cursor, and one for the place of every key.
-  for (int cursors = 0; cursors <= 4; ++cursors) {
-    Cursors::left = cursors;
-    OstrenGenerator* stream = kTrigram(db, "etxe", 4);
-    EXPECT_EQ(cursors == 4, stream != nullptr) << cursors;
-    EXPECT_EQ(0, Cursors::open);
-    if (stream != nullptr) {
-      EXPECT_EQ(0, ostren_generator_free(stream));
-    }
-  }
-  for (const Query query : {kForm, kSource, kDate}) {
-    Cursors::left = 0;
-    const GeneratorPtr stream(query(db, "20090315", 8));
-    ASSERT_NE(nullptr, stream);
-    EXPECT_EQ(kFail, pull(stream.get()));
-    Cursors::left = G_MAXINT;
-    EXPECT_EQ(0u, pull(stream.get()));
-  }
-  // Without the forms of a lemma, quietly none.
-  Cursors::left = 0;
-  EXPECT_EQ(Script{}, read(kLemma, "etxe"));
 }
 
 }  // namespace

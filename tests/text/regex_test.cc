@@ -50,6 +50,8 @@ const Case kCases[] = {
     {kSub, "z*", "azb", "-", nullptr, 0, "a-b"},            // no empty match
     {kSub, "(?<=\\K[ab])b", "abb", "-", nullptr, 0, "--"},  // starts before the search
     {kSub, "(?=ab\\K)", "ab", "-", nullptr, 1, ""},         // ends before its start
+    {kSub, "a\\C", "a\xC3\xB1", "-", nullptr, 0, "-\xB1"},  // ends inside a character
+    {kExtract, "a(\\C)", "a\xC3\xB1", "-", nullptr, 0, "\xC3"},
     {kSub, "\\x{17f}", "s\xC5\xBFS", "-", nullptr, 0, "---"},
     {kFunction, "a", "banana", "", write_nothing, 0, "bnn"},
     {kFunction, "z", "", "", refuse, 0, ""},

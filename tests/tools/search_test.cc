@@ -83,22 +83,7 @@ FstPtr FromText(const std::string& arcs_and_finals) {
   return FstPtr(lk_fst_new_from_att_string((arcs_and_finals + "0 @0@\n3 a\n4 b\n").c_str()));
 }
 
-TEST(SearchCost, RefusesWhatHasNoneOrIsDamaged) {
-  const auto fault_of = [](const FstPtr& fst) {
-    SearchCost cost;
-    return MeasureSearchCost(fst.get(), &cost);
-  };
-  EXPECT_THAT(fault_of(FromText("0 1 0 0\n1 0 0 0\n1\n")), HasSubstr("cycle"));
-  EXPECT_THAT(fault_of(FromText("0 0 3 3\n0\n")), HasSubstr("cycle"));
-  // A cycle that no search comes to does no harm.
-  EXPECT_EQ(fault_of(FromText("0 2 3 3\n1 1 3 3\n2\n")), "");
-
-  std::string many;
-  for (int i = 0; i < 600; ++i) {
-    many += "0 1 3 3\n";
-  }
-  EXPECT_THAT(fault_of(FromText(many + "1\n")), HasSubstr("600 arcs"));
-
+TEST(SearchCost, RefusesWhatIsDamaged) {
   const std::pair<void (*)(LkFst*), const char*> damages[] = {
       {[](LkFst*) {}, ""},
       {[](LkFst* fst) { fst->flags = LK_FST_SORTED_UPPER; }, "sorted"},
@@ -112,8 +97,10 @@ TEST(SearchCost, RefusesWhatHasNoneOrIsDamaged) {
   for (const auto& [damage, fault] : damages) {
     const FstPtr fst = FromText("0 1 3 3\n0 1 3 4\n1 2 3 3\n2\n");
     damage(fst.get());
-    EXPECT_THAT(fault_of(fst), HasSubstr(fault));
-    EXPECT_EQ(fault_of(fst).empty(), fault[0] == '\0');
+    SearchCost cost;
+    const std::string found = MeasureSearchCost(fst.get(), &cost);
+    EXPECT_THAT(found, HasSubstr(fault));
+    EXPECT_EQ(found.empty(), fault[0] == '\0');
   }
 }
 
