@@ -87,9 +87,7 @@ class BulkFaultTest : public FaultTest {
 
 class BulkKillTest : public BulkFaultTest, public testing::WithParamInterface<bool> {};
 
-INSTANTIATE_TEST_SUITE_P(Works, BulkKillTest, testing::Bool(), [](const auto& compacting) {
-  return compacting.param ? "Compaction" : "Building";
-});
+INSTANTIATE_TEST_SUITE_P(Compacting, BulkKillTest, testing::Bool());
 
 TEST_P(BulkKillTest, LeavesAWholeStoreOrNone) {
   const bool compacting = GetParam();
@@ -117,18 +115,15 @@ TEST_P(BulkKillTest, LeavesAWholeStoreOrNone) {
 // ---- failing calls ----
 
 class BulkFailingCallsTest : public BulkFaultTest,
-                             public testing::WithParamInterface<std::pair<Call, bool>> {};
+                             public testing::WithParamInterface<std::tuple<Call, bool>> {};
 
-INSTANTIATE_TEST_SUITE_P(Calls, BulkFailingCallsTest,
-                         testing::Values(std::pair(Call::WRITE, false),
-                                         std::pair(Call::WRITE, true),
-                                         std::pair(Call::FSYNC, false),
-                                         std::pair(Call::FSYNC, true)));
+INSTANTIATE_TEST_SUITE_P(CallsAndCompacting, BulkFailingCallsTest,
+                         testing::Combine(testing::Values(Call::WRITE, Call::FSYNC),
+                                          testing::Bool()));
 
 TEST_P(BulkFailingCallsTest, AFailureLeavesWhatThereWas) {
   enum { kUnreached = 40, kFailed = 41 };
   const auto [call, compacting] = GetParam();
-  SCOPED_TRACE(compacting ? "compacting" : "building");
   for_each_call([&, call = call, compacting = compacting](int n) {
     begin(compacting);
     const int status = wait_for(start([&] {

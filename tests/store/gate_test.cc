@@ -369,34 +369,32 @@ int openTheOtherFirst(const char* name, int flags, ...) {
   return ::open(name, flags, mode);
 }
 
-TEST_F(GateTest, AStoreWhosePathEndsLikeThisOneKeepsItsMappings) {
+// Nothing of it stays mapped, and all of a store whose path ends like this one's. There is a
+// newline in the path, which the system writes in another way.
+TEST_F(GateTest, WhatIsMappedOfItAloneGoesWithAnEnvironment) {
   close();
+  std::filesystem::rename(path, root + "/lerro\nbat");
+  path = root + "/lerro\nbat";
   other_path = root + "/x" + path;
   std::filesystem::create_directories(std::filesystem::path(other_path).parent_path());
   ArticledbDb* made = articledb_db_new();
   ASSERT_EQ(articledb_db_create(made, other_path.c_str()), 0);
   ASSERT_EQ(articledb_db_close(made), 0);
   db_env_set_func_open(openTheOtherFirst);
-  reopen();
+  open();
   db_env_set_func_open(nullptr);
-  const int usual = countMappings(other_path + "/__db.");
-  ASSERT_GT(usual, 0);
+  const auto mapped = [this] {
+    const int all = countMappings("/lerro\\012bat/__db.");
+    const int others = countMappings("/x" + root + "/lerro\\012bat/__db.");
+    return std::pair(all - others, others);
+  };
+  const auto usual = mapped();
+  ASSERT_GT(usual.first, 0);
+  ASSERT_GT(usual.second, 0);
   neighbourDies();
   ASSERT_EQ(index("u", {"etxe"}), 0);
-  ASSERT_EQ(countMappings(other_path + "/__db."), usual);
+  EXPECT_EQ(mapped(), usual);
   EXPECT_EQ(articledb_db_close(other_handle), 0);
-}
-
-TEST_F(GateTest, ANewlineInItsPathLeavesNothingMapped) {
-  close();
-  std::filesystem::rename(path, root + "/lerro\nbat");
-  path = root + "/lerro\nbat";
-  reopen();
-  const int usual = countMappings("/lerro\\012bat/__db.");
-  ASSERT_GT(usual, 0);
-  neighbourDies();
-  ASSERT_EQ(index("u", {"etxe"}), 0);
-  EXPECT_EQ(countMappings("/lerro\\012bat/__db."), usual);
 }
 
 // All places are marked, those of the dead as well as that of this process's handle.

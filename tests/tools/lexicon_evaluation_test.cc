@@ -4,7 +4,6 @@
 #include <sstream>
 
 #include "tools/lexicon_evaluation/gold.h"
-#include "tools/lexicon_evaluation/running.h"
 #include "tools/lexicon_evaluation/score.h"
 
 namespace {
@@ -40,27 +39,6 @@ TEST(LexiconEvaluation, ScoresByHand) {
   EXPECT_NEAR(score.f1, 28.571, 0.001);
   ASSERT_EQ(score.wrong.size(), 3U);
   EXPECT_EQ(score.wrong[0].gold.form, "eta");
-}
-
-TEST(LexiconEvaluation, RunningTextIsSelectedByCapitalsAndNames) {
-  std::istringstream source(
-      "# comment\n"
-      "Etxea:etxe:IZE UPV/EHUko:UPV/EHU:SIG eta:LOT   # and more\n"
-      "etxean:etxe:IZE marketing-aren:marketing:ATZ\n");
-  const std::vector<Selection> selections = Selections(ReadRunning(source));
-  std::string text;
-  for (const Selection& selection : selections) {
-    text += selection.name;
-    for (const GoldForm& word : selection.words) {
-      text += " " + word.form + "/" + word.lemma;
-    }
-    text += "\n";
-  }
-  EXPECT_EQ(text,
-            "all Etxea/etxe UPV/EHUko/UPV/EHU eta/eta etxean/etxe marketing-aren/marketing\n"
-            "folded etxea/etxe upv/ehuko/upv/ehu eta/eta etxean/etxe marketing-aren/marketing\n"
-            "small eta/eta etxean/etxe\n"
-            "names UPV/EHUko/UPV/EHU marketing-aren/marketing\n");
 }
 
 }  // namespace
