@@ -149,17 +149,18 @@ class StoreTest : public ::testing::Test {
     open();
   }
 
-  // What opening the store gives, and what it complains of.
-  int openAndClose(std::string* complaint = nullptr) const {
+  int openAndClose() const {
     ArticledbDb* handle = articledb_db_new();
-    testing::internal::CaptureStderr();
     const int status = articledb_db_open(handle, path.c_str());
-    const std::string complaints = testing::internal::GetCapturedStderr();
     EXPECT_EQ(articledb_db_close(handle), 0);
-    if (complaint != nullptr) {
-      *complaint = complaints;
-    }
     return status;
+  }
+
+  // The store cannot be opened, and a message says why.
+  void expectRefused(int status, const std::string& message) const {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(openAndClose(), status);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(message));
   }
 
   // Another handle on the store.
