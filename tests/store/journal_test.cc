@@ -26,12 +26,14 @@ class JournalFileTest : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(open(true), 0); }
 
-  int open(bool create) { return JournalFile::open(directory.path().c_str(), create, &file); }
+  int open(bool create) {
+    return status_of([&] { file = JournalFile::open(directory.path().c_str(), create); });
+  }
 
   // Returns the offset behind the record.
   guint64 write(guint64 offset, guint64 id, const std::string& payload) const {
     std::string record = std::string(JOURNAL_RECORD_HEADER_BYTES, '-') + payload;
-    EXPECT_EQ(file->write(offset, id, &record), 0);
+    file->write(offset, id, &record);
     return offset + record.size();
   }
 
@@ -47,7 +49,7 @@ class JournalFileTest : public testing::Test {
 
   std::string contents() const { return directory.read("fenra.journal"); }
   void overwrite(const std::string& bytes) const { directory.write("fenra.journal", bytes); }
-  void remove() const { EXPECT_EQ(JournalFile::remove(directory.path().c_str()), 0); }
+  void remove() const { JournalFile::remove(directory.path().c_str()); }
 
   const TemporaryDirectory directory;
   std::unique_ptr<JournalFile> file;
@@ -255,7 +257,7 @@ TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
 TEST_F(JournalTest, ChangedPayloadsAreArticlesOrRefused) {
   ASSERT_EQ(index("a", {"bat", "bi", "hiru", "bat", std::string(80, 'w'), "lau", "bat", "bi"}), 0);
   std::unique_ptr<JournalFile> file;
-  ASSERT_EQ(JournalFile::open(path.c_str(), false, &file), 0);
+  file = JournalFile::open(path.c_str(), false);
   std::string bytes;
   const auto records = file->read(JournalFile::BEGIN, JournalFile::MOST_BYTES, &bytes);
   ASSERT_THAT(records, SizeIs(1));
@@ -378,9 +380,9 @@ TEST_F(JournalTest, OneThatCannotBeReadIsReportedAndKept) {
   // Records that are whole and no articles.
   std::unique_ptr<JournalFile> file;
   std::filesystem::remove(name);
-  ASSERT_EQ(JournalFile::open(path.c_str(), true, &file), 0);
+  file = JournalFile::open(path.c_str(), true);
   std::string record = std::string(JOURNAL_RECORD_HEADER_BYTES, '-') + "ez da artikulua";
-  ASSERT_EQ(file->write(JournalFile::BEGIN, 1, &record), 0);
+  file->write(JournalFile::BEGIN, 1, &record);
   expectRefused(EPROTO, "remove the file");
   std::filesystem::remove(name);
   open();
