@@ -11,7 +11,7 @@
 
 using namespace ostren::fenra;
 using ostren::fenra::text::is_valid_utf8;
-using ostren::fenra::text::valid_utf8_length;
+using ostren::fenra::text::first_invalid_utf8;
 
 namespace {
 
@@ -22,7 +22,7 @@ struct PlainText {
 };
 
 bool take_plain_text(const char* data, int length, PlainText* text) {
-  const size_t valid = valid_utf8_length({data, static_cast<size_t>(length)});
+  const size_t valid = first_invalid_utf8({data, static_cast<size_t>(length)});
   if (valid != static_cast<size_t>(length)) {
     fprintf(stderr, "UTF-8 baliogabea %zu. bytean: fitxategia ezin da indexatu.\n", valid);
     return false;

@@ -4,16 +4,17 @@
 
 namespace ostren::fenra::text {
 
-size_t valid_utf8_length(std::string_view text) {
+size_t first_invalid_utf8(std::string_view text) {
   const char* rest = text.data();
   const char* const end = rest + text.size();
+  // GLib stops at a zero byte as if it were an error; it is passed over here.
   while (!g_utf8_validate(rest, end - rest, &rest) && *rest == '\0') {
     ++rest;
   }
   return static_cast<size_t>(rest - text.data());
 }
 
-bool is_valid_utf8(std::string_view text) { return valid_utf8_length(text) == text.size(); }
+bool is_valid_utf8(std::string_view text) { return first_invalid_utf8(text) == text.size(); }
 
 bool is_valid_utf8(const char* text, int length) {
   if (text == nullptr || length < 0) {

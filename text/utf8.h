@@ -2,14 +2,15 @@
 #ifndef FENRA_TEXT_UTF8_H
 #define FENRA_TEXT_UTF8_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 namespace ostren::fenra::text {
 
-// The offset of the first byte that is not part of valid UTF-8, or the length. Zero bytes are
-// characters like others, unlike for GLib.
-size_t valid_utf8_length(std::string_view text);
+// The offset of the first byte that is not UTF-8, or the text's size. Zero bytes are
+// characters like others.
+size_t first_invalid_utf8(std::string_view text);
 
 // Whether `text` is valid UTF-8.
 bool is_valid_utf8(std::string_view text);

@@ -1,82 +1,112 @@
 #include "text/web_page.h"
 
-#include <libxml/HTMLparser.h>
+#include <glib.h>
 
-#include <climits>
-#include <cstring>
-#include <memory>
+#include <algorithm>
 
+#include "text/encoding.h"
 #include "text/utf8.h"
+#include "text/web_markup.h"
+#include "text/web_reader.h"
+#include "text/web_simplifier.h"
 
 namespace ostren::fenra::text {
 namespace {
 
-struct Reader {
-  std::string text;
-  int hidden = 0;
-};
-
-bool is_hidden(const xmlChar* name) {
-  return xmlStrEqual(name, BAD_CAST "script") != 0 || xmlStrEqual(name, BAD_CAST "style") != 0 ||
-         xmlStrEqual(name, BAD_CAST "template") != 0;
+// The type itself, without parameters and blanks around it.
+std::string_view essence(std::string_view mime_type) {
+  mime_type = mime_type.substr(0, mime_type.find(';'));
+  const size_t from = std::min(mime_type.find_first_not_of(" \t\r\n"), mime_type.size());
+  const size_t end = mime_type.find_last_not_of(" \t\r\n") + 1;
+  return mime_type.substr(from, end - std::min(end, from));
 }
 
-void start_element(void* context, const xmlChar* name, const xmlChar** /*attributes*/) {
-  auto* reader = static_cast<Reader*>(context);
-  reader->hidden += is_hidden(name) ? 1 : 0;
-  const htmlElemDesc* element = htmlTagLookup(name);
-  if (element != nullptr && element->isinline == 0 && !reader->text.empty()) {
-    reader->text += '\n';
+bool is_visible(const std::string& text) {
+  for (const char* at = text.data(); at < text.data() + text.size(); at = g_utf8_next_char(at)) {
+    if (g_unichar_isgraph(g_utf8_get_char(at))) {
+      return true;
+    }
   }
+  return false;
 }
 
-void end_element(void* context, const xmlChar* name) {
-  auto* reader = static_cast<Reader*>(context);
-  reader->hidden -= is_hidden(name) ? 1 : 0;
-  const htmlElemDesc* element = htmlTagLookup(name);
-  if (element != nullptr && element->isinline == 0 && !reader->text.empty()) {
-    reader->text += '\n';
+// Returns false when the text is in an encoding that is told, but unknown here, or when
+// none is told.
+bool decode_as_told(std::string_view bytes, std::string_view mime_type, bool is_page,
+                    std::string* text) {
+  const char* encoding = take_byte_order_mark(&bytes);
+  if (encoding == nullptr) {
+    encoding = encoding_of_mime_type(mime_type);
   }
+  if (encoding == nullptr && is_page) {
+    encoding = encoding_of_page(bytes);
+  }
+  return encoding != nullptr && to_utf8(bytes, encoding, text);
 }
 
-void characters(void* context, const xmlChar* bytes, int length) {
-  auto* reader = static_cast<Reader*>(context);
-  if (reader->hidden == 0) {
-    reader->text.append(reinterpret_cast<const char*>(bytes), static_cast<size_t>(length));
+bool decode(std::string_view bytes, std::string_view mime_type, bool is_page, std::string* text,
+            std::string* reason) {
+  if (decode_as_told(bytes, mime_type, is_page, text)) {
+    return true;
   }
+  const size_t invalid = first_invalid_utf8(bytes);
+  if (invalid == bytes.size()) {
+    text->assign(bytes);
+    return true;
+  }
+  if (is_page) {
+    return to_utf8(bytes, "CP1252", text) || to_utf8(bytes, "UTF-8", text);
+  }
+  char byte[8];
+  g_snprintf(byte, sizeof byte, "0x%02X", static_cast<unsigned char>(bytes[invalid]));
+  *reason = "byte " + std::to_string(invalid) + " (" + byte +
+            ") is not UTF-8; name the text's encoding in the MIME type, as text/plain; "
+            "charset=windows-1252";
+  return false;
+}
+
+bool page_to_text(std::string_view html, bool is_xml, std::string* text) {
+  WebReader reader;
+  WebSimplifier simplifier(html, is_xml || html.substr(0, 5) == "<?xml", &reader);
+  simplifier.run();
+  std::string body;
+  if (!reader.finish(&body)) {
+    return false;
+  }
+  *text = simplifier.title();
+  if (!text->empty() && !body.empty()) {
+    *text += '\n';
+  }
+  *text += body;
+  return true;
 }
 
 }  // namespace
 
 bool web_page_to_text(std::string_view bytes, const char* mime_type, std::string* text,
                       std::string* reason) {
-  if (!is_valid_utf8(bytes) || bytes.size() > INT_MAX) {
-    *reason = "not UTF-8";
+  const std::string_view type = mime_type == nullptr ? "" : mime_type;
+  const bool is_page = !equals_ignoring_case(essence(type), "text/plain");
+  std::string decoded;
+  if (!decode(bytes, type, is_page, &decoded, reason)) {
     return false;
   }
-  if (mime_type != nullptr && strncmp(mime_type, "text/plain", 10) == 0) {
-    text->assign(bytes);
-    return true;
+  std::string result;
+  if (is_page) {
+    const bool is_xml = equals_ignoring_case(essence(type), "application/xhtml+xml");
+    if (!page_to_text(decoded, is_xml, &result)) {
+      *reason = "memory is short";
+      return false;
+    }
+  } else {
+    std::replace(decoded.begin(), decoded.end(), '\0', ' ');
+    result = std::move(decoded);
   }
-  Reader reader;
-  const std::unique_ptr<htmlParserCtxt, decltype(&htmlFreeParserCtxt)> parser(
-      htmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size())), htmlFreeParserCtxt);
-  if (parser != nullptr) {
-    htmlSAXHandler handler{};
-    handler.startElement = start_element;
-    handler.endElement = end_element;
-    handler.characters = characters;
-    *parser->sax = handler;
-    parser->userData = &reader;
-    htmlCtxtUseOptions(parser.get(), HTML_PARSE_RECOVER | HTML_PARSE_NOERROR |
-                                         HTML_PARSE_NOWARNING | HTML_PARSE_IGNORE_ENC);
-    htmlParseDocument(parser.get());
-  }
-  if (reader.text.find_first_not_of(" \t\r\n") == std::string::npos) {
-    *reason = "the page has no visible text";
+  if (!is_visible(result)) {
+    *reason = "nothing in it is visible text";
     return false;
   }
-  *text = std::move(reader.text);
+  *text = std::move(result);
   return true;
 }
 

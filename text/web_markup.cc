@@ -1,0 +1,136 @@
+#include "text/web_markup.h"
+
+#include <algorithm>
+
+namespace ostren::fenra::text {
+namespace {
+
+constexpr size_t kLongestName = 16;
+
+size_t skip_spaces(std::string_view html, size_t at) {
+  while (at < html.size() && is_html_space(html[at])) {
+    ++at;
+  }
+  return at;
+}
+
+// Behind "=": the value, and `*at` behind it and its quotes.
+std::string_view read_value(std::string_view html, size_t* at) {
+  const size_t from = skip_spaces(html, *at);
+  const char quote = from < html.size() ? html[from] : '\0';
+  if (quote == '"' || quote == '\'') {
+    const size_t end = std::min(html.find(quote, from + 1), html.size());
+    *at = std::min(end + 1, html.size());
+    return html.substr(from + 1, end - from - 1);
+  }
+  *at = std::min(html.find_first_of(" \t\n\r\f>", from), html.size());
+  return html.substr(from, *at - from);
+}
+
+// Whether the tag's name at `at` is `name`, and ends there.
+bool is_name_at(std::string_view html, size_t at, std::string_view name) {
+  if (!equals_ignoring_case(html.substr(std::min(at, html.size()), name.size()), name)) {
+    return false;
+  }
+  const size_t end = at + name.size();
+  return end < html.size() && (is_html_space(html[end]) || html[end] == '/' || html[end] == '>');
+}
+
+size_t script_end(std::string_view html, size_t from) {
+  enum { kCode, kComment, kScriptInComment } state = kCode;
+  for (size_t at = from; (at = html.find_first_of("<-", at)) != std::string_view::npos; ++at) {
+    if (html[at] == '-') {
+      if (html.substr(at, 3) == "-->") {
+        state = kCode;
+      }
+    } else if (state == kCode && html.substr(at, 4) == "<!--") {
+      state = kComment;
+      ++at;  // "<!-->" is a whole comment
+    } else if (state == kComment && is_name_at(html, at + 1, "script")) {
+      state = kScriptInComment;
+    } else if (html.substr(at, 2) == "</" && is_name_at(html, at + 2, "script")) {
+      if (state != kScriptInComment) {
+        return at;
+      }
+      state = kComment;
+    }
+  }
+  return html.size();
+}
+
+}  // namespace
+
+bool equals_ignoring_case(std::string_view text, std::string_view lower) {
+  return text.size() == lower.size() &&
+         std::equal(text.begin(), text.end(), lower.begin(),
+                    [](char a, char b) { return ascii_lower(a) == b; });
+}
+
+bool next_attribute(std::string_view html, size_t* at, Attribute* attribute) {
+  while (*at < html.size() && (is_html_space(html[*at]) || html[*at] == '/')) {
+    ++*at;
+  }
+  if (*at >= html.size() || html[*at] == '>') {
+    return false;
+  }
+  const size_t from = *at;
+  // A "=" that comes first belongs to the name.
+  *at = std::min(html.find_first_of(" \t\n\r\f/>=", from + 1), html.size());
+  attribute->name = html.substr(from, *at - from);
+  attribute->value = {};
+  const size_t next = skip_spaces(html, *at);
+  if (next < html.size() && html[next] == '=') {
+    *at = next + 1;
+    attribute->value = read_value(html, at);
+  }
+  return true;
+}
+
+bool read_tag(std::string_view html, size_t from, Tag* tag, size_t* end) {
+  size_t at = std::min(html.find_first_of(" \t\n\r\f/>", from), html.size());
+  tag->name.assign(html.substr(from, std::min(at - from, kLongestName)));
+  std::transform(tag->name.begin(), tag->name.end(), tag->name.begin(), ascii_lower);
+  tag->hidden = tag->open = false;
+  size_t attribute_end = at;
+  Attribute attribute;
+  while (next_attribute(html, &at, &attribute)) {
+    attribute_end = at;
+    tag->hidden |= equals_ignoring_case(attribute.name, "hidden") &&
+                   !equals_ignoring_case(attribute.value, "until-found");
+    tag->open |= equals_ignoring_case(attribute.name, "open");
+  }
+  tag->self_closing = at > attribute_end && html[at - 1] == '/';
+  *end = std::min(at + 1, html.size());
+  return at < html.size();
+}
+
+size_t comment_end(std::string_view html, size_t from) {
+  for (const std::string_view whole : {">", "->"}) {
+    if (html.substr(from, whole.size()) == whole) {
+      return from + whole.size();
+    }
+  }
+  for (size_t at = from; (at = html.find("--", at)) != std::string_view::npos; ++at) {
+    if (html.substr(at + 2, 1) == ">") {
+      return at + 3;
+    }
+    if (html.substr(at + 2, 2) == "!>") {
+      return at + 4;
+    }
+  }
+  return html.size();
+}
+
+size_t raw_text_end(std::string_view html, size_t from, std::string_view name) {
+  if (name == "script") {
+    return script_end(html, from);
+  }
+  for (size_t at = from; (at = html.find("</", at)) != std::string_view::npos; ++at) {
+    if (is_name_at(html, at + 2, name)) {
+      return at;
+    }
+  }
+  return html.size();
+}
+
+}  // namespace ostren::fenra::text
