@@ -7,7 +7,7 @@ namespace {
 
 constexpr Names<Element> kNames[] = {
     {Element::kApart, "button meter object output progress rb rp rt rtc select"},
-    {Element::kVoid, "embed img input"},
+    {Element::kVoid, "embed image img input keygen"},
     {Element::kBlock,
      "address article aside blockquote center details dir div dl fieldset figcaption figure footer "
      "form h1 h2 h3 h4 h5 h6 header hgroup legend main marquee menu nav ol search section summary "
