@@ -36,6 +36,27 @@ bool is_name_at(std::string_view html, size_t at, std::string_view name) {
   return end < html.size() && (is_html_space(html[end]) || html[end] == '/' || html[end] == '>');
 }
 
+// Whether a tag's attribute hides the element.
+bool hides(const Attribute& attribute) {
+  if (equals_ignoring_case(attribute.name, "hidden")) {
+    return !equals_ignoring_case(attribute.value, "until-found");
+  }
+  constexpr std::string_view kNotDisplayed = "display:none";
+  if (!equals_ignoring_case(attribute.name, "style")) {
+    return false;
+  }
+  size_t matched = 0;
+  for (size_t i = 0; i < attribute.value.size() && matched < kNotDisplayed.size(); ++i) {
+    const char c = ascii_lower(attribute.value[i]);
+    if (c == kNotDisplayed[matched]) {
+      ++matched;
+    } else if (!is_html_space(c)) {
+      matched = c == kNotDisplayed[0] ? 1 : 0;
+    }
+  }
+  return matched == kNotDisplayed.size();
+}
+
 size_t script_end(std::string_view html, size_t from) {
   enum { kCode, kComment, kScriptInComment } state = kCode;
   for (size_t at = from; (at = html.find_first_of("<-", at)) != std::string_view::npos; ++at) {
@@ -95,8 +116,7 @@ bool read_tag(std::string_view html, size_t from, Tag* tag, size_t* end) {
   Attribute attribute;
   while (next_attribute(html, &at, &attribute)) {
     attribute_end = at;
-    tag->hidden |= equals_ignoring_case(attribute.name, "hidden") &&
-                   !equals_ignoring_case(attribute.value, "until-found");
+    tag->hidden |= hides(attribute);
     tag->open |= equals_ignoring_case(attribute.name, "open");
   }
   tag->self_closing = at > attribute_end && html[at - 1] == '/';

@@ -30,7 +30,7 @@ bool next_attribute(std::string_view html, size_t* at, Attribute* attribute);
 struct Tag {
   std::string name;  // in lower case, cut where it is longer than any that counts
   bool self_closing = false;
-  bool hidden = false;  // has the attribute "hidden", which "until-found" is not
+  bool hidden = false;  // by its attributes "hidden" or "style"
   bool open = false;    // has the attribute "open"
 };
 

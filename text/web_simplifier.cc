@@ -39,6 +39,12 @@ bool is_seen_raw(Element element) {
          element == Element::kRestText;
 }
 
+// Elements of SVG and MathML.
+bool is_unseen_foreign(std::string_view name) {
+  return name == "title" || name == "desc" || name == "metadata" || name == "annotation" ||
+         name == "annotation-xml" || name == "script" || name == "style";
+}
+
 bool stays_in_head(Element element) {
   switch (element) {
     case Element::kHead:
@@ -114,6 +120,9 @@ void WebSimplifier::read_cdata() {
 void WebSimplifier::start_tag(const Tag& tag) {
   const Element element = element_of(tag.name);
   in_head_ = in_head_ && stays_in_head(element);
+  if (!is_xml_ && is_structure(element)) {
+    foreign_ = 0;  // whose end tag is missing, or which holds HTML
+  }
   if (foreign_ > 0) {
     start_foreign(tag);
   } else {
@@ -167,12 +176,11 @@ void WebSimplifier::start_element(const Tag& tag, Element element) {
 
 // Within SVG and MathML names mean other things, and "/>" ends an element.
 void WebSimplifier::start_foreign(const Tag& tag) {
-  const bool is_description = tag.name == "title" || tag.name == "desc" || tag.name == "metadata";
   if (tag.self_closing && !is_xml_) {
     add(" ");
   } else if (element_of(tag.name) == Element::kForeign) {
     ++foreign_;
-  } else if (is_description || element_of(tag.name) == Element::kRaw) {
+  } else if (is_unseen_foreign(tag.name)) {
     at_ = tag.self_closing ? at_ : raw_text_end(html_, at_, tag.name);
   } else {
     add(tag.name == "tspan" ? "" : " ");
@@ -285,7 +293,7 @@ void WebSimplifier::add_character(std::string_view character) {
     add_run(kLessThan);
   } else if (character == "&") {
     add_run(kAmpersand);
-  } else if (character == "\n" && preformatted_ > 0) {
+  } else if (character == "\n" && preformatted_ > 0 && title_target_ == nullptr) {
     add_run(kLineEnd);
   } else if (is_control(character[0])) {
     add_run(" ");
