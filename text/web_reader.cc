@@ -41,6 +41,9 @@ void WebReader::characters(void* reader, const xmlChar* bytes, int length) {
 }
 
 void WebReader::open_parser() {
+  // Once, whatever number of threads come first.
+  static const bool initialized = (xmlInitParser(), true);
+  static_cast<void>(initialized);
   htmlSAXHandler handler{};
   handler.startElement = start_element;
   handler.endElement = end_element;

@@ -11,7 +11,7 @@ constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 && !is_html_space(c); }
 
 // Whether a run of text ends before this byte: "<" and "&", bytes that cannot stay, and
-// the first of the stand-ins'.
+// the first of the characters that cannot: the stand-ins, and what the parser drops.
 bool ends_run(char c) {
   return c == '<' || c == '&' || c == '\n' || is_control(c) || c == kLineEnd[0];
 }
@@ -297,7 +297,8 @@ void WebSimplifier::add_character(std::string_view character) {
     add_run(kLineEnd);
   } else if (is_control(character[0])) {
     add_run(" ");
-  } else if (character == kLessThan || character == kAmpersand || character == kLineEnd) {
+  } else if (character == kLessThan || character == kAmpersand || character == kLineEnd ||
+             character == "\uFFFE" || character == "\uFFFF") {
     add_run(kReplacementCharacter);
   } else {
     add_run(character);

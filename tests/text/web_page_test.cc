@@ -104,6 +104,7 @@ constexpr Case kPages[] = {
     {"&#241;&#xF1;&#XF1&#241a&#150;&#x80;", "ñññña–€"},
     {"&#0;&#xD800;&#x110000;&#99999999999;&#xFDD0;", "\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
     {"& &; &# &#; &#x; &ez; &toolongtobeaname; &", "& &; &# &#; &#x; &ez; &toolongtobeaname; &"},
+    {"a\uFFFF&#xFFFE;b", "a\uFFFD\uFFFDb"},
     {"a&#1;b\x01\x02"
      "c\u00AD",
      "a b c\u00AD"},
@@ -209,6 +210,7 @@ TEST(WebPage, TakesHostilePagesInLinearTimeOnASmallStack) {
       std::string(10 * count, '<'),
       std::string(10 * count, '&'),
       std::string(10 * count, '\0'),
+      repeat("\uFFFF", count),
       "\xFF\xFE" + repeat("\xDC\xD8", count),
   };
   on_small_stack([&] {
