@@ -62,23 +62,23 @@ bool ends_in_order(const char* directory) {
 // Whether a page of the database file names a place in a log, as the first number that it
 // begins with. Those of a store that was built in bulk or compacted do not.
 bool names_log(const std::string& path) {
-  const Descriptor file = open_to_read(path, O_NOFOLLOW);
   constexpr size_t BLOCK_BYTES = size_t{PAGE_BYTES} * 64;
-  std::vector<char> block(BLOCK_BYTES);
-  guint64 at = 0;
-  size_t count = BLOCK_BYTES;
-  while (count == BLOCK_BYTES) {
-    count = read_whole(file.get(), block.data(), BLOCK_BYTES, at);
-    at += count;
-    for (size_t page = 0; page + PAGE_BYTES <= count; page += PAGE_BYTES) {
-      guint32 log = 0;
-      memcpy(&log, &block[page], sizeof log);
-      if (log != 0) {
-        return true;
+  bool found = false;
+  // What cannot be read shows when the store is opened.
+  status_of([&] {
+    const Descriptor file = open_to_read(path, O_NOFOLLOW);
+    std::vector<char> block(BLOCK_BYTES);
+    size_t count = BLOCK_BYTES;
+    for (guint64 at = 0; !found && count == BLOCK_BYTES; at += count) {
+      count = read_whole(file.get(), block.data(), BLOCK_BYTES, at);
+      for (size_t page = 0; !found && page + PAGE_BYTES <= count; page += PAGE_BYTES) {
+        guint32 log = 0;
+        memcpy(&log, &block[page], sizeof log);
+        found = log != 0;
       }
     }
-  }
-  return false;
+  });
+  return found;
 }
 
 bool follow_each_other(const std::vector<guint32>& numbers) {
