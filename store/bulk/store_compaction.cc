@@ -44,9 +44,9 @@ void put_in_order(const std::string& path) {
 }
 
 // Keeps everybody else out of a store that has been closed in order.
-class Seclusion {
+class SoleUse {
  public:
-  explicit Seclusion(const std::string& path) {
+  explicit SoleUse(const std::string& path) {
     bool alone = false;
     ArticledbDirectoryLock* lock = nullptr;
     require(directory_lock_enter(path.c_str(), &lock, &alone));
@@ -58,13 +58,13 @@ class Seclusion {
     require(gate_->was_clean() ? 0 : EBUSY);
   }
   // Nothing has been changed.
-  ~Seclusion() {
+  ~SoleUse() {
     if (gate_ != nullptr && gate_->was_clean()) {
       gate_->set_clean();
     }
   }
-  Seclusion(const Seclusion&) = delete;
-  Seclusion& operator=(const Seclusion&) = delete;
+  SoleUse(const SoleUse&) = delete;
+  SoleUse& operator=(const SoleUse&) = delete;
 
  private:
   Owner<ArticledbDirectoryLock> lock_;
@@ -162,7 +162,7 @@ void compact_store(const std::string& path, size_t cache_bytes, WorkMeter* meter
   struct stat attributes = {};
   require_call(stat(file.c_str(), &attributes));
   put_in_order(path);
-  const Seclusion seclusion(path);
+  const SoleUse sole_use(path);
   BuildDirectory directory(path);
   require_call(stat(file.c_str(), &attributes));
   meter->set_total(static_cast<guint64>(attributes.st_size));

@@ -12,7 +12,7 @@
 #include <mutex>
 #include <new>
 
-// The door is an exclusive flock, presence a shared record lock of the open file
+// The turn is an exclusive flock, presence a shared record lock of the open file
 // description on byte 0, and on byte 1 + n for place n; the two kinds do not see
 // each other. A directory can only be opened for reading, which is enough for both
 // and for asking who else is there.
@@ -124,7 +124,7 @@ int become_present(int fd, off_t byte) {
 }
 
 // ESTALE when the path has come to name another directory, as compaction makes it do,
-// while this one's door was shut.
+// in the turn of this one.
 int still_named(int fd, const char* path) {
   struct stat entered = {};
   struct stat named = {};
@@ -153,7 +153,7 @@ int try_to_enter(const char* path, ArticledbDirectoryLock** lock, bool* alone) {
     close(fd);
     return ENOMEM;
   }
-  int ret = directory_lock_shut_door(entered.get(), alone);
+  int ret = directory_lock_take_turn(entered.get(), alone);
   if (ret == 0) {
     ret = become_present(fd, 0);
   }
@@ -176,12 +176,12 @@ int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* 
   return ret;
 }
 
-int directory_lock_shut_door(ArticledbDirectoryLock* lock, bool* alone) {
+int directory_lock_take_turn(ArticledbDirectoryLock* lock, bool* alone) {
   const int ret = shut_door(lock->fd);
   return ret != 0 ? ret : look_for_others(lock->fd, 0, alone);
 }
 
-void directory_lock_open_door(ArticledbDirectoryLock* lock) { flock(lock->fd, LOCK_UN); }
+void directory_lock_end_turn(ArticledbDirectoryLock* lock) { flock(lock->fd, LOCK_UN); }
 
 int directory_lock_take_place(ArticledbDirectoryLock* lock, int place) {
   return become_present(lock->fd, off_t{1} + place);

@@ -2,7 +2,7 @@
 // each other: who is there, and who opens or closes right now.
 //
 // Every open handle is present in the directory, and openings and closings come
-// one at a time through its door. All of it are locks on the directory itself, of
+// one at a time, by turns. All of it are locks on the directory itself, of
 // kinds that belong to an open file description: two handles of one process count
 // as two, closing one does not disturb the other, and a killed process leaves
 // nothing behind, in whatever namespace it had its number. A forked child has none of
@@ -14,22 +14,22 @@ struct ArticledbDirectoryLock;
 
 namespace ostren::fenra::store {
 
-// Enters the directory: shuts the door behind it, for which it waits two minutes
-// at most, and becomes present. *alone tells whether no one else is. The door stays
-// shut until directory_lock_open_door or directory_lock_release. Returns 0, EBUSY
-// when the door stayed shut by another, or the code of the system call that failed;
+// Enters the directory: takes the turn, for which it waits two minutes at most, and
+// becomes present. *alone tells whether no one else is. The turn lasts until
+// directory_lock_end_turn or directory_lock_release. Returns 0, EBUSY
+// when another one kept the turn, or the code of the system call that failed;
 // *lock is set on success only.
 int directory_lock_enter(const char* path, ArticledbDirectoryLock** lock, bool* alone);
 
-// Shuts the door again, before leaving. Results as directory_lock_enter.
-int directory_lock_shut_door(ArticledbDirectoryLock* lock, bool* alone);
+// Takes the turn again, before leaving. Results as directory_lock_enter.
+int directory_lock_take_turn(ArticledbDirectoryLock* lock, bool* alone);
 
 // Lets the next one in or out.
-void directory_lock_open_door(ArticledbDirectoryLock* lock);
+void directory_lock_end_turn(ArticledbDirectoryLock* lock);
 
 // Presence in one of the numbered places, for as long as the lock lasts. Returns 0
-// or the code of the system call. Only one handle may take a place at a time: the door is
-// shut.
+// or the code of the system call. Only one handle may take a place at a time: in its
+// turn.
 int directory_lock_take_place(ArticledbDirectoryLock* lock, int place);
 
 // Whether another handle is present in the place. A doubt counts as presence.

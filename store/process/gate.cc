@@ -68,7 +68,7 @@ int gate_enter(ArticledbDb* db, Access access) {
 void gate_leave(ArticledbDb* db, int code) {
   GateFile* file = db->gate->file.get();
   if (code == DB_RUNRECOVERY) {
-    file->condemn();
+    file->require_recovery();
   }
   if (db->gate->incomplete) {
     // Nothing of what has been read may be kept.
@@ -92,7 +92,7 @@ bool Retries::again(ArticledbDb* db, int code) {
   GateFile* file = db->gate->file.get();
   if (++refusals_ == 1 && lock_gate(db->gate) == 0) {
     if (count_abandoned(db->gate) > 0) {
-      file->condemn();
+      file->require_recovery();
     }
     file->unlock();
   }

@@ -32,7 +32,7 @@ enum class Access { READ, CHANGE, APPEND };
 // entry tries again.
 int gate_enter(ArticledbDb* db, Access access);
 
-// Leaves it with the code of what was done. DB_RUNRECOVERY condemns the environment:
+// Leaves it with the code of what was done. After DB_RUNRECOVERY the environment needs recovery:
 // whoever enters next recovers it.
 void gate_leave(ArticledbDb* db, int code);
 

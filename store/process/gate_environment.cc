@@ -17,7 +17,7 @@ int lock_gate(ArticledbGate* gate) {
 }
 
 bool is_present(const ArticledbGate* gate) {
-  return gate->generation == gate->file->generation() && !gate->file->condemned();
+  return gate->generation == gate->file->generation() && !gate->file->needs_recovery();
 }
 
 int count_abandoned(const ArticledbGate* gate) {
@@ -38,20 +38,21 @@ void clear_abandoned(const ArticledbGate* gate) {
 
 int open_environment(ArticledbDb* db) {
   ArticledbGate* gate = db->gate;
-  const bool condemned = gate->file->condemned();
-  if (condemned) {
+  const bool needs_recovery = gate->file->needs_recovery();
+  if (needs_recovery) {
     gate->file->set_configuration(db_config_fingerprint(gate->directory.get()));
   }
   bool opened = false;
-  const int ret = environment_open(
-      db, gate->directory.get(), condemned ? Recovery::YES : Recovery::NO, gate->regions, &opened);
+  const int ret =
+      environment_open(db, gate->directory.get(), needs_recovery ? Recovery::YES : Recovery::NO,
+                       gate->regions, &opened);
   if (ret != 0) {
     return ret;
   }
   gate->generation = gate->file->generation();
   gate->messages = environment_messages(db->env);
-  if (condemned) {
-    gate->file->absolve();
+  if (needs_recovery) {
+    gate->file->note_recovery();
     clear_abandoned(gate);
     environment_remove_logs(db->env);
   }
@@ -59,7 +60,7 @@ int open_environment(ArticledbDb* db) {
 }
 
 int open_with_recovery(ArticledbDb* db) {
-  db->gate->file->condemn();
+  db->gate->file->require_recovery();
   environment_discard(db);
   g_array_set_size(db->gate->regions, 0);
   int ret = environment_make(db);
@@ -97,7 +98,7 @@ int settle(ArticledbDb* db, Access access) {
   WaitingArticles* const waiting = db->gate->waiting.get();
   const int ret = access == Access::READ ? waiting->settle_for_reader(db) : waiting->settle(db);
   if (ret == DB_RUNRECOVERY) {
-    db->gate->file->condemn();
+    db->gate->file->require_recovery();
   }
   return ret;
 }

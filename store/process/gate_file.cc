@@ -60,7 +60,7 @@ struct GateFile::Layout {
   guint32 version;
   guint32 recovered;  // 1: the environment has been recovered since the store was opened
   guint64 generation;
-  guint32 condemned;
+  guint32 needs_recovery;
   guint32 clean;
   guint32 complete;
   guint32 configuration;
@@ -140,7 +140,7 @@ int GateFile::open(const char* directory, bool first, guint32 configuration,
 void GateFile::initialise(const Layout& found, guint32 configuration) {
   char boot_id[BOOT_ID_BYTES];
   read_boot_id(boot_id);
-  was_clean_ = found.clean == 1 && found.condemned == 0 && boot_id[0] != '\0' &&
+  was_clean_ = found.clean == 1 && found.needs_recovery == 0 && boot_id[0] != '\0' &&
                memcmp(boot_id, found.boot_id, sizeof boot_id) == 0 &&
                found.configuration == configuration && found.files == read_files_mark(directory_);
   const guint32 complete = found.complete;
@@ -149,7 +149,7 @@ void GateFile::initialise(const Layout& found, guint32 configuration) {
   layout_->clean = 0;
   memset(static_cast<void*>(layout_), 0, sizeof *layout_);
   layout_->generation = 1;
-  layout_->condemned = was_clean_ ? 0 : 1;
+  layout_->needs_recovery = was_clean_ ? 0 : 1;
   layout_->complete = complete;
   layout_->configuration = configuration;
   layout_->version = VERSION;
@@ -213,7 +213,7 @@ void GateFile::wait_for_lock(const ArticledbDirectoryLock* directory, guint32 mi
     const auto place = static_cast<int>(seen & ~WAITED_FOR) - 1;
     if (in_vain && (place >= PLACES || !directory_lock_is_taken(directory, place)) &&
         holder.compare_exchange_strong(seen, mine | WAITED_FOR)) {
-      condemn();
+      require_recovery();
       return;
     }
   }
@@ -228,14 +228,14 @@ void GateFile::unlock() {
 
 guint64 GateFile::generation() const { return layout_->generation; }
 
-void GateFile::condemn() {
-  layout_->condemned = 1;
+void GateFile::require_recovery() {
+  layout_->needs_recovery = 1;
   ++layout_->generation;
   count_change();
   count_replacement();
 }
 
-bool GateFile::condemned() const { return layout_->condemned != 0; }
+bool GateFile::needs_recovery() const { return layout_->needs_recovery != 0; }
 
 guint64 GateFile::changes() const { return layout_->changes.load(std::memory_order_acquire); }
 
@@ -245,8 +245,8 @@ guint64 GateFile::replacements() const { return layout_->replacements; }
 
 void GateFile::count_replacement() { ++layout_->replacements; }
 
-void GateFile::absolve() {
-  layout_->condemned = 0;
+void GateFile::note_recovery() {
+  layout_->needs_recovery = 0;
   layout_->recovered = 1;
   layout_->journal.known = 0;
   layout_->cursors = 0;
@@ -267,7 +267,7 @@ void GateFile::set_clean() {
 }
 
 bool GateFile::unchanged() const {
-  return layout_->recovered == 0 && layout_->condemned == 0 && changes() == 0;
+  return layout_->recovered == 0 && layout_->needs_recovery == 0 && changes() == 0;
 }
 
 void GateFile::set_complete() { layout_->complete = 1; }

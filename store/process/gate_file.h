@@ -41,7 +41,7 @@ class GateFile {
   static Origin origin(const char* directory);
 
   // Waits for the lock, for a handle with a place. A holder is known by its place, and taken
-  // for dead when nobody is present there any more: what it leaves behind is condemned.
+  // for dead when nobody is present there any more: what it leaves behind needs recovery.
   // Returns 0; or EDEADLK in a thread that has entered the same gate. Gates of several stores
   // are left in reverse.
   int lock(const ArticledbDirectoryLock* directory, int place);
@@ -60,10 +60,10 @@ class GateFile {
 
   // The environment has to be recovered before it is used; its present handles
   // lose it.
-  void condemn();
-  bool condemned() const;
+  void require_recovery();
+  bool needs_recovery() const;
   // It has been: nothing is known of the journal, and no cursor is open.
-  void absolve();
+  void note_recovery();
 
   // The fingerprint of the settings that the environment is made with.
   void set_configuration(guint32 configuration);

@@ -16,8 +16,8 @@ namespace {
 // nobody waits for them; only many of them are worth a recovery.
 constexpr int MAX_ABANDONED = 32;
 
-// Takes a place that is free, or one that a vanished process has left occupied. The door is
-// shut: nobody else moves in.
+// Takes a place that is free, or one that a vanished process has left occupied. It is the
+// handle's turn: nobody else moves in.
 int take_place(ArticledbGate* gate) {
   for (const bool abandoned : {false, true}) {
     for (int place = 0; place < GateFile::PLACES; ++place) {
@@ -35,7 +35,7 @@ int take_place(ArticledbGate* gate) {
 void move_in(ArticledbGate* gate) {
   if (gate->file->occupied(gate->place)) {
     // What the one before has left in the environment goes.
-    gate->file->condemn();
+    gate->file->require_recovery();
   }
   gate->file->set_occupied(gate->place, true);
 }
@@ -77,11 +77,11 @@ int enter_directory(DB_ENV* env, const char* path, const Opening& opening, Artic
 int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
   ArticledbGate* gate = db->gate;
   if (count_abandoned(gate) > MAX_ABANDONED) {
-    gate->file->condemn();
+    gate->file->require_recovery();
   }
-  const bool condemned = gate->file->condemned();
+  const bool needs_recovery = gate->file->needs_recovery();
   int ret = open_environment(db);
-  if (ret == DB_RUNRECOVERY || (ret != 0 && gate->file->was_clean() && !condemned)) {
+  if (ret == DB_RUNRECOVERY || (ret != 0 && gate->file->was_clean() && !needs_recovery)) {
     ret = open_with_recovery(db);
   }
   if (ret == 0 && prepare != nullptr) {
@@ -122,7 +122,7 @@ int close_handles(ArticledbDb* db, const Closing& closing) {
   return ret != 0 ? ret : closing.close_environment(db);
 }
 
-// Closes under the gate. The door is shut.
+// Closes under the gate, in the handle's turn.
 int leave_store(ArticledbDb* db, bool alone, const Closing& closing) {
   ArticledbGate* gate = db->gate;
   GateFile* file = gate->file.get();
@@ -141,7 +141,7 @@ int leave_store(ArticledbDb* db, bool alone, const Closing& closing) {
     ret = closing.close_environment(db);
   }
   if (ret == DB_RUNRECOVERY) {
-    file->condemn();
+    file->require_recovery();
   }
   if (ret == 0) {
     if (in_order) {
@@ -175,7 +175,7 @@ int gate_open(ArticledbDb* db, const char* path, const Opening& opening) {
     ret = open_store(db, opening.prepare);
     gate->file->unlock();
   }
-  directory_lock_open_door(gate->lock);
+  directory_lock_end_turn(gate->lock);
   return ret;
 }
 
@@ -188,7 +188,7 @@ int gate_close(ArticledbDb* db, const Closing& closing) {
     return EPERM;
   }
   bool alone = false;
-  if (directory_lock_shut_door(gate->lock, &alone) != 0) {
+  if (directory_lock_take_turn(gate->lock, &alone) != 0) {
     alone = false;
   }
   // Without a place nothing of the store has been opened.
@@ -197,7 +197,7 @@ int gate_close(ArticledbDb* db, const Closing& closing) {
     db->gate = nullptr;
     delete gate;
   } else {
-    directory_lock_open_door(gate->lock);
+    directory_lock_end_turn(gate->lock);
   }
   return ret;
 }

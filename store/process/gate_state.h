@@ -45,7 +45,7 @@ int lock_gate(ArticledbGate* gate);
 // The handle's environment is the present one.
 bool is_present(const ArticledbGate* gate);
 
-// Opens the handle's made environment, with recovery when it is condemned. After a failure
+// Opens the handle's made environment, with recovery when it needs that. After a failure
 // what has been made stays.
 int open_environment(ArticledbDb* db);
 

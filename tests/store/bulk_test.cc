@@ -218,7 +218,7 @@ TEST_F(CompactTest, LetsOthersInToTheNewStoreOnly) {
         open();
         _exit(index("u", {"gero"}));
       }
-      // Long enough for it to stand at the door; the test holds without it too.
+      // Long enough for it to wait for its turn; the test holds without it too.
       usleep(100000);
     }
   };
