@@ -1,5 +1,5 @@
-// How the modules that build a store report a failure among themselves. No exported
-// function lets it out.
+// How what takes many steps reports a failure; what has been done is undone by leaving it. No
+// exported function lets it out: where codes are returned, status_of makes one of it.
 #ifndef FENRA_BASE_FAILED_H
 #define FENRA_BASE_FAILED_H
 
