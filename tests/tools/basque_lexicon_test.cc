@@ -96,6 +96,13 @@ TEST(BasqueLexicon, FirstResults) {
       "zientziaren IZE/zientzia+  etxe-jabeek IZE/etxe-jabe+  "
       "azpibatzordeak IZE/azpibatzorde+  politenak ADJ/polit+  neuretzat IOR/ni+  "
       "hogeita-bosgarren DET/hogeita-bosgarren+");
+  // Readings that other words would hide.
+  ExpectFirstResults(
+      "jokoaren IZE/joko+  karaktere-jokoak IZE/karaktere-joko+  "
+      "janari IZE/janari+  haustura IZE/haustura+  txokoan IZE/txoko+  "
+      "estomago IZE/estomago+  barrokoa ADJ/barroko+  aurkez ADI/aurkeztu+  "
+      "gera ADI/geratu+  urrezkoa IZE/urre+  horientzako DET/hori+  "
+      "aritzen ADI/ari+  bertan-behera ADB/bertan-behera+");
 }
 
 }  // namespace
