@@ -103,6 +103,11 @@ TEST(BasqueLexicon, FirstResults) {
       "estomago IZE/estomago+  barrokoa ADJ/barroko+  aurkez ADI/aurkeztu+  "
       "gera ADI/geratu+  urrezkoa IZE/urre+  horientzako DET/hori+  "
       "aritzen ADI/ari+  bertan-behera ADB/bertan-behera+");
+  // Dialects.
+  ExpectFirstResults(
+      "zan ADL/izan+  daben ADL/edun+  ebazanean ADL/edun+  deutsagu ADL/edun+  "
+      "dagozan ADT/egon+  girela ADL/izan+  huntarako DET/hau+  nundik ADB/non+  "
+      "elgarrekin IOR/elkar+  erraiten ADI/erran+");
 }
 
 }  // namespace
