@@ -108,6 +108,12 @@ TEST(BasqueLexicon, FirstResults) {
       "zan ADL/izan+  daben ADL/edun+  ebazanean ADL/edun+  deutsagu ADL/edun+  "
       "dagozan ADT/egon+  girela ADL/izan+  huntarako DET/hau+  nundik ADB/non+  "
       "elgarrekin IOR/elkar+  erraiten ADI/erran+");
+  // Stems that nobody has listed.
+  ExpectFirstResults(
+      "blurbak IZE/blurb+  blurbean IZE/blurb+  tweetarekin IZE/tweet+  "
+      "frikoaren IZE/friko+  wikipediako IZE/wikipedia+  krownarietan "
+      "IZE/krownari+  trolleatzen ADI/trolleatu+");
+  EXPECT_TRUE(LookUp(Lexicon(), "blurba").empty());
 }
 
 }  // namespace

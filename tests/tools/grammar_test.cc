@@ -54,12 +54,16 @@ words ADL end lemma=edun prefixes=ba,bait
   d{u,itu}{,t} genuen zuten
 words LOT end
   zein=zer
+words IZE.ending end
+  oren=o
 order
   ADL LOT ADI ADJ IZE ADB ADI.stem IZE.compound
 compound IZE.compound
   letters=4 joint=- heads=IZE
 compound IZE.compound
   words=azpi heads=IZE
+compound IZE.compound
+  letters=4 heads=IZE.ending
 exact zen
   +ADL/izan ADL/izan
 )";
@@ -72,13 +76,16 @@ TEST(Grammar, AnalysesOfTheLanguageItDescribes) {
                   {{"IZE/ikerketa+"}, "ikerketek"},
                   {{"IZE/ur-etxe+"}, "ur-etxea"},
                   {{"IZE/azpietxe+"}, "azpietxea"},
+                  {{"IZE/blogo+"}, "blogoren"},
                   {{"ADJ/zahar+"}, "zaharra"},
                   {{"ADB/zaharki+"}, "zaharki"},
                   {{"ADI/hartu+"}, "hartzen har"},
                   {{"ADL/edun+"}, "ditut baitut badu baikenuen baitzuten"},
                   {{"LOT/zer+"}, "zein"},
                   {{"+ADL/izan", "ADL/izan"}, "zen"},
-                  {{}, "etxekoka eskolaek zahara ikerketak baitgenuen urtegi-etxea a-etxea"}});
+                  {{},
+                   "etxekoka eskolaek zahara ikerketak baitgenuen urtegi-etxea a-etxea "
+                   "oren boren bloggoren"}});
 }
 
 TEST(Grammar, OrderOfResultsFollowsBranchesAndThenStems) {

@@ -129,6 +129,11 @@ Transducer BuildBasqueLexicon(const Grammar& grammar) {
     copier.CopyInto(lexicon.ExtendWriting(0, branch.category + "/"), start);
     branches.erase(found);
   }
+  for (const Compound& compound : grammar.compounds) {
+    for (const Branch& head : compound.heads) {
+      branches.erase(head);  // may be no word by itself
+    }
+  }
   if (!branches.empty()) {
     throw BuildError("there are words in " + NameOf(branches.begin()->first) +
                      ", which has no place in the order");
