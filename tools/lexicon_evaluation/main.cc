@@ -78,15 +78,12 @@ Score PrintScores(const std::string& title, const std::vector<GoldForm>& gold,
                   const std::vector<Named>& lemmatizers) {
   std::printf("%-10s %8s %8s %9s %8s %8s\n", title.c_str(), "coverage", "accuracy", "precision",
               "recall", "F1");
-  Score first;
+  std::vector<Score> scores;
   for (const auto& [name, lemmatizer] : lemmatizers) {
-    Score score = Evaluate(gold, lemmatizer);
-    PrintScore(name, score);
-    if (&name == &lemmatizers.front().first) {
-      first = std::move(score);
-    }
+    scores.push_back(Evaluate(gold, lemmatizer));
+    PrintScore(name, scores.back());
   }
-  return first;
+  return scores.front();
 }
 
 std::ifstream Open(const std::string& path) {
