@@ -9,6 +9,7 @@
 #include "cli/failure.h"
 #include "cli/handles.h"
 #include "cli/pairs.h"
+#include "cli/rules.h"
 #include "cli/store.h"
 #include "cli/store_check.h"
 #include "cli/urls.h"
@@ -109,6 +110,7 @@ class Check {
   Check(ArticledbDb* db, bool deep, StatusLine& line, CheckResult& result)
       : db_(db), deep_(deep), line_(line), result_(result), last_id_(last_id(db)), reader_(db) {
     if (deep) {
+      rules_ = &rules_of(db);
       lemmatizer_ = load_lemmatizer();
     }
   }
@@ -235,8 +237,8 @@ class Check {
   }
 
   void expect_lemmas(std::string_view form, WriteOrder& order) {
-    const StringList lemmas(articledb_simple_fst_lemmatizer_first_lemma(
-        lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
+    const StringList lemmas(
+        rules_->first_lemma(lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
     for (const GList* lemma = lemmas.get(); lemma != nullptr; lemma = lemma->next) {
       order.wrote(has_pair(db_->lemmadb, static_cast<const char*>(lemma->data), form), false);
     }
@@ -248,13 +250,11 @@ class Check {
     WriteOrder order;
     TrigramBuilder builder;
     trigram_builder_init(&builder);
-    const Tokenizer tokenizer(
-        articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())));
+    const Tokens tokens = tokens_of(*rules_, text);
     const char* token = nullptr;
     int length = 0;
     int status;
-    while ((status = articledb_utf8_tokenizer_next_token(tokenizer.get(), &token, &length)) ==
-           ARTICLEDB_TOKEN_OK) {
+    while ((status = rules_->next_token(tokens.get(), &token, &length)) == ARTICLEDB_TOKEN_OK) {
       const std::string_view form(token, static_cast<size_t>(length));
       const bool is_new = expect(db_->formdb, forms, form, id, order);
       const char* trigram = nullptr;
@@ -316,6 +316,7 @@ class Check {
   const Stopwatch watch_;
   const uint64_t last_id_;
   ArticleReader reader_;
+  const ArticledbRules* rules_ = nullptr;  // deep only, as the lemmatizer
   Lemmatizer lemmatizer_;
   Ids live_;
   Ids textless_;  // live ids without a text record

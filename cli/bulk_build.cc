@@ -27,14 +27,14 @@ struct Outcome {
 
 class Worker {
  public:
-  Worker(const std::vector<Input>& inputs, LemmaCache* lemmas)
-      : inputs_(&inputs), lemmatizer_(std::make_unique<CachedLemmatizer>(lemmas)) {}
+  Worker(const std::vector<Input>& inputs, const ArticledbRules& rules, LemmaCache* lemmas)
+      : inputs_(&inputs), rules_(&rules), lemmatizer_(std::make_unique<CachedLemmatizer>(lemmas)) {}
 
   Outcome operator()(size_t item) const {
     const Input& input = (*inputs_)[item];
     Outcome outcome;
     try {
-      const InputArticle article(input);
+      const InputArticle article(input, *rules_);
       outcome.article = prepare(article);
       outcome.bytes = article.bytes();
     } catch (const Refused& refused) {
@@ -46,9 +46,9 @@ class Worker {
  private:
   BulkArticle prepare(const InputArticle& article) const {
     ArticledbBulkArticle* prepared = nullptr;
-    const int status = articledb_bulk_prepare(
-        article.metadata(), articledb_utf8_tokenizer_next_token, article.tokenizer(),
-        CachedLemmatizer::first_lemma, lemmatizer_.get(), &prepared);
+    const int status =
+        articledb_bulk_prepare(article.metadata(), rules_->next_token, article.tokenizer(),
+                               CachedLemmatizer::first_lemma, lemmatizer_.get(), &prepared);
     BulkArticle owner(prepared);
     if (status != 0) {
       throw Failure("cannot read " + article.input().path + ": " + status_text(status));
@@ -57,15 +57,16 @@ class Worker {
   }
 
   const std::vector<Input>* inputs_;
+  const ArticledbRules* rules_;
   std::unique_ptr<CachedLemmatizer> lemmatizer_;
 };
 
 // The patterns of the conversions are compiled by the first one in the process.
-void compile_patterns() {
+void compile_patterns(const ArticledbRules& rules) {
   char text[16];
   int capacity = sizeof(text);
   articledb_html_to_txt("", 0, text, &capacity);
-  const Tokenizer tokenizer(articledb_utf8_tokenizer_new("", 0));
+  has_word(rules, "");
 }
 
 std::string reason_not_to_build(const std::string& path, int status) {
@@ -91,21 +92,23 @@ int show_progress(void* progress, guint64 done, guint64 total) {
 
 }  // namespace
 
-BulkBuild::BulkBuild(const std::string& store) : path_(store) {
+BulkBuild::BulkBuild(const std::string& store, const ArticledbRules& rules)
+    : path_(store), rules_(rules) {
   ArticledbBulk* bulk = nullptr;
   const int status = articledb_bulk_new(&bulk, store.c_str(), 0);
   bulk_.reset(bulk);
   if (status != 0) {
     throw Failure("cannot make a store of '" + store + "': " + reason_not_to_build(store, status));
   }
+  articledb_bulk_set_rules(bulk, rules.name);
 }
 
 void BulkBuild::add_all(const std::vector<Input>& inputs, Progress& progress) {
-  compile_patterns();
-  LemmaCache lemmas;
+  compile_patterns(rules_);
+  LemmaCache lemmas(rules_);
   std::vector<Worker> workers;
   for (unsigned i = worker_count(); i > 0; --i) {
-    workers.emplace_back(inputs, &lemmas);
+    workers.emplace_back(inputs, rules_, &lemmas);
   }
   OrderedPool<Outcome> pool(inputs.size(), workers.size() * kWaitingPerWorker, workers);
   for (size_t i = 0; i < inputs.size() && !stop_requested(); ++i) {

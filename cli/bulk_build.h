@@ -16,7 +16,7 @@ namespace cli {
 class BulkBuild {
  public:
   // Refuses a path where there is something.
-  explicit BulkBuild(const std::string& store);
+  BulkBuild(const std::string& store, const ArticledbRules& rules);
 
   // Adds the inputs in their order; refuses some of them. Ends early when a stop is
   // requested.
@@ -27,6 +27,7 @@ class BulkBuild {
 
  private:
   const std::string path_;
+  const ArticledbRules& rules_;
   Bulk bulk_;
 };
 

@@ -29,7 +29,6 @@ using Bulk = std::unique_ptr<ArticledbBulk, Releaser<articledb_bulk_free>>;
 using BulkArticle = std::unique_ptr<ArticledbBulkArticle, Releaser<articledb_bulk_article_free>>;
 using Transaction = std::unique_ptr<ArticledbTransaction, Releaser<articledb_transaction_abort>>;
 using Stream = std::unique_ptr<OstrenGenerator, Releaser<ostren_generator_free>>;
-using Tokenizer = std::unique_ptr<ArticledbUtf8Tokenizer, Releaser<articledb_utf8_tokenizer_free>>;
 using Lemmatizer = std::unique_ptr<void, Releaser<articledb_simple_fst_lemmatizer_free>>;
 using StringList = std::unique_ptr<GList, Releaser<articledb_string_list_free>>;
 using Lexicon = std::unique_ptr<QorLexicon, Releaser<Pelko::close_lexicon>>;

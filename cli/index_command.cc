@@ -9,6 +9,7 @@
 #include "cli/input_article.h"
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/rules.h"
 #include "cli/stop.h"
 #include "cli/store.h"
 
@@ -19,17 +20,20 @@ struct IndexOptions {
   std::string store;
   InputOptions inputs;
   bool bulk = false;
+  std::string rules;  // empty: not given
 };
 
 class Indexer {
  public:
-  Indexer(ArticledbDb* db, void* lemmatizer) : db_(db), lemmatizer_(lemmatizer) {}
+  Indexer(ArticledbDb* db, const ArticledbRules& rules, void* lemmatizer)
+      : db_(db), rules_(rules), lemmatizer_(lemmatizer) {}
+
+  const ArticledbRules& rules() const { return rules_; }
 
   // Throws Failure when the store fails.
   void add(const Input& input, const InputArticle& article) {
-    const int status = articledb_db_index(db_, article.metadata(),
-                                          articledb_utf8_tokenizer_next_token, article.tokenizer(),
-                                          articledb_simple_fst_lemmatizer_first_lemma, lemmatizer_);
+    const int status = articledb_db_index(db_, article.metadata(), rules_.next_token,
+                                          article.tokenizer(), rules_.first_lemma, lemmatizer_);
     if (status != 0) {
       throw Failure("the store failed at " + input.path + ": " + status_text(status));
     }
@@ -37,12 +41,13 @@ class Indexer {
 
  private:
   ArticledbDb* db_;
+  const ArticledbRules& rules_;
   void* lemmatizer_;
 };
 
 void index_one(Indexer& indexer, const Input& input, Progress& progress) {
   try {
-    const InputArticle article(input);
+    const InputArticle article(input, indexer.rules());
     indexer.add(input, article);
     progress.indexed(article.bytes());
   } catch (const Refused& refused) {
@@ -65,6 +70,9 @@ void check_call(const IndexOptions& options) {
                       "'; text/plain and text/html are known",
                   kWrongCall);
   }
+  if (!options.rules.empty()) {
+    rules_named(options.rules);
+  }
 }
 
 std::vector<Input> find_inputs(const IndexOptions& options, Progress& progress) {
@@ -75,10 +83,10 @@ std::vector<Input> find_inputs(const IndexOptions& options, Progress& progress) 
 
 void index_into_store(const IndexOptions& options, Progress& progress) {
   const Lemmatizer lemmatizer = load_lemmatizer();
-  Store store = open_or_make_store(options.store);
+  Store store = open_or_make_store(options.store, options.rules);
   const std::vector<Input> inputs = find_inputs(options, progress);
   catch_stop_signals();
-  Indexer indexer(store.get(), lemmatizer.get());
+  Indexer indexer(store.get(), rules_of(store.get()), lemmatizer.get());
   index_all(indexer, inputs, progress);
   close_store(std::move(store));
 }
@@ -86,7 +94,8 @@ void index_into_store(const IndexOptions& options, Progress& progress) {
 void build_store(const IndexOptions& options, Progress& progress) {
   // What there is of the store is removed, whenever it is stopped.
   catch_stop_signals();
-  BulkBuild build(options.store);
+  BulkBuild build(options.store,
+                  rules_named(options.rules.empty() ? kDefaultRules : options.rules));
   const std::vector<Input> inputs = find_inputs(options, progress);
   try {
     build.add_all(inputs, progress);
@@ -139,6 +148,9 @@ void add_index_command(const Command& program, ExitStatus& status) {
   command.add_flag("--bulk", options->bulk,
                    "Build a new store of all articles at once, on all processors; STORE must not "
                    "exist, or be empty, and is there when everything is done");
+  command.add_text("--rules", options->rules,
+                   std::string(kRulesHelp) + ", which a store keeps; default: the store's, and " +
+                       kDefaultRules + " for a new one");
   command.set_footer(
       "A '|' in a URL is stored as %7C.\n"
       "Status 3 tells that some inputs were refused; each is on standard error with its reason.\n"

@@ -53,11 +53,8 @@ void check_url(const std::string& url) {
   }
 }
 
-// What the library would refuse without a word.
+// What the library would refuse by the rules "plain" without a word.
 void check_text(const std::string& text) {
-  if (text.empty()) {
-    throw Refused{"the file is empty"};
-  }
   const size_t zero = text.find('\0');
   if (zero != std::string::npos) {
     throw Refused{"the text holds a zero byte, at offset " + std::to_string(zero)};
@@ -75,14 +72,20 @@ void insert(GHashTable* table, const char* key, const std::string& value) {
 
 }  // namespace
 
-InputArticle::InputArticle(const Input& input)
+InputArticle::InputArticle(const Input& input, const ArticledbRules& rules)
     : input_(input),
       url_(escape_bars(input.url)),
-      metadata_(g_hash_table_new(g_str_hash, g_str_equal)) {
+      metadata_(g_hash_table_new(g_str_hash, g_str_equal)),
+      tokenizer_(nullptr, rules.tokenizer_free) {
   static const std::string language = "eu";
   check_url(url_);
   const std::string text = read_file(input.path);
-  check_text(text);
+  if (text.empty()) {
+    throw Refused{"the file is empty"};
+  }
+  if (is_plain(rules)) {
+    check_text(text);
+  }
   bytes_ = text.size();
   // The order decides that of the pairs in the URL record.
   insert(metadata_.get(), "_url", url_);
@@ -90,9 +93,14 @@ InputArticle::InputArticle(const Input& input)
   insert(metadata_.get(), "date", input.date);
   insert(metadata_.get(), "lang", language);
   insert(metadata_.get(), "mime", input.mime);
-  tokenizer_.reset(articledb_utf8_tokenizer_new_with_metadata_and_data(
-      metadata_.get(), text.data(), static_cast<int>(text.size())));
+  char* reason = nullptr;
+  tokenizer_.reset(rules.tokenizer_new_with_metadata_and_data(
+      metadata_.get(), text.data(), static_cast<int>(text.size()), &reason));
+  const GlibText reason_owner(reason);
   text_.reset(static_cast<char*>(g_hash_table_lookup(metadata_.get(), "_txt")));
+  if (tokenizer_ == nullptr && reason != nullptr) {
+    throw Refused{reason};
+  }
   if (tokenizer_ == nullptr) {
     throw Refused{is_html(input.mime) ? "the HTML has no title followed by a body, no text, or a "
                                         "character reference that cannot be decoded"

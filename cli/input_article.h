@@ -7,6 +7,7 @@
 
 #include "cli/handles.h"
 #include "cli/index_inputs.h"
+#include "cli/rules.h"
 
 namespace cli {
 
@@ -17,13 +18,13 @@ struct Refused {
 
 class InputArticle {
  public:
-  // Reads the file. Borrows `input`. Throws Refused.
-  explicit InputArticle(const Input& input);
+  // Reads the file by the rules. Borrows both. Throws Refused.
+  InputArticle(const Input& input, const ArticledbRules& rules);
 
   const Input& input() const { return input_; }
   GHashTable* metadata() const { return metadata_.get(); }
   // At the first of the tokens.
-  ArticledbUtf8Tokenizer* tokenizer() const { return tokenizer_.get(); }
+  void* tokenizer() const { return tokenizer_.get(); }
   uint64_t bytes() const { return bytes_; }  // of the file
 
  private:
@@ -31,7 +32,7 @@ class InputArticle {
   const std::string url_;  // as it is stored
   const Metadata metadata_;
   GlibText text_;  // outlives the tokenizer, which walks it
-  Tokenizer tokenizer_;
+  Tokens tokenizer_;
   uint64_t bytes_ = 0;
 };
 

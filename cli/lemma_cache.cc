@@ -4,13 +4,14 @@
 
 namespace cli {
 
-LemmaCache::LemmaCache() : lemmatizer_(load_lemmatizer()) {}
+LemmaCache::LemmaCache(const ArticledbRules& rules)
+    : rules_(rules), lemmatizer_(load_lemmatizer()) {}
 
 std::string LemmaCache::lemma_of(const std::string& form) {
   std::string lemma;
   if (!find(form, &lemma)) {
-    const StringList lemmas(articledb_simple_fst_lemmatizer_first_lemma(
-        lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
+    const StringList lemmas(
+        rules_.first_lemma(lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
     lemma = static_cast<const char*>(lemmas->data);
     insert(form, lemma);
   }

@@ -16,8 +16,8 @@ namespace cli {
 // Shared by threads.
 class LemmaCache {
  public:
-  // Loads the lexicon. Throws Failure.
-  LemmaCache();
+  // Loads the lexicon. Borrows the rules. Throws Failure.
+  explicit LemmaCache(const ArticledbRules& rules);
 
   std::string lemma_of(const std::string& form);
 
@@ -38,6 +38,7 @@ class LemmaCache {
     return shards_[std::hash<std::string_view>()(form) / 64 % kShards];
   }
 
+  const ArticledbRules& rules_;
   const Lemmatizer lemmatizer_;
   std::array<Shard, kShards> shards_;
 };
@@ -49,7 +50,7 @@ class CachedLemmatizer {
   // Borrows the cache.
   explicit CachedLemmatizer(LemmaCache* cache) : cache_(cache) {}
 
-  // As articledb_simple_fst_lemmatizer_first_lemma, with a CachedLemmatizer*.
+  // The lemmatizer of the rules, with a CachedLemmatizer*.
   static GList* first_lemma(void* lemmatizer, const char* form, int length);
 
  private:

@@ -6,6 +6,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
+#include "cli/rules.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -16,11 +17,14 @@ bool is_word(const std::string& form) { return form.find('\0') == std::string::n
 
 class Analyser {
  public:
+  explicit Analyser(const ArticledbRules& rules) : rules_(rules) {}
+
   // FORM, LEMMA and ANALYSES, with tabs between them.
-  std::string line(const std::string& form) const {
-    const StringList lemmas(articledb_simple_fst_lemmatizer_first_lemma(
-        lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
-    return form + "\t" + static_cast<const char*>(lemmas->data) + "\t" + analyses(form);
+  std::string line(const std::string& word) const {
+    const std::string form = form_of(rules_, word);
+    const StringList lemmas(
+        rules_.first_lemma(lemmatizer_.get(), form.data(), static_cast<int>(form.size())));
+    return word + "\t" + static_cast<const char*>(lemmas->data) + "\t" + analyses(form);
   }
 
  private:
@@ -36,12 +40,13 @@ class Analyser {
     return text.empty() ? "-" : text;
   }
 
+  const ArticledbRules& rules_;
   const Lemmatizer lemmatizer_ = load_lemmatizer();
   const Lexicon lexicon_ = load_lexicon();
 };
 
-void lemma(const std::vector<std::string>& words) {
-  const Analyser analyser;
+void lemma(const ArticledbRules& rules, const std::vector<std::string>& words) {
+  const Analyser analyser(rules);
   for (const std::string& word : words) {
     print_line(analyser.line(word));
   }
@@ -60,15 +65,18 @@ void lemma(const std::vector<std::string>& words) {
 }  // namespace
 
 void add_lemma_command(const Command& program) {
+  auto rules = std::make_shared<std::string>(kDefaultRules);
   auto words = std::make_shared<std::vector<std::string>>();
   const Command command = program.add_command(
       "lemma", "Print each word's lemma and its analyses in the embedded lexicon");
   command.add_texts("WORD", *words, "Words; by default the lines of standard input");
+  command.add_text("--rules", *rules, std::string(kRulesHelp) + "; default: " + kDefaultRules);
   command.set_footer(
       "A line is FORM, LEMMA and ANALYSES with tabs between them; \"-\" for no analysis.\n"
+      "By the rules web the analyses are those of the word in small letters without marks.\n"
       "Example:\n"
       "  fenra lemma etxearen mendietatik");
-  command.set_action([words] { lemma(*words); });
+  command.set_action([=] { lemma(rules_named(*rules), *words); });
 }
 
 }  // namespace cli

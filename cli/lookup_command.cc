@@ -1,10 +1,12 @@
-#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/rules.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -20,36 +22,62 @@ struct LookupOptions {
   std::string trigram_prefix;
 };
 
-// The key of 1 to 3 words, each followed by a zero byte.
-std::string trigram_key(const std::string& option, const std::string& words, int least) {
-  std::istringstream stream(words);
+using Words = std::vector<std::string>;
+
+// The 1 to 3 words that an option gives.
+Words split_words(const std::string& option, const std::string& text, int least) {
+  std::istringstream stream(text);
+  const Words words{std::istream_iterator<std::string>(stream), {}};
+  const auto count = static_cast<int>(words.size());
+  if (count < least || count > TRIGRAM_BUILDER_WORDS) {
+    const std::string wanted = least == TRIGRAM_BUILDER_WORDS ? "3" : "1 to 3";
+    throw Failure(option + ": '" + text + "' has " + std::to_string(count) + " words, not " +
+                      wanted + "; write them in one argument, as \"etxe zuri bat\"",
+                  kWrongCall);
+  }
+  return words;
+}
+
+// The key of words: each followed by a zero byte.
+std::string trigram_key(const ArticledbRules& rules, const Words& words) {
   std::string key;
-  std::string word;
-  int count = 0;
-  for (; stream >> word; ++count) {
-    if (word.size() >= TRIGRAM_BUILDER_WORD_SIZE) {
-      throw Failure(option + ": '" + word + "' is longer than " +
+  for (const std::string& word : words) {
+    const std::string form = form_of(rules, word);
+    if (form.size() >= TRIGRAM_BUILDER_WORD_SIZE) {
+      throw Failure("'" + word + "' is longer than " +
                         std::to_string(TRIGRAM_BUILDER_WORD_SIZE - 1) +
                         " bytes, and no trigram holds such a word",
                     kWrongCall);
     }
-    key.append(word.c_str(), word.size() + 1);
-  }
-  if (count < least || count > TRIGRAM_BUILDER_WORDS) {
-    const std::string wanted = least == TRIGRAM_BUILDER_WORDS ? "3" : "1 to 3";
-    throw Failure(option + ": '" + words + "' has " + std::to_string(count) + " words, not " +
-                      wanted + "; write them in one argument, as \"etxe zuri bat\"",
-                  kWrongCall);
+    key.append(form.c_str(), form.size() + 1);
   }
   return key;
 }
 
 using Lookup = OstrenGenerator* (*)(ArticledbDb*, const char*, guint32);
 
-void lookup(const std::string& path, Lookup make, const std::string& key) {
+// `key_of(rules)` gives the key.
+template <typename KeyOf>
+void lookup_word(const std::string& path, Lookup make, KeyOf key_of) {
   const Store store = open_store(path);
+  const std::string key = key_of(rules_of(store.get()));
   const Stream stream(make(store.get(), key.data(), static_cast<guint32>(key.size())));
   print_articles(store.get(), stream);
+}
+
+void lookup(const std::string& path, Lookup make, const std::string& key) {
+  lookup_word(path, make, [&key](const ArticledbRules&) { return key; });
+}
+
+void lookup_form(const std::string& path, Lookup make, const std::string& word) {
+  lookup_word(path, make, [&word](const ArticledbRules& rules) { return form_of(rules, word); });
+}
+
+void lookup_trigram(const LookupOptions& options, bool whole) {
+  const Words words = whole ? split_words("--trigram", options.trigram, TRIGRAM_BUILDER_WORDS)
+                            : split_words("--trigram-prefix", options.trigram_prefix, 1);
+  lookup_word(options.store, articledb_db_trigram_lookup_generator_new,
+              [&](const ArticledbRules& rules) { return trigram_key(rules, words); });
 }
 
 }  // namespace
@@ -71,25 +99,25 @@ void add_lookup_command(const Command& program) {
   keys.add_text("--trigram-prefix", o.trigram_prefix,
                 "The first 1 to 3 words of three consecutive ones, in one argument");
   command.set_footer(
-      "Keys are compared byte for byte: no lemma is looked for and case counts.\n"
+      "Keys are compared byte for byte: no lemma is looked for. By the rules plain case counts; "
+      "by\n"
+      "the rules web a word is folded first, and a compound has its parts behind it: of the words\n"
+      "\"gure eremu-izenak\" the trigrams are those of \"gure eremu-izenak eremu izenak\".\n"
       "Example:\n"
       "  fenra lookup articles.store --lemma etxe\n"
       "  fenra lookup articles.store --trigram-prefix \"etxe zuri\"");
 
   command.set_action([=] {
     if (form.given()) {
-      lookup(options->store, articledb_db_form_lookup_generator_new, options->form);
+      lookup_form(options->store, articledb_db_form_lookup_generator_new, options->form);
     } else if (lemma.given()) {
-      lookup(options->store, articledb_db_lemma_lookup_generator_new, options->lemma);
+      lookup_form(options->store, articledb_db_lemma_lookup_generator_new, options->lemma);
     } else if (source.given()) {
       lookup(options->store, articledb_db_source_lookup_generator_new, options->source);
     } else if (date.given()) {
       lookup(options->store, articledb_db_date_lookup_generator_new_from_string, options->date);
     } else {
-      const std::string key =
-          trigram.given() ? trigram_key("--trigram", options->trigram, TRIGRAM_BUILDER_WORDS)
-                          : trigram_key("--trigram-prefix", options->trigram_prefix, 1);
-      lookup(options->store, articledb_db_trigram_lookup_generator_new, key);
+      lookup_trigram(*options, trigram.given());
     }
   });
 }

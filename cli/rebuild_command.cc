@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/rules.h"
 #include "cli/stop.h"
 #include "cli/store.h"
 #include "cli/urls.h"
@@ -36,17 +37,15 @@ class Source {
   }
 
   // Throws Failure with the reason when the store fails.
-  void store(ArticledbDb* db, void* lemmatizer) {
+  void store(ArticledbDb* db, const ArticledbRules& rules, void* lemmatizer) {
     const Metadata metadata(g_hash_table_new(g_str_hash, g_str_equal));
     for (auto& [key, value] : values_) {
       insert(metadata.get(), key.c_str(), value.data());
     }
     insert(metadata.get(), "_length", GUINT_TO_POINTER(static_cast<guint>(text_.size())));
-    const Tokenizer tokenizer(
-        articledb_utf8_tokenizer_new(text_.data(), static_cast<int>(text_.size())));
-    const int status =
-        articledb_db_index(db, metadata.get(), articledb_utf8_tokenizer_next_token, tokenizer.get(),
-                           articledb_simple_fst_lemmatizer_first_lemma, lemmatizer);
+    const Tokens tokens = tokens_of(rules, text_);
+    const int status = articledb_db_index(db, metadata.get(), rules.next_token, tokens.get(),
+                                          rules.first_lemma, lemmatizer);
     if (status != 0) {
       throw Failure("the new store failed at '" + values_["_url"] + "': " + status_text(status));
     }
@@ -65,7 +64,11 @@ class Source {
 class Rebuilder {
  public:
   Rebuilder(ArticledbDb* from, ArticledbDb* to, Progress& progress)
-      : reader_(from), to_(to), progress_(progress), lemmatizer_(load_lemmatizer()) {}
+      : reader_(from),
+        to_(to),
+        rules_(rules_of(to)),
+        progress_(progress),
+        lemmatizer_(load_lemmatizer()) {}
 
   void add(uint64_t id) {
     std::unique_ptr<Source> source;
@@ -84,7 +87,7 @@ class Rebuilder {
     } catch (const Failure& failure) {
       return progress_.refused(name(id), failure.what());
     }
-    source->store(to_, lemmatizer_.get());
+    source->store(to_, rules_, lemmatizer_.get());
     progress_.indexed(bytes);
     own(article->url, {id, bytes});
   }
@@ -123,16 +126,21 @@ class Rebuilder {
 
   ArticleReader reader_;
   ArticledbDb* const to_;
+  const ArticledbRules& rules_;
   Progress& progress_;
   const Lemmatizer lemmatizer_;
   std::unordered_map<std::string, Owner> owners_;  // of the URLs in the new store
 };
 
-ExitStatus rebuild(const std::string& from, const std::string& to) {
+// `rules`: the name of those of the new store; empty for those of the old one.
+ExitStatus rebuild(const std::string& from, const std::string& to, const std::string& rules) {
+  if (!rules.empty()) {
+    rules_named(rules);
+  }
   require_new(to);
   const Store old_store = open_store(from);
   const uint64_t last = last_id(old_store.get());
-  Store new_store = open_or_make_store(to);
+  Store new_store = open_or_make_store(to, rules.empty() ? rules_of(old_store.get()).name : rules);
   Progress progress;
   progress.set_total(last);
   catch_stop_signals();
@@ -156,18 +164,22 @@ ExitStatus rebuild(const std::string& from, const std::string& to) {
 void add_rebuild_command(const Command& program, ExitStatus& status) {
   auto from = std::make_shared<std::string>();
   auto to = std::make_shared<std::string>();
+  auto rules = std::make_shared<std::string>();
   const Command command =
       program.add_command("rebuild", "Index the articles of a store anew into another store");
   command.add_text("OLD", *from, "Store directory to read").required();
   command.add_text("NEW", *to, "Store directory to make; must not exist, or be empty").required();
+  command.add_text("--rules", *rules, std::string(kRulesHelp) + "; default: those of OLD");
   command.set_footer(
-      "For a damaged index, and for a lexicon that is newer than the store. Articles keep their\n"
-      "URL, in which a '|' becomes %7C, text and metadata and are stored in the order of their\n"
+      "For a damaged index, and for a lexicon that is newer than the store, and for other rules "
+      "of\n"
+      "words, by which the texts that are stored are cut into words anew. Articles keep their URL, "
+      "in which a '|' becomes %7C, text and metadata and are stored in the order of their\n"
       "ids, which are dealt out anew. Of several articles of one URL the newest is stored.\n"
       "Status 3 tells that some articles are not; each is on standard error with its reason.\n"
       "Example:\n"
       "  fenra rebuild articles.store new.store");
-  command.set_action([=, &status] { status = rebuild(*from, *to); });
+  command.set_action([=, &status] { status = rebuild(*from, *to, *rules); });
 }
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 #include <fenra/fenra.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
+#include "cli/rules.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -27,13 +29,11 @@ std::string joined(const std::vector<std::string>& words) {
   return query;
 }
 
-bool has_letter(const std::string& text) {
-  for (const char byte : text) {
-    if (g_ascii_isalpha(byte)) {
-      return true;
-    }
-  }
-  return false;
+// The words of a plain query are not those of a plain text.
+bool is_query(const ArticledbRules& rules, const std::string& text) {
+  return is_plain(rules) ? std::any_of(text.begin(), text.end(),
+                                       [](char byte) { return g_ascii_isalpha(byte); })
+                         : has_word(rules, text);
 }
 
 void search(const SearchOptions& options) {
@@ -42,12 +42,15 @@ void search(const SearchOptions& options) {
   // the length of a URL.
   ostren::fenra::FenraData shared(nullptr, nullptr);
   shared.db = open_store(options.store).release();
+  shared.rules = &rules_of(shared.db);
   shared.lemmatizer = load_lemmatizer().release();
-  if (!has_letter(query)) {
-    complain("the query '" + query + "' has no word: only runs of the letters a to z count");
+  const bool has_words = is_query(*shared.rules, query);
+  if (!has_words) {
+    complain("the query '" + query + "' has no word: only " +
+             (is_plain(*shared.rules) ? "runs of the letters a to z" : "letters and digits") +
+             " count");
   }
-  const Stream stream(has_letter(query) ? shared.parse_query(query.c_str())
-                                        : ostren_empty_generator_new());
+  const Stream stream(has_words ? shared.parse_query(query.c_str()) : ostren_empty_generator_new());
   print_articles(shared.db, stream, options.limit, options.count);
 }
 

@@ -11,6 +11,7 @@
 #include "cli/databases.h"
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/rules.h"
 #include "cli/snapshot.h"
 #include "cli/store.h"
 
@@ -97,6 +98,7 @@ void stats(const std::string& path) {
   print_line("articles " + std::to_string(measure_size(db.urldb).entries));
   print_line("last id  " + std::to_string(last));
   print_line("log      " + std::to_string(log_bytes(path)) + " bytes");
+  print_line(std::string("rules    ") + rules_of(store.get()).name);
   print_lexicons(path);
   print_line("");
   print_row("database", "entries", "bytes");

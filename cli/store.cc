@@ -12,6 +12,7 @@
 
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "cli/rules.h"
 #include "cli/urls.h"
 
 namespace cli {
@@ -19,8 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Open = int (*)(ArticledbDb*, const char*);
-
+template <typename Open>
 Store open_with(Open open, const std::string& path, const std::string& failure) {
   Store store(articledb_db_new());
   if (store == nullptr) {
@@ -54,7 +54,7 @@ auto load_embedded(Load load) {
   return handle;
 }
 
-Store make_store(const std::string& path) {
+Store make_store(const std::string& path, const std::string& rules) {
   std::error_code error;
   if (fs::exists(path, error) && rmdir(path.c_str()) != 0) {
     const std::string reason = errno == ENOTEMPTY || errno == EEXIST
@@ -63,7 +63,10 @@ Store make_store(const std::string& path) {
     throw Failure("cannot make a store of '" + path + "': " + reason +
                   "; name a new or an empty directory");
   }
-  return open_with(articledb_db_create, path, "cannot make the store");
+  const auto create = [&rules](ArticledbDb* db, const char* directory) {
+    return articledb_db_create_with_rules(db, directory, rules.c_str());
+  };
+  return open_with(create, path, "cannot make the store");
 }
 
 [[noreturn]] void fail_record(uint64_t id, const std::string& reason) {
@@ -109,8 +112,16 @@ Store open_store(const std::string& path) {
   return open_existing(path);
 }
 
-Store open_or_make_store(const std::string& path) {
-  Store store = has_database(path) ? open_existing(path) : make_store(path);
+Store open_or_make_store(const std::string& path, const std::string& rules) {
+  Store store = has_database(path) ? open_existing(path)
+                                   : make_store(path, rules.empty() ? kDefaultRules : rules);
+  const std::string own = rules_of(store.get()).name;
+  if (!rules.empty() && rules != own) {
+    throw Failure("the store '" + path + "' has the rules of words '" + own + "', not '" + rules +
+                  "'; leave out --rules, or make a new store of its texts with: fenra rebuild "
+                  "--rules " +
+                  rules + " " + path + " NEW");
+  }
   note_lexicon(path);
   return store;
 }
@@ -142,6 +153,8 @@ std::string status_text(int status) {
       return "metadata missing";
     case STATUS_NOT_FOUND:
       return "no such record";
+    case STATUS_UNKNOWN_RULES:
+      return "this version of fenra does not have them; use the one that made the store";
     case -1:
       return "out of memory";
     default:

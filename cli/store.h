@@ -27,9 +27,10 @@ void require_store(const std::string& path);
 Store open_store(const std::string& path);
 
 // Opens the store in `path`, or makes one when `path` does not exist or is an
-// empty directory, which is replaced by a new one. Throws Failure for any other
-// directory.
-Store open_or_make_store(const std::string& path);
+// empty directory, which is replaced by a new one. A new one gets the rules of words of
+// that name, the default when it is empty. Throws Failure for any other directory, and when
+// a store has other rules than those that are named.
+Store open_or_make_store(const std::string& path, const std::string& rules);
 
 // Has the lexicon that the index was made with noted in the store. Throws Failure.
 void note_lexicon(const std::string& path);

@@ -16,6 +16,7 @@
 #include <fenra/articledb.h>
 #include <fenra/articledb_generator.h>
 #include <fenra/articledb_lemmatizer.h>
+#include <fenra/articledb_rules.h>
 #include <fenra/articledb_util.h>
 #include <fenra/export.h>
 #include <fenra/ostren_generator.h>
@@ -89,25 +90,29 @@ class Fenra {
   // The instance's error state; on a closed instance, the one at its closing.
   virtual FenraErrorCode error() = 0;
 
-  // Stores one article, durably: FENRA_NO_ERROR only when all of it is in the
-  // store's log on disk. `text` is UTF-8, at most INT_MAX bytes; `mime` begins
-  // with "text/plain" or "text/html". An article with the same URL is replaced.
-  // FENRA_ERROR for a null argument, a text that is empty, too long or not valid
-  // UTF-8, another MIME type, HTML without title and body, and a failing store.
+  // Stores one article by the store's rules of words, durably: FENRA_NO_ERROR only
+  // when all of it is in the store's log on disk. `text` has at most INT_MAX bytes.
+  // An article with the same URL is replaced. FENRA_ERROR for a null argument, a
+  // text that is empty or too long, a failing store, and by the rules "plain" for a
+  // text that is not UTF-8, HTML without title and body, and a `mime` that begins with
+  // neither "text/plain" nor "text/html"; by the rules "web" for a page without text.
   virtual FenraErrorCode index(const char* url, const char* text, const char* mime) = 0;
 
-  // The articles that hold, for every run of letters in `query`, some form of
-  // that word's lemma. The caller deletes the iterator. Null on a closed
-  // instance only; a null query is an empty one, and its answer is empty.
+  // The articles that hold, for every word in `query`, some form of that word's
+  // lemma. By the rules "plain" a word is a run of letters; by the rules "web" it is one
+  // of a text, and of a compound with a letter in it that stands apart the parts count
+  // too: "eremu-izenak" also finds "eremu" with "izena". The caller deletes the iterator.
+  // Null on a closed instance only; a null query is an empty one, and its answer is empty.
   virtual ResultIterator* lookup(const char* query) = 0;
 
   // Drops the instance's hold on store and lexicon. A second call does nothing.
   virtual void close() = 0;
 
   // Creates the store in `path`, which must not exist then, or opens the one that
-  // is there. `kind` 0 selects the only implementation; any other kind gives
-  // null. Otherwise never null: an instance whose store or lexicon failed is
-  // returned closed, and error() says which. The caller deletes it.
+  // is there. A new one has the rules of words "plain"; to make one with others, call
+  // articledb_db_create_with_rules before. `kind` 0 selects the only implementation; any other kind
+  // gives null. Otherwise never null: an instance whose store or lexicon failed is returned closed,
+  // and error() says which. The caller deletes it.
   FENRA_API static Fenra* createInstance(int kind, const char* path);
   FENRA_API static Fenra* createInstance(const char* path);
 };
@@ -232,6 +237,10 @@ class FenraData {
     if (db == nullptr) {
       db = openDB(path);
     }
+    if (db != nullptr && articledb_db_get_rules(db, &rules) != 0) {
+      articledb_db_close(db);
+      db = nullptr;
+    }
     if (db != nullptr && lexiconPath != nullptr) {
       lemmatizer = articledb_simple_fst_lemmatizer_new(lexiconPath);
     }
@@ -299,17 +308,18 @@ class FenraData {
 
     // Destroyed before the text that it walks.
     std::unique_ptr<char, void (*)(void*)> txt(nullptr, g_free);
-    std::unique_ptr<ArticledbUtf8Tokenizer, void (*)(ArticledbUtf8Tokenizer*)> tokenizer(
-        articledb_utf8_tokenizer_new_with_metadata_and_data(metadata.get(), text,
-                                                            static_cast<int>(length)),
-        articledb_utf8_tokenizer_free);
+    char* reason = nullptr;
+    std::unique_ptr<void, void (*)(void*)> tokenizer(
+        rules->tokenizer_new_with_metadata_and_data(metadata.get(), text, static_cast<int>(length),
+                                                    &reason),
+        rules->tokenizer_free);
+    g_free(reason);
     txt.reset(static_cast<char*>(g_hash_table_lookup(metadata.get(), "_txt")));
     if (tokenizer == nullptr) {
       return FENRA_ERROR;
     }
-    const int status =
-        articledb_db_index(db, metadata.get(), articledb_utf8_tokenizer_next_token, tokenizer.get(),
-                           articledb_simple_fst_lemmatizer_first_lemma, lemmatizer);
+    const int status = articledb_db_index(db, metadata.get(), rules->next_token, tokenizer.get(),
+                                          rules->first_lemma, lemmatizer);
     if (status != 0) {
       return FENRA_ERROR;
     }
@@ -321,9 +331,12 @@ class FenraData {
   FENRA_API ResultIterator* lookup(const char* query);
 
   // The id stream of a query, or null when it has no word or no word's lookup
-  // succeeded. A word is a run of bytes that isalpha() takes for letters in the
-  // process's locale. The caller owns the stream.
+  // succeeded. By the rules "plain" a word is a run of bytes that isalpha() takes for
+  // letters in the process's locale. The caller owns the stream.
   OstrenGenerator* parse_query(const char* query) {
+    if (strcmp(rules->name, ARTICLEDB_RULES_PLAIN) != 0) {
+      return parse_tokens(query);
+    }
     OstrenGenerator* result = nullptr;
     // A word that was asked for before is in the result already; a stream for each
     // repetition would take kilobytes.
@@ -355,8 +368,7 @@ class FenraData {
   // The articles that hold some form of the first lemma of `form`; null when a
   // lookup in the store fails. The caller owns the stream.
   OstrenGenerator* lookup_lemma_from_form(const char* form, unsigned int length) {
-    GList* lemmas =
-        articledb_simple_fst_lemmatizer_first_lemma(lemmatizer, form, static_cast<int>(length));
+    GList* lemmas = rules->first_lemma(lemmatizer, form, static_cast<int>(length));
     const char* key = form;
     guint32 keyLength = length;
     if (lemmas != nullptr) {
@@ -371,6 +383,7 @@ class FenraData {
   int32_t refCount = 0;
   ArticledbDb* db = nullptr;
   void* lemmatizer = nullptr;
+  const ArticledbRules* rules = articledb_rules_by_name(ARTICLEDB_RULES_PLAIN);  // the store's
 
  private:
   static bool isLetter(char byte) { return isalpha(static_cast<unsigned char>(byte)) != 0; }
@@ -379,6 +392,9 @@ class FenraData {
   static void insert(GHashTable* table, const char* key, const char* value) {
     g_hash_table_insert(table, const_cast<char*>(key), const_cast<char*>(value));
   }
+
+  // parse_query by the tokens of the rules.
+  FENRA_API OstrenGenerator* parse_tokens(const char* query);
 
   // A null stream is a failed lookup: its word is dropped.
   static OstrenGenerator* intersection(OstrenGenerator* result, OstrenGenerator* stream) {

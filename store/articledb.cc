@@ -4,6 +4,7 @@
 #include <glib/gstdio.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -18,6 +19,7 @@
 #include "store/process/gate.h"
 #include "store/process/gate_file.h"
 #include "store/reading/read_memory.h"
+#include "store/rules_record.h"
 #include "store/writing/journal.h"
 
 using namespace ostren::fenra;
@@ -59,8 +61,13 @@ std::unique_ptr<WaitingArticles> make_journal(const char* directory, GateFile* f
   return std::unique_ptr<WaitingArticles>(new (std::nothrow) Journal(directory, file));
 }
 
-int open_store(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db)) {
-  int ret = status_of([db] { db->memory = new ArticledbMemory; });
+using Prepare = int (*)(ArticledbDb* db);
+
+int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
+  int ret = 0;
+  if (db->memory == nullptr) {
+    ret = status_of([db] { db->memory = new ArticledbMemory; });
+  }
   if (ret == 0) {
     ret = environment_make(db);
   }
@@ -74,11 +81,15 @@ int open_store(ArticledbDb* db, const char* path, int (*prepare)(ArticledbDb* db
   return ret;
 }
 
-int articledb_db_create_or_open(ArticledbDb* db, const char* path, int create) {
-  if (create != 0 && create_env_directories(path) != 0) {
-    return -1;
-  }
-  return open_store(db, path, create != 0 ? create_id_counter : nullptr);
+// The rules come first: a store that is complete has them.
+int create_web_store(ArticledbDb* db) {
+  Steps steps(db->env);
+  return steps.failed(put_rules(db, ARTICLEDB_RULES_WEB), 171) ? steps.code()
+                                                               : create_id_counter(db);
+}
+
+int create_store(ArticledbDb* db, const char* path, Prepare prepare) {
+  return create_env_directories(path) != 0 ? -1 : open_store(db, path, prepare);
 }
 
 // ---- closing ----
@@ -131,12 +142,18 @@ int close_environment(ArticledbDb* db) {
 ArticledbDb* articledb_db_new(void) { return g_try_new0(ArticledbDb, 1); }
 
 int articledb_db_create(ArticledbDb* db, const char* path) {
-  return articledb_db_create_or_open(db, path, 1);
+  return create_store(db, path, create_id_counter);
 }
 
-int articledb_db_open(ArticledbDb* db, const char* path) {
-  return articledb_db_create_or_open(db, path, 0);
+int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char* rules) {
+  const ArticledbRules* const known = articledb_rules_by_name(rules);
+  if (known == nullptr) {
+    return EINVAL;
+  }
+  return create_store(db, path, is_plain(*known) ? create_id_counter : create_web_store);
 }
+
+int articledb_db_open(ArticledbDb* db, const char* path) { return open_store(db, path, nullptr); }
 
 int articledb_db_close(ArticledbDb* db) {
   if (db == nullptr) {

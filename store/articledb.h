@@ -26,6 +26,7 @@ typedef unsigned int u_int;
 typedef unsigned long u_long;
 #include <db.h>
 #include <fenra/articledb_lemmatizer.h>
+#include <fenra/articledb_rules.h>
 #include <fenra/articledb_util.h>
 #include <fenra/export.h>
 #include <glib.h>
@@ -38,7 +39,9 @@ enum {
   // The record is longer than the caller's buffer.
   STATUS_BUFFER_SMALL = 5,
   // The key has no record.
-  STATUS_NOT_FOUND = 6
+  STATUS_NOT_FOUND = 6,
+  // The store was made with rules of words that this version does not have.
+  STATUS_UNKNOWN_RULES = 7
 };
 
 // ---- store handle ----
@@ -56,7 +59,7 @@ typedef struct ArticledbDb {
   DB* formdb;     // word form -> article ids
   DB* trigramdb;  // word trigram -> article ids
   DB* lemmadb;    // lemma -> word forms
-  DB* iddb;       // the id counter
+  DB* iddb;       // the id counter, and the name of the rules of words
   // Counters of articledb_db_index since the handle was made, modulo 2^32.
   guint32 indexed_articles;    // stored successfully
   guint32 submitted_articles;  // calls
@@ -74,12 +77,17 @@ typedef struct ArticledbDb {
 // articledb_db_close.
 FENRA_API ArticledbDb* articledb_db_new(void);
 
-// Makes the directory `path` (mode 0700, no parents) and a new store in it.
+// Makes the directory `path` (mode 0700, no parents) and a new store of plain words in it.
 // Returns 0; -1, with nothing reported and no handle made, when the directory
 // exists already or cannot be made; or the failing call's code, reported through
 // the environment's error method. After a failure the handles made so far stay
 // in `db` for articledb_db_close.
 FENRA_API int articledb_db_create(ArticledbDb* db, const char* path);
+
+// As articledb_db_create, with the rules of words of that name, one of those in
+// articledb_rules.h, which the store keeps. EINVAL, and nothing made, for another name; EEXIST
+// when somebody else has made a store with other rules there in the meantime.
+FENRA_API int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char* rules);
 
 // Opens the store in an existing directory. Status and failures as
 // articledb_db_create. A directory without a store becomes one without an id
@@ -90,6 +98,12 @@ FENRA_API int articledb_db_create(ArticledbDb* db, const char* path);
 // minutes for another's opening or closing fails with EBUSY. EPERM: the directory, or a
 // file in it, could have been prepared by another user, and has not been touched.
 FENRA_API int articledb_db_open(ArticledbDb* db, const char* path);
+
+// The rules of words that the open store was made with, by which its articles are to be
+// indexed, and their words to be looked for. *rules is set on success only.
+// STATUS_UNKNOWN_RULES, with a message through the environment, for others than this version
+// has; else Berkeley DB's code.
+FENRA_API int articledb_db_get_rules(ArticledbDb* db, const ArticledbRules** rules);
 
 // Closes the databases and the environment and releases the handle. Null gives
 // 0. When a close fails, its code is returned, a message goes to standard error
@@ -170,10 +184,6 @@ FENRA_API char* articledb_pack_url_with_metadata(const char* url, GHashTable* me
 
 // ---- indexing ----
 
-// A token source: 1 and a token that stays valid during the call, 2 at the end,
-// any other value for a failure, which articledb_db_index returns as it is.
-typedef int (*ArticledbNextTokenFunc)(void* tokenizer, const char** token, int* length);
-
 // Stores one article. `metadata` has string keys and is only read: "source",
 // "_url", "date" (decimal digits), "lang" and "_txt" (the text), strings, and
 // "_length" (the raw length, nonzero, held in the value slot itself). Draws a new
@@ -188,15 +198,6 @@ typedef int (*ArticledbNextTokenFunc)(void* tokenizer, const char** token, int* 
 FENRA_API int articledb_db_index(ArticledbDb* db, GHashTable* metadata,
                                  ArticledbNextTokenFunc next_token, void* tokenizer,
                                  ArticledbLemmatizerFunc lemmatize, void* lemmatizer);
-
-// A tokenizer over an article's data, by the MIME type under "mime": "text/plain"
-// as it is, "text/html" converted. Adds "_txt", the zero-terminated plain text,
-// which the caller releases with g_free after the tokenizer, and "_length", the
-// data's length held in the value slot, to the table. Null, the table unchanged,
-// when the type is missing or another one (with a message on standard error), the
-// text is empty or not valid UTF-8, or the HTML cannot be converted.
-FENRA_API ArticledbUtf8Tokenizer* articledb_utf8_tokenizer_new_with_metadata_and_data(
-    GHashTable* metadata, const char* data, int length);
 
 // ---- cursors ----
 

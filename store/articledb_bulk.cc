@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "base/failed.h"
 #include "store/bulk/article_sorter.h"
@@ -11,6 +12,7 @@
 #include "store/bulk/store_compaction.h"
 #include "store/bulk/store_filling.h"
 #include "store/bulk/store_writer.h"
+#include "store/rules_record.h"
 
 using namespace ostren::fenra;
 using namespace ostren::fenra::store;
@@ -33,7 +35,8 @@ struct ArticledbBulk {
   const size_t memory;
   ArticleSorter sorter;
   guint64 last_id = 0;
-  int status = 0;  // of the build so far
+  std::string_view rules;  // their name; empty for plain ones
+  int status = 0;          // of the build so far
 };
 
 int articledb_bulk_new(ArticledbBulk** bulk, const char* path, guint64 memory) {
@@ -45,6 +48,15 @@ int articledb_bulk_new(ArticledbBulk** bulk, const char* path, guint64 memory) {
     require_free(target);
     *bulk = new ArticledbBulk(target, memory_or_default(memory));
   });
+}
+
+int articledb_bulk_set_rules(ArticledbBulk* bulk, const char* rules) {
+  const ArticledbRules* const known = articledb_rules_by_name(rules);
+  if (known == nullptr) {
+    return EINVAL;
+  }
+  bulk->rules = is_plain(*known) ? "" : known->name;
+  return 0;
 }
 
 int articledb_bulk_prepare(GHashTable* metadata, ArticledbNextTokenFunc next_token, void* tokenizer,
@@ -91,7 +103,7 @@ int articledb_bulk_finish(ArticledbBulk* bulk, ArticledbBulkProgressFunc progres
     const auto& runs = bulk->sorter.finish();
     WorkMeter meter(progress, state);
     StoreWriter writer(bulk->directory.path(), cache_bytes(bulk->memory));
-    fill_store(runs, bulk->last_id, &writer, &meter);
+    fill_store(runs, bulk->last_id, bulk->rules, &writer, &meter);
     writer.finish();
     bulk->directory.become_target();
   });

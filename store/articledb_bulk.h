@@ -50,6 +50,10 @@ typedef struct ArticledbBulkArticle ArticledbBulkArticle;
 // memory is short. Else the system's code. *bulk is set on success only.
 FENRA_API int articledb_bulk_new(ArticledbBulk** bulk, const char* path, guint64 memory);
 
+// Has the store made with the rules of words of that name, one of those in articledb_rules.h,
+// by which the articles are prepared; without the call they are plain. EINVAL for another name.
+FENRA_API int articledb_bulk_set_rules(ArticledbBulk* bulk, const char* rules);
+
 // Reads an article as articledb_db_index does: tokens, trigrams, lemmas, records. All
 // arguments are borrowed. `lemmatize` is called once for each distinct token.
 //

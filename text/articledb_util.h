@@ -6,6 +6,7 @@
 #define FENRA_ARTICLEDB_UTIL_H
 
 #include <fenra/export.h>
+#include <glib.h>
 #include <pcre.h>
 
 FENRA_BEGIN_DECLS
@@ -87,8 +88,12 @@ FENRA_API int articledb_html_to_txt(const char* html, int length, char* output, 
 
 // ---- tokenizer ----
 
-// Tokens of the reads below.
+// Results of a token source.
 enum { ARTICLEDB_TOKEN_ERROR = -1, ARTICLEDB_TOKEN_OK = 1, ARTICLEDB_TOKEN_END = 2 };
+
+// A token source: _OK and a token that the caller of the source is done with at its next call,
+// _END at the end, any other value for a failure, which articledb_db_index returns as it is.
+typedef int (*ArticledbNextTokenFunc)(void* tokenizer, const char** token, int* length);
 
 typedef struct ArticledbUtf8Tokenizer {
   const char* text;  // the rest of the text, borrowed
@@ -111,11 +116,20 @@ FENRA_API ArticledbUtf8Tokenizer* articledb_utf8_tokenizer_new(const char* text,
 // again at every later call) or _ERROR, which leaves the tokenizer where the failed
 // search began. All reads together take time linear in the text.
 // `tokenizer` is an ArticledbUtf8Tokenizer*; the untyped pointer makes the
-// function a token source for articledb_db_index.
+// function a token source.
 FENRA_API int articledb_utf8_tokenizer_next_token(void* tokenizer, const char** token, int* length);
 
 // Releases the tokenizer, not its text. Null is allowed.
 FENRA_API void articledb_utf8_tokenizer_free(ArticledbUtf8Tokenizer* tokenizer);
+
+// A tokenizer over an article's data, by the MIME type under "mime": "text/plain"
+// as it is, "text/html" converted. Adds "_txt", the zero-terminated plain text,
+// which the caller releases with g_free after the tokenizer, and "_length", the
+// data's length held in the value slot, to the table. Null, the table unchanged,
+// when the type is missing or another one (with a message on standard error), the
+// text is empty or not valid UTF-8, or the HTML cannot be converted.
+FENRA_API ArticledbUtf8Tokenizer* articledb_utf8_tokenizer_new_with_metadata_and_data(
+    GHashTable* metadata, const char* data, int length);
 
 // ---- trigram builder ----
 

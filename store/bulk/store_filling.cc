@@ -37,7 +37,7 @@ class Filling {
     meter->set_total(total);
   }
 
-  void run() {
+  void run(std::string_view rules) {
     // First, since it tells which articles have been replaced.
     fill_urls();
     fill_records(&ArticledbDb::urldb, section::URL_RECORDS);
@@ -51,6 +51,9 @@ class Filling {
              [this](std::string_view key, std::string_view numbers) { put_ids(key, numbers); });
     writer_.begin(&ArticledbDb::iddb);
     writer_.put({ID_COUNTER_KEY, sizeof ID_COUNTER_KEY}, id_bytes(last_id_));
+    if (!rules.empty()) {
+      writer_.put({RULES_KEY, sizeof RULES_KEY}, rules);
+    }
   }
 
  private:
@@ -169,8 +172,9 @@ class Filling {
 
 }  // namespace
 
-void fill_store(const Runs& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter) {
-  Filling(runs, last_id, writer, meter).run();
+void fill_store(const Runs& runs, guint64 last_id, std::string_view rules, StoreWriter* writer,
+                WorkMeter* meter) {
+  Filling(runs, last_id, writer, meter).run(rules);
 }
 
 }  // namespace ostren::fenra::store

@@ -4,15 +4,19 @@
 
 #include <glib.h>
 
+#include <string_view>
+
 #include "store/bulk/run_file.h"
 #include "store/bulk/store_writer.h"
 #include "store/bulk/work_meter.h"
 
 namespace ostren::fenra::store {
 
-// Writes the databases of the runs' sections and the id counter. Only the last article of a
-// URL gets its URL record and its text. Throws Failed and std::bad_alloc.
-void fill_store(const Runs& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter);
+// Writes the databases of the runs' sections, the id counter and the name of the rules, unless
+// that is empty. Only the last article of a URL gets its URL record and its text. Throws Failed
+// and std::bad_alloc.
+void fill_store(const Runs& runs, guint64 last_id, std::string_view rules, StoreWriter* writer,
+                WorkMeter* meter);
 
 }  // namespace ostren::fenra::store
 

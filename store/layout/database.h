@@ -13,8 +13,10 @@ namespace ostren::fenra::store {
 // The module name that the store's messages carry.
 constexpr char MODULE[] = "articledb";
 
-// On disk: the key of the one record of "iddb".
+// On disk: the keys of the records of "iddb": of the id counter, and of the name of the rules of
+// words, which a store of plain words does not have.
 constexpr char ID_COUNTER_KEY[4] = {0, 0, 0, 0};
+constexpr char RULES_KEY[4] = {1, 0, 0, 0};
 
 // An item that passes `size` bytes to Berkeley DB, which only reads them.
 inline DBT input_item(const void* data, guint32 size) {

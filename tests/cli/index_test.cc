@@ -82,7 +82,7 @@ TEST_F(IndexTest, RefusalsAreReportedAndDoNotEndTheRun) {
   }
   write("pages/good.txt", "mendia");
   ASSERT_EQ(0, mkfifo((directory_ / "pipe.txt").c_str(), 0600));
-  const Result result = run("index @store @none @pipe.txt @pages --base-url u");
+  const Result result = run("index @store --rules plain @none @pipe.txt @pages --base-url u");
   EXPECT_EQ(3, result.status);
   EXPECT_THAT(result.out, StartsWith("indexed 1, refused 9, skipped 0, bytes 6, "));
   for (const auto& c : cases) {
@@ -351,7 +351,7 @@ TEST_F(VerifyTest, TuneSetsShowsAndTakesBack) {
   expect("tune @store --cache 1025M", 0,
          "cache set       1025M, in DB_CONFIG\ncache in effect 1025.0 MiB of memory\n");
   EXPECT_EQ(directory_.read(config), "# mine\n\n set_lg_max 10485760\nset_cachesize 1 1048576 1\n");
-  expect("search @store etxe --count", 0, "1\n");
+  expect("search @store etxe --count", 0, "2\n");
   expect("tune @store --cache default", 0, normal);
   EXPECT_EQ(directory_.read(config), "# mine\n\n set_lg_max 10485760\n");
   write(config, "");

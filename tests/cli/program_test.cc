@@ -11,7 +11,6 @@ using testing::MatchesRegex;
 using testing::StartsWith;
 
 TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
-  const std::string long_word(64, 'a');
   const std::pair<std::string, const char*> cases[] = {
       {"", "subcommand is required"},
       {"find", "'find' is not expected here"},
@@ -34,7 +33,8 @@ TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
       {"lookup @store --trigram a_b", "has 2 words, not 3"},
       {"lookup @store --trigram a_b_c_d", "has 4 words, not 3"},
       {"lookup @store --trigram-prefix _", "has 0 words, not 1 to 3"},
-      {"lookup @store --trigram-prefix " + long_word, "is longer than 63 bytes"},
+      {"index @store a --rules x", "no rules 'x'; web and plain are known"},
+      {"rebuild @a @b --rules Web", "no rules 'Web'"},
       {"show @store", "URL is required"},
       {"show @store u v", "'v' is not expected here"},
       {"stats", "STORE is required"},
@@ -59,8 +59,9 @@ TEST_F(ProgramTest, EveryCommandHasHelpWithAnExample) {
 }
 
 TEST_F(ProgramTest, LemmaPrintsFormLemmaAndAnalyses) {
-  expect("lemma da Etxea [etxea,da] ++", 0,
+  expect("lemma --rules plain da Etxea [etxea,da] ++", 0,
          "da\tda\tADT/izan ADL/izan\nEtxea\tEtxea\t-\n[etxea,da]\t[etxea,da]\t-\n++\t++\t-\n");
+  expect("lemma ETXEA", 0, "ETXEA\tetxe\tIZE/etxe+\n");
   expect("lemma etxea", 0, StartsWith("etxea\tetxe\tIZE/etxe+"));
   const std::string input("badu\n\nda\0x\nzuen", 15);
   EXPECT_THAT(lines(run("lemma", input).out),

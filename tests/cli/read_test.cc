@@ -25,7 +25,7 @@ class ReadTest : public ProgramTest {
     add("u:3", "itsasoa urdina da", "20100101\ta\";b");
     add(long_, std::string(100000, ' ') + "etxea mendia itsasoa", "20100101\tBerria");
     add("u:old", std::string(100000, ' ') + "etxea mendia itsasoa", "\t");
-    expect("index @store --list -", 0, HasSubstr("indexed 6,"), "", list_);
+    expect("index @store --rules plain --list -", 0, HasSubstr("indexed 6,"), "", list_);
   }
 
   void add(const std::string& url, const std::string& text, const std::string& date_and_source,
@@ -72,6 +72,8 @@ TEST_F(ReadTest, SearchesAndLookupsAnswerInTheOrderOfIds) {
   for (const auto& [call, urls] : cases) {
     EXPECT_EQ(answer(call), urls) << call;
   }
+  const std::string long_word(64, 'a');
+  expect("lookup @store --trigram-prefix " + long_word, 2, "", HasSubstr("longer than 63 bytes"));
   expect("search @store 123 ñ", 0, "", HasSubstr("the query '123 ñ' has no word"));
 }
 
@@ -93,6 +95,7 @@ TEST_F(ReadTest, StatsCountsTheEntriesOfEveryDatabase) {
   const std::vector<std::string> expected = {"articles 5",
                                              "last id  6",
                                              "log      [0-9]+ bytes",
+                                             "rules    plain",
                                              "lexicon  [0-9a-f]+; of this library [0-9a-f]+",
                                              "",
                                              "database +entries +bytes",

@@ -185,6 +185,33 @@ TEST_F(FacadeTest, QueriesAreSplitAtEverythingButLetters) {
   }
 }
 
+TEST_F(FacadeTest, AStoreOfTheWebHasTheWordsOfTheWeb) {
+  ArticledbDb* db = articledb_db_new();
+  ASSERT_EQ(articledb_db_create_with_rules(db, store_.c_str(), ARTICLEDB_RULES_WEB), 0);
+  ASSERT_EQ(articledb_db_close(db), 0);
+  const Instance fenra = Open();
+  ASSERT_EQ(fenra->index("u:1", "<p>ETXEAN ma&ntilde;ana Eremu-Izenak", nullptr), FENRA_ERROR);
+  ASSERT_EQ(fenra->index("u:1", "<p>ETXEAN ma&ntilde;ana Eremu-Izenak", "text/html"),
+            FENRA_NO_ERROR);
+  ASSERT_EQ(Index(fenra.get(), "u:2", "izena, 1.5 eta etxe-eremu"), FENRA_NO_ERROR);
+  EXPECT_EQ(fenra->index("u:3", " ", "text/html"), FENRA_ERROR);
+  const std::pair<std::string, Urls> cases[] = {
+      {"Etxea", {"u:1", "u:2"}},
+      {"MA\u00D1ANA etxe", {"u:1"}},
+      {"eremu-izenak", {"u:1", "u:2"}},
+      {"eremu-izenak manana", {"u:1"}},
+      {"1.5", {"u:2"}},
+      {"1", {"u:2"}},
+      {"1.5.1", {}},  // no number is found by its parts
+      {Repeat("izena eremu-etxe", 100000), {}},
+      {Repeat("izena eremu-etxe ", 100000), {"u:1", "u:2"}},
+      {"?!", {}},
+  };
+  for (const auto& [query, urls] : cases) {
+    EXPECT_EQ(Search(fenra.get(), query.c_str()), urls) << query.substr(0, 40);
+  }
+}
+
 // Otherwise memory would grow by kilobytes with every word of a query.
 TEST_F(FacadeTest, ARepeatedWordTakesNoStream) {
   FenraData data(store_.c_str(), nullptr);

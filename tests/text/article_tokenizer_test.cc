@@ -1,7 +1,12 @@
 // The tokenizer constructor.
-#include "store_fixture.h"
+#include <glib.h>
+#include <gtest/gtest.h>
+
+#include "tests/text/support.h"
 
 namespace {
+
+using Strings = std::vector<std::string>;
 
 struct Outcome {
   Strings tokens;

@@ -6,15 +6,14 @@
 #include <memory>
 
 #include "base/handles.h"
-#include "store/articledb.h"
+#include "text/articledb_util.h"
 #include "text/utf8.h"
 
 using namespace ostren::fenra;
-using ostren::fenra::text::is_valid_utf8;
 using ostren::fenra::text::first_invalid_utf8;
+using ostren::fenra::text::is_valid_utf8;
 
 namespace {
-
 // The text of an article, zero-terminated.
 struct PlainText {
   GMemory<char> bytes;
