@@ -14,6 +14,7 @@
 #include "cli/output.h"
 #include "cli/rules.h"
 #include "cli/urls.h"
+#include "store/layout/database.h"
 
 namespace cli {
 namespace {
@@ -54,6 +55,13 @@ auto load_embedded(Load load) {
   return handle;
 }
 
+Store create_with_rules(const std::string& path, const std::string& rules) {
+  const auto create = [&rules](ArticledbDb* db, const char* directory) {
+    return articledb_db_create_with_rules(db, directory, rules.c_str());
+  };
+  return open_with(create, path, "cannot make the store");
+}
+
 Store make_store(const std::string& path, const std::string& rules) {
   std::error_code error;
   if (fs::exists(path, error) && rmdir(path.c_str()) != 0) {
@@ -63,10 +71,14 @@ Store make_store(const std::string& path, const std::string& rules) {
     throw Failure("cannot make a store of '" + path + "': " + reason +
                   "; name a new or an empty directory");
   }
-  const auto create = [&rules](ArticledbDb* db, const char* directory) {
-    return articledb_db_create_with_rules(db, directory, rules.c_str());
-  };
-  return open_with(create, path, "cannot make the store");
+  return create_with_rules(path, rules);
+}
+
+// Nothing can have been indexed in a store whose making was cut short.
+bool is_complete(ArticledbDb* db) {
+  using ostren::fenra::store::ID_COUNTER_KEY;
+  DBT key = ostren::fenra::store::input_item(ID_COUNTER_KEY, sizeof(ID_COUNTER_KEY));
+  return db->iddb->exists(db->iddb, nullptr, &key, 0) != DB_NOTFOUND;
 }
 
 [[noreturn]] void fail_record(uint64_t id, const std::string& reason) {
@@ -113,8 +125,17 @@ Store open_store(const std::string& path) {
 }
 
 Store open_or_make_store(const std::string& path, const std::string& rules) {
-  Store store = has_database(path) ? open_existing(path)
-                                   : make_store(path, rules.empty() ? kDefaultRules : rules);
+  const std::string wanted = rules.empty() ? kDefaultRules : rules;
+  Store store;
+  if (has_database(path)) {
+    store = open_existing(path);
+    if (!is_complete(store.get())) {
+      close_store(std::move(store));
+      store = create_with_rules(path, wanted);
+    }
+  } else {
+    store = make_store(path, wanted);
+  }
   const std::string own = rules_of(store.get()).name;
   if (!rules.empty() && rules != own) {
     throw Failure("the store '" + path + "' has the rules of words '" + own + "', not '" + rules +

@@ -99,10 +99,10 @@ class Fenra {
   virtual FenraErrorCode index(const char* url, const char* text, const char* mime) = 0;
 
   // The articles that hold, for every word in `query`, some form of that word's
-  // lemma. By the rules "plain" a word is a run of letters; by the rules "web" it is one
-  // of a text, and of a compound with a letter in it that stands apart the parts count
-  // too: "eremu-izenak" also finds "eremu" with "izena". The caller deletes the iterator.
-  // Null on a closed instance only; a null query is an empty one, and its answer is empty.
+  // lemma. By the rules "plain" a word is a run of letters; by the rules "web" it is what
+  // it is in a text, and a compound with a letter in it is found by all of its parts too:
+  // "eremu-izenak" finds "eremu" and "izena". The caller deletes the iterator. Null on a closed
+  // instance only; a null query is an empty one, and its answer is empty.
   virtual ResultIterator* lookup(const char* query) = 0;
 
   // Drops the instance's hold on store and lexicon. A second call does nothing.

@@ -82,15 +82,16 @@ int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
 }
 
 // The rules come first: a store that is complete has them.
-int create_web_store(ArticledbDb* db) {
+int prepare_with(ArticledbDb* db, const char* rules) {
+  const int ret = put_rules(db, rules);
+  if (ret == EEXIST) {
+    return ret;
+  }
   Steps steps(db->env);
-  return steps.failed(put_rules(db, ARTICLEDB_RULES_WEB), 171) ? steps.code()
-                                                               : create_id_counter(db);
+  return steps.failed(ret, 171) ? ret : create_id_counter(db);
 }
-
-int create_store(ArticledbDb* db, const char* path, Prepare prepare) {
-  return create_env_directories(path) != 0 ? -1 : open_store(db, path, prepare);
-}
+int prepare_plain(ArticledbDb* db) { return prepare_with(db, ARTICLEDB_RULES_PLAIN); }
+int prepare_web(ArticledbDb* db) { return prepare_with(db, ARTICLEDB_RULES_WEB); }
 
 // ---- closing ----
 
@@ -142,7 +143,7 @@ int close_environment(ArticledbDb* db) {
 ArticledbDb* articledb_db_new(void) { return g_try_new0(ArticledbDb, 1); }
 
 int articledb_db_create(ArticledbDb* db, const char* path) {
-  return create_store(db, path, create_id_counter);
+  return create_env_directories(path) != 0 ? -1 : open_store(db, path, create_id_counter);
 }
 
 int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char* rules) {
@@ -150,7 +151,10 @@ int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char
   if (known == nullptr) {
     return EINVAL;
   }
-  return create_store(db, path, is_plain(*known) ? create_id_counter : create_web_store);
+  if (create_env_directories(path) != 0 && errno != EEXIST) {
+    return -1;
+  }
+  return open_store(db, path, is_plain(*known) ? prepare_plain : prepare_web);
 }
 
 int articledb_db_open(ArticledbDb* db, const char* path) { return open_store(db, path, nullptr); }

@@ -85,8 +85,9 @@ FENRA_API ArticledbDb* articledb_db_new(void);
 FENRA_API int articledb_db_create(ArticledbDb* db, const char* path);
 
 // As articledb_db_create, with the rules of words of that name, one of those in
-// articledb_rules.h, which the store keeps. EINVAL, and nothing made, for another name; EEXIST
-// when somebody else has made a store with other rules there in the meantime.
+// articledb_rules.h, which the store keeps. EINVAL, and nothing made, for another name. A
+// directory that exists is opened, and a store whose making was cut short completed; EEXIST
+// when it is one with other rules.
 FENRA_API int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char* rules);
 
 // Opens the store in an existing directory. Status and failures as

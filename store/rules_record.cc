@@ -36,16 +36,18 @@ int ostren::fenra::store::put_rules(ArticledbDb* db, std::string_view name) {
   DB* const iddb = db->iddb;
   DBT key = input_item(RULES_KEY, sizeof RULES_KEY);
   DBT data = input_item(name);
-  DBT known = data;
-  const int found = iddb->get(iddb, nullptr, &key, &known, DB_GET_BOTH);
-  if (found != DB_NOTFOUND) {
-    return found;
+  DBT same = data;
+  int ret = iddb->get(iddb, nullptr, &key, &same, DB_GET_BOTH);
+  if (ret != DB_NOTFOUND) {
+    return ret;
   }
-  DBT counter = input_item(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY);
-  const int complete = iddb->exists(iddb, nullptr, &counter, 0);
-  return complete == DB_NOTFOUND ? iddb->put(iddb, nullptr, &key, &data, 0)
-         : complete == 0         ? EEXIST
-                                 : complete;
+  const bool plain = name == ARTICLEDB_RULES_PLAIN;
+  DBT other = plain ? key : input_item(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY);
+  ret = iddb->exists(iddb, nullptr, &other, 0);
+  if (ret != DB_NOTFOUND) {
+    return ret == 0 ? EEXIST : ret;
+  }
+  return plain ? 0 : iddb->put(iddb, nullptr, &key, &data, 0);
 }
 
 int articledb_db_get_rules(ArticledbDb* db, const ArticledbRules** rules) {

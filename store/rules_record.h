@@ -15,8 +15,8 @@ namespace ostren::fenra::store {
 // Whether the rules are those of a store without the record.
 bool is_plain(const ArticledbRules& rules);
 
-// Writes the name of rules that are not plain into a store that is being made; the caller has
-// entered the gate, and flushes the log. EEXIST when the store has been completed without.
+// Gives rules to a store that is being made; the caller has entered the gate, and flushes the
+// log. EEXIST when it has others, or is complete without a record and these are not plain.
 int put_rules(ArticledbDb* db, std::string_view name);
 
 }  // namespace ostren::fenra::store

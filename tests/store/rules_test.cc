@@ -1,8 +1,8 @@
 // The rules of words that a store is made with.
 #include <filesystem>
 
-#include "store/layout/database.h"
 #include "store/articledb_bulk.h"
+#include "store/layout/database.h"
 #include "store_fixture.h"
 #include "tests/support/temporary_directory.h"
 
@@ -58,6 +58,30 @@ TEST_F(RulesTest, StayWithTheStoreWhereverItsFilesGo) {
   EXPECT_EQ(0, articledb_bulk_finish(bulk, nullptr, nullptr));
   articledb_bulk_free(bulk);
   EXPECT_EQ(rules_of("bulk"), "web");
+}
+
+TEST_F(RulesTest, AreGivenOnce) {
+  const auto give = [this](const char* name, const char* rules) {
+    ArticledbDb* db = articledb_db_new();
+    const int status = articledb_db_create_with_rules(db, path(name).c_str(), rules);
+    EXPECT_EQ(0, articledb_db_close(db));
+    return status;
+  };
+  make("web", "web");
+  make("plain", "plain");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(EEXIST, give("web", "plain"));
+  EXPECT_EQ(EEXIST, give("plain", "web"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(0, give("web", "web"));
+  EXPECT_EQ(0, give("plain", "plain"));
+  EXPECT_EQ(rules_of("web") + rules_of("plain"), "webplain");
+  // One whose making was cut short has databases, and none of its rules.
+  fs::create_directory(path("cut"));
+  EXPECT_EQ(rules_of("cut"), "plain");
+  EXPECT_EQ(0, give("cut", "web"));
+  EXPECT_EQ(rules_of("cut"), "web");
+  EXPECT_EQ(-1, give("no/parent", "web"));
 }
 
 TEST_F(RulesTest, AreNotGuessed) {
