@@ -47,9 +47,7 @@ typedef struct ArticledbGuint64Generator {
   OstrenGenerator head;
   OstrenGenerator* inner;  // owned: a cursor generator that reads into `id`
   guint64 id;              // the id last read, machine byte order
-  // Private: the ids that the cursor has read ahead.
-  const guint64* ahead_begin;
-  const guint64* ahead_end;
+  void* ahead;             // private: what the cursor has read ahead
 } ArticledbGuint64Generator;
 
 // The data items that articledb_cursor_next_data_dup delivers from `cursor`,

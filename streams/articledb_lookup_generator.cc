@@ -4,7 +4,8 @@
 #include <memory>
 
 #include "streams/articledb_generator.h"
-#include "streams/skip.h"
+#include "streams/id_set.h"
+#include "streams/id_union.h"
 
 using ostren::fenra::streams::id_set_of_trigrams_new;
 using ostren::fenra::streams::id_union_new;

@@ -1,8 +1,6 @@
 // The generator protocol and the kinds that read nothing but memory.
 #include "streams/ostren_generator.h"
 
-#include "streams/pull.h"
-
 // Broken contracts are fatal in every build.
 #undef NDEBUG
 #include <cassert>
@@ -16,39 +14,7 @@ int empty_free(OstrenGenerator* gener) {
   return 0;
 }
 
-int range_next(OstrenGenerator* gener, void** item) {
-  auto* range = reinterpret_cast<OstrenGuint64RangeGenerator*>(gener);
-  if (range->first) {
-    range->first = 0;
-  } else if (range->current <= G_MAXUINT64 - range->step) {
-    range->current += range->step;
-  }  // else: at the top, where wrapping around would revive an exhausted range
-  if (range->current >= range->end) {
-    return 0;
-  }
-  *item = &range->current;
-  return 1;
-}
-
-int range_free(OstrenGenerator* gener) {
-  g_free(gener);
-  return 0;
-}
-
 }  // namespace
-
-bool ostren::fenra::streams::is_range(const OstrenGenerator* gener) {
-  return gener->nextf == range_next;
-}
-
-int ostren::fenra::streams::pull_range(OstrenGuint64RangeGenerator* range, guint64 least,
-                                       void** item) {
-  if (least > range->current) {
-    range->current = least;
-    range->first = 1;
-  }
-  return range_next(&range->head, item);
-}
 
 // The texts of these assertions reach the user in the abort message.
 // clang-format off
@@ -102,14 +68,4 @@ OstrenGenerator* ostren_empty_generator_new(void) {
   auto* record = g_new0(OstrenEmptyGenerator, 1);
   ostren_generator_init(&record->head, empty_next, empty_free);
   return &record->head;
-}
-
-OstrenGenerator* ostren_guint64_range_generator_new(guint64 start, guint64 end) {
-  auto* range = g_new0(OstrenGuint64RangeGenerator, 1);
-  ostren_generator_init(&range->head, range_next, range_free);
-  range->current = start;
-  range->end = end;
-  range->step = 1;
-  range->first = 1;
-  return &range->head;
 }

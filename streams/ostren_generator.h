@@ -102,9 +102,7 @@ typedef struct OstrenSortedGeneratorCutter {
   OstrenGenerator* left;   // owned
   OstrenGenerator* right;  // owned
   GCompareFunc compare;
-  // Private. Pulls an input with leave to pass over elements that are less than one by
-  // `compare`; null: no way to do that.
-  int (*skip)(OstrenGenerator* input, const void* least, void** item);
+  gint32 of_ids;                              // private: 1 where ids may be passed over
   gint32 ended;                               // 1 once a pull has given 0
   gint32 waiting;                             // 1 while right_item awaits a left element
   void* right_item;                           // last element pulled from right

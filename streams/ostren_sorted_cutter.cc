@@ -6,24 +6,29 @@
 // cutter to the one that consumes it, and a cutter that waits for a larger left
 // element keeps its right one in `right_item`.
 #include "streams/ostren_generator.h"
-#include "streams/pull.h"
+#include "streams/skip.h"
 
 namespace {
 
-using ostren::fenra::streams::Pull;
+using ostren::fenra::streams::pull_from;
 
 using Cutter = OstrenSortedGeneratorCutter;
 
 Cutter* from_head(OstrenGenerator* gener) { return reinterpret_cast<Cutter*>(gener); }
 
+// The element, an id, as what may be less than it passed over; 0 for an element of another kind.
+guint64 least_of(bool of_ids, const void* element) {
+  return of_ids && element != nullptr ? *static_cast<const guint64*>(element) : 0;
+}
+
 // The innermost live cutter of the left-deep chain that ends in `cutter`, with
-// the `outer` links set from there up to `cutter`. *can_skip becomes false unless all of
-// them pass over elements in the same way.
-Cutter* innermost_live(Cutter* cutter, bool* can_skip) {
+// the `outer` links set from there up to `cutter`. *of_ids becomes false unless all of
+// them may pass over ids.
+Cutter* innermost_live(Cutter* cutter, bool* of_ids) {
   while (cutter->left != nullptr && cutter->left->nextf == ostren_sorted_generator_cutter_next &&
          !from_head(cutter->left)->ended) {
     Cutter* inner = from_head(cutter->left);
-    *can_skip = *can_skip && inner->skip == cutter->skip;
+    *of_ids = *of_ids && inner->of_ids;
     inner->outer = cutter;
     cutter = inner;
   }
@@ -39,9 +44,9 @@ enum class Meeting { MATCH, LEFT_TOO_SMALL, END };
 Meeting meet(Cutter* cutter, bool has_left, const void* left_item) {
   bool has_right = true;
   // Right elements that are less than the left one match nothing.
-  const Pull pull = {cutter->skip, has_left ? left_item : nullptr};
+  const guint64 least = least_of(cutter->of_ids, has_left ? left_item : nullptr);
   if (!cutter->waiting) {
-    has_right = pull(cutter->right, &cutter->right_item) == 1;
+    has_right = pull_from(cutter->right, least, &cutter->right_item) == 1;
   }
   while (has_left && has_right) {
     const int order = cutter->compare(left_item, cutter->right_item);
@@ -53,7 +58,7 @@ Meeting meet(Cutter* cutter, bool has_left, const void* left_item) {
       cutter->waiting = 1;
       return Meeting::LEFT_TOO_SMALL;
     }
-    has_right = pull(cutter->right, &cutter->right_item) == 1;
+    has_right = pull_from(cutter->right, least, &cutter->right_item) == 1;
   }
   cutter->ended = 1;
   return Meeting::END;
@@ -79,8 +84,8 @@ int ostren_sorted_generator_cutter_next(OstrenGenerator* gener, void** item) {
     return 0;
   }
 
-  bool can_skip = true;
-  Cutter* const innermost = innermost_live(outermost, &can_skip);
+  bool of_ids = outermost->of_ids;
+  Cutter* const innermost = innermost_live(outermost, &of_ids);
   Cutter* cutter = innermost;
   void* element = nullptr;
   bool has_element = ostren_generator_next(innermost->left, &element) == 1;
@@ -89,9 +94,9 @@ int ostren_sorted_generator_cutter_next(OstrenGenerator* gener, void** item) {
     if (meeting == Meeting::LEFT_TOO_SMALL) {
       // Everything inside starts a pull of its own to give a larger element, which goes
       // through to the right one unless it is less.
-      const Pull pull = {can_skip ? cutter->skip : nullptr, cutter->right_item};
+      const guint64 least = least_of(of_ids, cutter->right_item);
       cutter = innermost;
-      has_element = pull(innermost->left, &element) == 1;
+      has_element = pull_from(innermost->left, least, &element) == 1;
       continue;
     }
     // An end passes outward through every cutter of the chain.

@@ -52,6 +52,18 @@ inline std::string_view id_bytes(const guint64& id) {
 
 inline DBT id_item(const guint64* id) { return input_item(id, sizeof *id); }
 
+// One read through a cursor, which is closed again.
+inline int get_with_cursor(DB* database, DBT* key, DBT* data, guint32 flags) {
+  DBC* dbc = nullptr;
+  int ret = database->cursor(database, nullptr, &dbc, 0);
+  if (ret == 0) {
+    ret = dbc->get(dbc, key, data, flags);
+    const int closed = dbc->close(dbc);
+    ret = ret != 0 ? ret : closed;
+  }
+  return ret;
+}
+
 // Stores a pair whose data item is not an id; DB_KEYEXIST when it is there.
 // Asking first is not an optimisation: in a hash database with sorted duplicates
 // a put of an existing pair with a short data item may reorganise its page before

@@ -83,16 +83,8 @@ class Scan {
       memcpy(buffer, &next_id_, sizeof next_id_);
       bulk_.size = sizeof next_id_;
     }
-    DB* database = db_->trigramdb;
-    DBC* dbc = nullptr;
-    int ret = database->cursor(database, nullptr, &dbc, 0);
-    if (ret == 0) {
-      const guint32 operation = inside_key_ ? DB_GET_BOTH_RANGE : DB_SET_RANGE;
-      ret = dbc->get(dbc, &key, &bulk_, operation | DB_MULTIPLE_KEY);
-      const int closed = dbc->close(dbc);
-      ret = ret != 0 ? ret : closed;
-    }
-    return ret;
+    const guint32 operation = inside_key_ ? DB_GET_BOTH_RANGE : DB_SET_RANGE;
+    return get_with_cursor(db_->trigramdb, &key, &bulk_, operation | DB_MULTIPLE_KEY);
   }
 
   // To the least key that is greater than the present one.

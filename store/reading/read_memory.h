@@ -4,17 +4,15 @@
 
 #include "base/handles.h"
 #include "store/memory.h"
-#include "store/reading/list_cache.h"
-#include "store/reading/record_cache.h"
+#include "store/reading/read_cache.h"
 
 namespace ostren::fenra::store {
 
 class ReadMemory {
  public:
-  RecordCache url_records;
-  ListCache lists;
+  ReadCache cache;
 
-  // Gives each cache an eighth of what the environment's has, or the least. Berkeley DB's code.
+  // Gives the cache a quarter of what the environment's has, or the least. Berkeley DB's code.
   int set_room(DB_ENV* env);
 
   // Memory for use under the gate: at least `size` bytes, aligned for any type; null when
@@ -33,11 +31,8 @@ class ReadMemory {
 };
 
 // Null before the store is opened.
-inline ListCache* lists_of(ArticledbDb* db) {
-  return db->memory == nullptr ? nullptr : &db->memory->reading->lists;
-}
-inline RecordCache* url_records_of(ArticledbDb* db) {
-  return db->memory == nullptr ? nullptr : &db->memory->reading->url_records;
+inline ReadCache* read_cache_of(ArticledbDb* db) {
+  return db->memory == nullptr ? nullptr : &db->memory->reading->cache;
 }
 
 }  // namespace ostren::fenra::store

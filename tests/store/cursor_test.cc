@@ -2,8 +2,10 @@
 #include <cerrno>
 #include <random>
 
-#include "store/reading/list_cache.h"
-#include "store/reading/record_cache.h"
+#include "base/varint.h"
+#include "store/layout/database.h"
+#include "store/reading/item_batch.h"
+#include "store/reading/read_cache.h"
 #include "store_fixture.h"
 
 namespace {
@@ -12,8 +14,12 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
+using ostren::fenra::store::ItemBatch;
+using ostren::fenra::store::ReadCache;
+using ostren::fenra::store::ReadName;
+
 // So many ids apart, URL records share a place in what is kept at first.
-constexpr guint64 PLACES = ostren::fenra::store::LEAST_ROOM_BYTES / 128;
+constexpr guint64 PLACES = ReadCache::LEAST_ROOM / 64;
 
 class CursorTest : public StoreTest {
  protected:
@@ -236,98 +242,102 @@ TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
   EXPECT_EQ(articledb_transaction_abort(theirs), 0);
 }
 
-TEST(RecordCacheTest, HoldsWhatItsRoomAllows) {
-  ostren::fenra::store::RecordCache cache;
-  ostren::fenra::store::RecordCache::Record record;
+TEST(ReadCacheTest, HoldsWhatItsRoomAllows) {
+  ReadCache cache;
+  std::string_view found;
   const auto bytes = [](guint64 id) {
-    return std::to_string(id) + std::string(id % 900, static_cast<char>('a' + id % 26));
+    return std::to_string(id) + std::string(id % 1900, static_cast<char>('a' + id % 26));
   };
-  EXPECT_FALSE(cache.find(1, 0, &record));
-  guint64 found = 0;
+  const auto name_of = [](guint64 id) {
+    const std::string text = "name of " + std::to_string(id);
+    ReadName name;
+    name.append(text.data(), text.size());
+    return name;
+  };
+  EXPECT_FALSE(cache.find(name_of(1), 0, &found));
+  cache.carry_urls_over(5, 50);
+  guint64 earlier_found = 0;
   for (guint64 id = 1; id <= 100000; ++id) {
     const std::string own = bytes(id);
-    cache.add(id, 5, {own.data(), static_cast<guint32>(own.size())});
-    ASSERT_TRUE(cache.find(id, 5, &record));
-    ASSERT_FALSE(cache.find(id, 6, &record));
-    ASSERT_FALSE(cache.find(id + PLACES, 5, &record));
+    const bool as_url = id % 2 == 0;
+    as_url ? cache.keep_url(id, own) : cache.keep(name_of(id), 5, own);
+    const auto find = [&](guint64 asked) {
+      return asked % 2 == 0 ? cache.find_url(asked, 5, &found)
+                            : cache.find(name_of(asked), 5, &found);
+    };
+    ASSERT_TRUE(find(id));
+    ASSERT_EQ(found, own);
+    ASSERT_FALSE(cache.find(name_of(id), 6, &found));
+    ASSERT_FALSE(cache.find_url(id, 6, &found));
+    ASSERT_FALSE(cache.find_url(id + PLACES, 5, &found));
     // One of the last thousand is there, and what is there of others is their own.
     for (const guint64 earlier : {id - id % 1000, id / 2}) {
-      if (earlier != 0 && cache.find(earlier, 5, &record)) {
-        found += earlier > id / 2 ? 1 : 0;
-        ASSERT_EQ(std::string(record.bytes, record.length), bytes(earlier));
+      if (earlier != 0 && find(earlier)) {
+        earlier_found += earlier > id / 2 ? 1 : 0;
+        ASSERT_EQ(found, bytes(earlier));
       }
     }
   }
-  EXPECT_EQ(found, 99001U);
-  const std::string huge(4097, 'x');
-  cache.add(3, 5, {huge.data(), 4097});
-  EXPECT_FALSE(cache.find(3, 5, &record) && record.length == 4097);
-  cache.set_room(4 * ostren::fenra::store::LEAST_ROOM_BYTES);
-  EXPECT_FALSE(cache.find(100000, 5, &record));
-  for (const guint64 id : {guint64{1}, 1 + PLACES, 1 + 2 * PLACES, guint64{100000}}) {
-    cache.add(id, 5, {"z", 1});
+  EXPECT_GT(earlier_found, 98000U);
+  // URL records hold on when others change, and go with a change of theirs.
+  cache.carry_urls_over(6, 50);
+  EXPECT_TRUE(cache.find_url(100000, 6, &found));
+  cache.carry_urls_over(7, 51);
+  EXPECT_FALSE(cache.find_url(100000, 7, &found));
+  // Neither what is long nor a name that is too long is kept.
+  cache.keep(name_of(3), 7, std::string(ReadCache::LEAST_ROOM / 64, 'x'));
+  EXPECT_FALSE(cache.find(name_of(3), 7, &found));
+  ReadName long_name;
+  long_name.append(std::string(500, 'n').data(), 500);
+  cache.keep(long_name, 7, "e");
+  EXPECT_FALSE(cache.find(long_name, 7, &found));
+  // More room has more places, and is empty.
+  cache.set_room(2 * ReadCache::LEAST_ROOM);
+  EXPECT_FALSE(cache.find(name_of(99999), 5, &found));
+  for (const guint64 id : {guint64{1}, 1 + PLACES}) {
+    cache.keep_url(id, "");
   }
-  EXPECT_TRUE(cache.find(1, 5, &record) && cache.find(1 + PLACES, 5, &record));
-  // Of another state nothing is left, however many there have been.
-  for (guint64 changes = 6; changes < 6 + 70000; ++changes) {
-    cache.add(1, changes, {"y", 1});
-    ASSERT_FALSE(cache.find(100000, changes, &record)) << changes;
-  }
+  EXPECT_TRUE(cache.find_url(1, 7, &found) && cache.find_url(1 + PLACES, 7, &found));
 }
 
-TEST(ListCacheTest, GivesBackWhatItKeeps) {
-  ostren::fenra::store::ListCache cache;
-  ostren::fenra::store::ListCache::Batch batch;
-  const auto name_of = [](const std::string& text) {
-    ostren::fenra::store::BatchName name;
-    name.append(text.data(), static_cast<guint32>(text.size()));
-    return name;
+TEST(ItemBatchTest, UnpacksWhatWasPacked) {
+  // Makes a batch of packed items behind one that is there, and packs it again.
+  const auto again = [](const std::string& first, std::string_view packed) {
+    const DBT item = ostren::fenra::store::input_item(first);
+    ItemBatch batch;
+    if (!batch.unpack(&item, packed)) {
+      return std::string();
+    }
+    EXPECT_EQ(batch.at(0), first);
+    std::string out(batch.most_packed_bytes(), '?');
+    return std::string(batch.pack(batch.following(0), out.data()));
   };
+  // Differences up to every length, from 0 on; of ids out of order they are negative.
   std::mt19937_64 random(1);
-  std::map<int, Ids> lists;
-  int found = 0;
-  for (int number = 0; number < 3000; ++number) {
-    // Differences up to every length, from 0 on; of other databases they may be negative.
-    Ids ids(random() % 2000);
-    const auto shift = random() % 64;
+  for (guint64 shift = 0; shift < 64; ++shift) {
+    Ids ids(300);
     guint64 last = 0;
     for (guint64& id : ids) {
       id = last += random() >> shift;
     }
-    cache.keep_ids(name_of(std::to_string(number)), 5, ids.data(),
-                   static_cast<guint32>(ids.size()));
-    lists[number] = ids;
-    for (const int asked : {number, static_cast<int>(random() % 3000)}) {
-      if (cache.find(name_of(std::to_string(asked)), 5, &batch)) {
-        ++found;
-        Ids decoded(batch.items);
-        ostren::fenra::store::ListCache::decode(batch, decoded.data());
-        ASSERT_EQ(decoded, lists[asked]) << asked;
-      }
-      ASSERT_FALSE(cache.find(name_of(std::to_string(asked)), 4, &batch));
+    ids.push_back(G_MAXUINT64);
+    ids.push_back(0);
+    std::string packed = "i";
+    last = 0;
+    for (const guint64 id : ids) {
+      ostren::fenra::append_varint(id - last, &packed);
+      last = id;
     }
+    ItemBatch batch;
+    ASSERT_TRUE(batch.unpack(nullptr, packed));
+    ASSERT_TRUE(batch.holds_ids());
+    EXPECT_EQ(Ids(batch.ids(), batch.ids_end()), ids);
+    EXPECT_EQ(again("8 bytes.", packed), packed);
   }
-  EXPECT_GT(found, 3500);
-  for (const guint64 room : {guint64{1} << 8, guint64{1} << 16, guint64{1} << 32}) {
-    for (const guint64 gap : {room - 1, room}) {
-      const Ids ids = {1, 1 + gap, 2 + gap};
-      cache.keep_ids(name_of("gap"), 5, ids.data(), 3);
-      ASSERT_TRUE(cache.find(name_of("gap"), 5, &batch));
-      Ids decoded(batch.items);
-      ostren::fenra::store::ListCache::decode(batch, decoded.data());
-      EXPECT_EQ(decoded, ids);
-    }
-  }
-  cache.keep_items(name_of("items"), 5, "abc", 3);
-  ASSERT_TRUE(cache.find(name_of("items"), 5, &batch));
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(batch.bytes), batch.length), "abc");
-  cache.keep_items(name_of("later"), 6, "d", 1);
-  EXPECT_FALSE(cache.find(name_of("items"), 6, &batch));
-  EXPECT_FALSE(cache.find(name_of("items"), 5, &batch));
-  // A name that is too long is no name.
-  const std::string long_name(500, 'n');
-  cache.keep_items(name_of(long_name), 6, "e", 1);
-  EXPECT_FALSE(cache.find(name_of(long_name), 6, &batch));
+  const std::string texts("t\1\0\0\0a\0\0\0\0\2\0\0\0bc", 16);
+  EXPECT_EQ(again("first", texts), texts);
+  EXPECT_EQ(again("8 bytes.", texts), texts);
+  EXPECT_EQ(again("first", "i\1"), "");
 }
 
 TEST_F(CursorTest, ListsTakeItemsOfAnySizeAndOtherReads) {

@@ -1,10 +1,8 @@
-// A set of ids, made before it is read: a bit for every id that the store has handed
-// out, and a list of what other ids there may be.
+#include "streams/id_set.h"
+
 #include <algorithm>
-#include <cstring>
 
 #include "store/reading/prefix_scan.h"
-#include "streams/skip.h"
 
 namespace ostren::fenra::streams {
 namespace {
@@ -55,8 +53,6 @@ void add(void* ids, guint64 id) {
   }
 }
 
-int id_set_next(OstrenGenerator* gener, void** item) { return skip_id_set(gener, 0, item); }
-
 int id_set_free(OstrenGenerator* gener) {
   IdSet* set = from_head(gener);
   g_free(set->bits);
@@ -82,9 +78,9 @@ OstrenGenerator* id_set_of_trigrams_new(ArticledbDb* db, const char* prefix, gui
   return &set->head;
 }
 
-bool is_id_set(const OstrenGenerator* gener) { return gener->nextf == id_set_next; }
+int id_set_next(OstrenGenerator* gener, void** item) { return id_set_skip(gener, 0, item); }
 
-int skip_id_set(OstrenGenerator* gener, guint64 least, void** item) {
+int id_set_skip(OstrenGenerator* gener, guint64 least, void** item) {
   IdSet* set = from_head(gener);
   const guint64 word = MIN(least / WORD_BITS, set->words);
   if (word > set->word && set->word < set->words) {

@@ -1,39 +1,38 @@
-// Union of two sorted streams.
-#include "streams/ostren_generator.h"
-#include "streams/pull.h"
+#include "streams/sorted_unioner.h"
 
-using ostren::fenra::streams::Pull;
-using ostren::fenra::streams::pull_unioner;
+#include "streams/articledb_generator.h"
+#include "streams/skip.h"
 
+namespace ostren::fenra::streams {
 namespace {
 
 using Unioner = OstrenSortedGeneratorUnioner;
 
 // One pull while a single input still produces: its buffered element, or else
 // whatever the input gives, a failure included.
-int next_of_last(const Pull& pull, OstrenGenerator* input, void* buffered, gint32* pending,
+int next_of_last(OstrenGenerator* input, guint64 least, void* buffered, gint32* pending,
                  gint32* status, void** item) {
   if (*pending) {
     *pending = 0;
     *item = buffered;
     return 1;
   }
-  *status = pull(input, item);
+  *status = pull_from(input, least, item);
   return *status;
 }
 
-void refill(const Pull& pull, OstrenGenerator* input, void** buffered, gint32* pending,
+void refill(OstrenGenerator* input, guint64 least, void** buffered, gint32* pending,
             gint32* status) {
   if (*pending) {
     return;
   }
-  *status = pull(input, buffered);
+  *status = pull_from(input, least, buffered);
   *pending = *status == 1;
 }
 
-int next_of_both(Unioner* unioner, const Pull& pull, void** item) {
-  refill(pull, unioner->left, &unioner->left_item, &unioner->left_pending, &unioner->left_status);
-  refill(pull, unioner->right, &unioner->right_item, &unioner->right_pending,
+int next_of_both(Unioner* unioner, guint64 least, void** item) {
+  refill(unioner->left, least, &unioner->left_item, &unioner->left_pending, &unioner->left_status);
+  refill(unioner->right, least, &unioner->right_item, &unioner->right_pending,
          &unioner->right_status);
   const bool has_left = unioner->left_status == 1;
   const bool has_right = unioner->right_status == 1;
@@ -55,7 +54,33 @@ int next_of_both(Unioner* unioner, const Pull& pull, void** item) {
   return 1;
 }
 
+int pull_unioner(Unioner* unioner, guint64 least, void** item) {
+  const bool left_live = unioner->left_status == 1;
+  const bool right_live = unioner->right_status == 1;
+  if (left_live && right_live) {
+    return next_of_both(unioner, least, item);
+  }
+  if (left_live) {
+    return next_of_last(unioner->left, least, unioner->left_item, &unioner->left_pending,
+                        &unioner->left_status, item);
+  }
+  if (right_live) {
+    return next_of_last(unioner->right, least, unioner->right_item, &unioner->right_pending,
+                        &unioner->right_status, item);
+  }
+  return 0;
+}
+
 }  // namespace
+
+int unioner_skip(OstrenGenerator* gener, guint64 least, void** item) {
+  auto* unioner = reinterpret_cast<Unioner*>(gener);
+  return pull_unioner(unioner, unioner->compare == guint64_cmp ? least : 0, item);
+}
+
+}  // namespace ostren::fenra::streams
+
+using namespace ostren::fenra::streams;
 
 OstrenGenerator* ostren_sorted_generator_unioner_new(OstrenGenerator* left, OstrenGenerator* right,
                                                      GCompareFunc compare) {
@@ -73,24 +98,7 @@ OstrenGenerator* ostren_sorted_generator_unioner_new(OstrenGenerator* left, Ostr
 }
 
 int ostren_sorted_generator_unioner_next(OstrenGenerator* gener, void** item) {
-  return pull_unioner(reinterpret_cast<Unioner*>(gener), {nullptr, nullptr}, item);
-}
-
-int ostren::fenra::streams::pull_unioner(Unioner* unioner, const Pull& pull, void** item) {
-  const bool left_live = unioner->left_status == 1;
-  const bool right_live = unioner->right_status == 1;
-  if (left_live && right_live) {
-    return next_of_both(unioner, pull, item);
-  }
-  if (left_live) {
-    return next_of_last(pull, unioner->left, unioner->left_item, &unioner->left_pending,
-                        &unioner->left_status, item);
-  }
-  if (right_live) {
-    return next_of_last(pull, unioner->right, unioner->right_item, &unioner->right_pending,
-                        &unioner->right_status, item);
-  }
-  return 0;
+  return pull_unioner(reinterpret_cast<Unioner*>(gener), 0, item);
 }
 
 int ostren_sorted_generator_unioner_free(OstrenGenerator* gener) {

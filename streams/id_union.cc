@@ -1,19 +1,17 @@
-// Union of lists of ids: a bitmap of a window of ids is filled from what the lists
-// have read ahead, and then walked.
-//
 // A window ends at the least of the ids that are last in what some list has read, so a
 // list is read again exactly when a union that compares element by element would
 // pull it: for the element after that one.
+#include "streams/id_union.h"
+
 #include <cstring>
 #include <utility>
 
-#include "store/reading/cursor.h"
-#include "streams/skip.h"
+#include "streams/id_list.h"
 
 namespace ostren::fenra::streams {
 namespace {
 
-using store::Ids;
+using store::ReadAhead;
 
 constexpr guint32 WORD_BITS = 64;
 constexpr guint32 MAX_WORDS = 64;
@@ -21,9 +19,10 @@ constexpr guint32 MAX_WORDS = 64;
 constexpr guint32 MIN_WORDS = 1;
 constexpr guint32 GROWTH = 4;
 
+// What comes next is the stream's id, if that is pending, and then what it has ahead.
 struct List {
   ArticledbGuint64Generator* stream;  // owned
-  Ids ids;                            // the next ones
+  bool pending;
 };
 
 struct IdUnion {
@@ -45,26 +44,17 @@ struct IdUnion {
 
 IdUnion* from_head(OstrenGenerator* gener) { return reinterpret_cast<IdUnion*>(gener); }
 
-// The list's next ids, of which the first is pulled.
-int refill(List* list, guint64 least) {
-  void* item;
-  const int status = skip_list(list->stream, least, &item);
-  if (status == 1) {
-    list->ids = list->stream->ahead_begin == list->stream->ahead_end
-                    ? Ids{&list->stream->id, &list->stream->id + 1}
-                    : Ids{list->stream->ahead_begin - 1, list->stream->ahead_end};
-    list->stream->ahead_begin = list->stream->ahead_end;
-  }
-  return status;
-}
-
-// Reads those of the lists whose next ids have been used up, and drops the lists
-// that have ended.
+// Reads those of the lists that have nothing from `least` on, and drops the lists that have
+// ended.
 void refill_lists(IdUnion* united, guint64 least) {
   for (guint32 i = 0; i < united->live;) {
     List* list = &united->lists[i];
-    list->ids.drop_below(least);
-    const int status = list->ids.empty() ? refill(list, least) : 1;
+    int status = 1;
+    if (!list->pending || list->stream->id < least) {
+      void* item;
+      status = id_list_skip(&list->stream->head, least, &item);
+      list->pending = status == 1;
+    }
     if (status == 1) {
       ++i;
     } else {
@@ -74,25 +64,43 @@ void refill_lists(IdUnion* united, guint64 least) {
   }
 }
 
+// The last id that is known of a list with a pending one.
+guint64 last_known(const List& list) {
+  const ReadAhead* ahead = id_list_ahead(list.stream);
+  return ahead->empty() ? list.stream->id : ahead->end[-1];
+}
+
+// Moves the list's ids that are in the window there.
+void move_to_window(List* list, IdUnion* united, guint64 last_bit) {
+  ReadAhead* const ahead = id_list_ahead(list->stream);
+  const guint64* next = ahead->begin;
+  guint64 id = list->stream->id;
+  for (guint64 bit; (bit = id - united->base) <= last_bit;) {
+    united->window[bit / WORD_BITS] |= guint64{1} << bit % WORD_BITS;
+    if (next == ahead->end) {
+      list->pending = false;
+      break;
+    }
+    id = *next++;
+  }
+  list->stream->id = id;
+  ahead->begin = next;
+}
+
 // Fills the next window from the lists, all of which have ids.
 void fill_window(IdUnion* united) {
   guint64 base = G_MAXUINT64;
   guint64 last = G_MAXUINT64;
   for (guint32 i = 0; i < united->live; ++i) {
-    const Ids& ids = united->lists[i].ids;
-    base = MIN(base, ids.begin[0]);
-    last = MIN(last, ids.end[-1]);
+    base = MIN(base, united->lists[i].stream->id);
+    last = MIN(last, last_known(united->lists[i]));
   }
   last = MIN(last - base, united->max_words * WORD_BITS - 1);
   united->base = base;
   united->words = static_cast<guint32>(last / WORD_BITS) + 1;
   memset(united->window, 0, united->words * sizeof united->window[0]);
   for (guint32 i = 0; i < united->live; ++i) {
-    Ids* ids = &united->lists[i].ids;
-    for (; ids->begin != ids->end && *ids->begin - base <= last; ++ids->begin) {
-      const guint64 bit = *ids->begin - base;
-      united->window[bit / WORD_BITS] |= guint64{1} << bit % WORD_BITS;
-    }
+    move_to_window(&united->lists[i], united, last);
   }
   united->word = 0;
   united->bits = united->window[0];
@@ -139,8 +147,6 @@ void drop_in_window(IdUnion* united, guint64 least) {
   }
 }
 
-int id_union_next(OstrenGenerator* gener, void** item) { return skip_id_union(gener, 0, item); }
-
 int id_union_free(OstrenGenerator* gener) {
   IdUnion* united = from_head(gener);
   for (guint32 i = 0; i < united->size; ++i) {
@@ -167,9 +173,9 @@ OstrenGenerator* id_union_new(OstrenGenerator** lists, guint32 size) {
   return &united->head;
 }
 
-bool is_id_union(const OstrenGenerator* gener) { return gener->nextf == id_union_next; }
+int id_union_next(OstrenGenerator* gener, void** item) { return id_union_skip(gener, 0, item); }
 
-int skip_id_union(OstrenGenerator* gener, guint64 least, void** item) {
+int id_union_skip(OstrenGenerator* gener, guint64 least, void** item) {
   IdUnion* united = from_head(gener);
   drop_in_window(united, least);
   for (;;) {

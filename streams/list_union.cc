@@ -1,5 +1,3 @@
-// Union of a list of sorted streams: a tournament over the inputs.
-//
 // The chain of two-input unions that defines the result would nest as deep as
 // the list is long, and a list can be as long as an index has keys. A binary
 // tree of two-input unions over the same sequence of inputs delivers the same
@@ -7,12 +5,12 @@
 // tie, everything tied is consumed with it, and inputs are pulled from left to
 // right. So this is the balanced tree, kept in arrays: an element costs one
 // comparison a level, and recursion goes log2 of the number of inputs deep.
-#include "streams/ostren_generator.h"
-#include "streams/pull.h"
+#include "streams/list_union.h"
 
-using ostren::fenra::streams::Pull;
-using ostren::fenra::streams::pull_union_of_list;
+#include "streams/articledb_generator.h"
+#include "streams/skip.h"
 
+namespace ostren::fenra::streams {
 namespace {
 
 // Where the current element of a node comes from.
@@ -47,9 +45,9 @@ struct Merger {
   Node* at(Span span) { return &nodes[span.is_leaf() ? size + span.low : span.middle()]; }
 };
 
-void pull_leaf(Merger* merger, gsize input, const Pull& pull) {
+void pull_leaf(Merger* merger, gsize input, guint64 least) {
   Node* leaf = &merger->nodes[merger->size + input];
-  const int status = pull(merger->inputs[input], &leaf->item);
+  const int status = pull_from(merger->inputs[input], least, &leaf->item);
   if (status == 1) {
     return;
   }
@@ -84,23 +82,19 @@ void decide_all(Merger* merger, Span span) {
 }
 
 // Pulls the inputs whose elements were consumed with that of the span's node.
-void advance(Merger* merger, Span span, const Pull& pull) {
+void advance(Merger* merger, Span span, guint64 least) {
   if (span.is_leaf()) {
-    pull_leaf(merger, span.low, pull);
+    pull_leaf(merger, span.low, least);
     return;
   }
   const guint32 origin = merger->at(span)->origin;
   if ((origin & LEFT) != 0) {
-    advance(merger, span.left(), pull);
+    advance(merger, span.left(), least);
   }
   if ((origin & RIGHT) != 0) {
-    advance(merger, span.right(), pull);
+    advance(merger, span.right(), least);
   }
   decide(merger, span);
-}
-
-int merger_next(OstrenGenerator* gener, void** item) {
-  return pull_union_of_list(gener, {nullptr, nullptr}, item);
 }
 
 int merger_free(OstrenGenerator* gener) {
@@ -116,7 +110,7 @@ int merger_free(OstrenGenerator* gener) {
 
 OstrenGenerator* new_merger(const GList* list, gsize size, GCompareFunc compare) {
   auto* merger = g_new0(Merger, 1);
-  ostren_generator_init(&merger->head, merger_next, merger_free);
+  ostren_generator_init(&merger->head, list_union_next, merger_free);
   merger->compare = compare;
   merger->size = size;
   merger->live = size;
@@ -128,13 +122,12 @@ OstrenGenerator* new_merger(const GList* list, gsize size, GCompareFunc compare)
     merger->nodes[size + filled].origin = LEFT;
     merger->inputs[filled++] = static_cast<OstrenGenerator*>(cell->data);
   }
-  const Pull plain = {nullptr, nullptr};
   // The first pulls come in the order in which a chain built from its tail makes
   // them: the innermost union's two inputs, then the others from right to left.
-  pull_leaf(merger, size - 2, plain);
-  pull_leaf(merger, size - 1, plain);
+  pull_leaf(merger, size - 2, 0);
+  pull_leaf(merger, size - 1, 0);
   for (gsize i = size - 2; i-- > 0;) {
-    pull_leaf(merger, i, plain);
+    pull_leaf(merger, i, 0);
   }
   decide_all(merger, {0, size});
   return &merger->head;
@@ -142,12 +135,9 @@ OstrenGenerator* new_merger(const GList* list, gsize size, GCompareFunc compare)
 
 }  // namespace
 
-bool ostren::fenra::streams::is_union_of_list(const OstrenGenerator* gener, GCompareFunc compare) {
-  return gener->nextf == merger_next && reinterpret_cast<const Merger*>(gener)->compare == compare;
-}
+int list_union_next(OstrenGenerator* gener, void** item) { return list_union_skip(gener, 0, item); }
 
-int ostren::fenra::streams::pull_union_of_list(OstrenGenerator* gener, const Pull& pull,
-                                               void** item) {
+int list_union_skip(OstrenGenerator* gener, guint64 least, void** item) {
   auto* merger = reinterpret_cast<Merger*>(gener);
   if (merger->live == 0) {
     return 0;
@@ -159,7 +149,7 @@ int ostren::fenra::streams::pull_union_of_list(OstrenGenerator* gener, const Pul
   if (merger->pending) {
     merger->pending = 0;
   } else {
-    advance(merger, all, pull);
+    advance(merger, all, merger->compare == guint64_cmp ? least : 0);
   }
   // Only the failure of an input that was alone counts as the union's own.
   if (merger->live == 0) {
@@ -168,6 +158,8 @@ int ostren::fenra::streams::pull_union_of_list(OstrenGenerator* gener, const Pul
   *item = merger->at(all)->item;
   return 1;
 }
+
+}  // namespace ostren::fenra::streams
 
 OstrenGenerator* ostren_generator_union_from_glist(GList* list, GCompareFunc compare) {
   const guint size = g_list_length(list);
@@ -182,5 +174,5 @@ OstrenGenerator* ostren_generator_union_from_glist(GList* list, GCompareFunc com
     return ostren_sorted_generator_unioner_new(
         first, static_cast<OstrenGenerator*>(list->next->data), compare);
   }
-  return new_merger(list, size, compare);
+  return ostren::fenra::streams::new_merger(list, size, compare);
 }
