@@ -6,9 +6,11 @@
 #include "streams/articledb_generator.h"
 #include "streams/id_set.h"
 #include "streams/id_union.h"
+#include "streams/sorted_unioner.h"
 
 using ostren::fenra::streams::id_set_of_trigrams_new;
 using ostren::fenra::streams::id_union_new;
+using ostren::fenra::streams::union_of;
 
 namespace {
 
@@ -43,22 +45,12 @@ class Lists {
     OstrenGenerator* united = size == 0           ? ostren_empty_generator_new()
                               : size == 1         ? lists[0]
                               : size <= MAX_LISTS ? id_union_new(lists, size)
-                                                  : unite_many();
+                                                  : union_of(lists, size, guint64_cmp);
     g_ptr_array_set_free_func(lists_, nullptr);
     return united;
   }
 
  private:
-  OstrenGenerator* unite_many() {
-    GList* cells = nullptr;
-    for (guint i = 0; i < lists_->len; ++i) {
-      cells = g_list_prepend(cells, g_ptr_array_index(lists_, i));
-    }
-    OstrenGenerator* united = ostren_generator_union_from_glist(cells, guint64_cmp);
-    g_list_free(cells);
-    return united;
-  }
-
   static void free_list(gpointer list) { free_a_generator(list, nullptr); }
 
   GPtrArray* const lists_;

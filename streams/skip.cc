@@ -5,7 +5,6 @@
 #include "streams/id_range.h"
 #include "streams/id_set.h"
 #include "streams/id_union.h"
-#include "streams/list_union.h"
 #include "streams/sorted_unioner.h"
 
 namespace ostren::fenra::streams {
@@ -29,19 +28,16 @@ constexpr SkippingKind SKIPPING_KINDS[] = {
     {id_set_next, id_set_skip},
     {id_range_next, id_range_skip},
     {ostren_sorted_generator_unioner_next, unioner_skip},
-    {list_union_next, list_union_skip},
 };
 
 }  // namespace
 
 // Unions and wrappers of unions hand the leave on, so that this may recur: as deep as the
 // streams nest.
-int pull_from(OstrenGenerator* input, guint64 least, void** item) {
-  if (least != 0 && input != nullptr) {
-    for (const SkippingKind& kind : SKIPPING_KINDS) {
-      if (input->nextf == kind.next) {
-        return kind.skip(input, least, item);
-      }
+int skip_from(OstrenGenerator* input, guint64 least, void** item) {
+  for (const SkippingKind& kind : SKIPPING_KINDS) {
+    if (input != nullptr && input->nextf == kind.next) {
+      return kind.skip(input, least, item);
     }
   }
   return ostren_generator_next(input, item);

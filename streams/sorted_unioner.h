@@ -1,4 +1,4 @@
-// Union of two sorted streams.
+// Union of sorted streams.
 #ifndef FENRA_STREAMS_SORTED_UNIONER_H
 #define FENRA_STREAMS_SORTED_UNIONER_H
 
@@ -6,8 +6,11 @@
 
 namespace ostren::fenra::streams {
 
-// Of the generators that ostren_sorted_generator_unioner_new makes; as pull_from().
+// As pull_from(), for the generators that ostren_sorted_generator_unioner_new makes.
 int unioner_skip(OstrenGenerator* gener, guint64 least, void** item);
+
+// What ostren_generator_union_from_glist gives for two streams and more.
+OstrenGenerator* union_of(OstrenGenerator* const* streams, gsize count, GCompareFunc compare);
 
 }  // namespace ostren::fenra::streams
 

@@ -84,12 +84,16 @@ guint32 ItemBatch::following(guint32 offset) const {
   return offset + (holds_ids_ ? 0 : LENGTH_BYTES) + static_cast<guint32>(item.size());
 }
 
-// An empty batch; without memory where that is short.
-ItemBatch ItemBatch::with_room(size_t bytes, bool of_ids) {
-  ItemBatch batch;
-  batch.memory_.reset(new (std::nothrow) guint64[(bytes + ID_BYTES - 1) / ID_BYTES]);
-  batch.holds_ids_ = of_ids;
-  return batch;
+// Makes an empty batch one of `first`, if that is not null, with room for more. False when
+// memory is short.
+bool ItemBatch::begin(const DBT* first, size_t more_bytes, bool of_ids) {
+  const size_t bytes = more_bytes + (first == nullptr ? 0 : LENGTH_BYTES + first->size);
+  memory_.reset(new (std::nothrow) guint64[(bytes + ID_BYTES - 1) / ID_BYTES]);
+  holds_ids_ = of_ids;
+  if (memory_ != nullptr && first != nullptr) {
+    append(first->data, first->size);
+  }
+  return memory_ != nullptr;
 }
 
 void ItemBatch::append(const void* item, guint32 length) {
@@ -104,11 +108,11 @@ void ItemBatch::append(const void* item, guint32 length) {
 }
 
 bool ItemBatch::take(const DBT* first, const DBT& bulk, guint32 most_items, bool may_hold_ids) {
-  size_t bytes = first == nullptr ? 0 : LENGTH_BYTES + first->size;
+  size_t bytes = 0;
   bool all_ids = may_hold_ids && (first == nullptr || first->size == ID_BYTES);
   guint32 items = 0;
   visit_items(bulk, [&](const void*, guint32 length) {
-    if (items == most_items || (items != 0 && bytes > MOST_BATCH_BYTES)) {
+    if (items == most_items || bytes > MOST_BATCH_BYTES) {
       return false;
     }
     ++items;
@@ -116,13 +120,9 @@ bool ItemBatch::take(const DBT* first, const DBT& bulk, guint32 most_items, bool
     all_ids = all_ids && length == ID_BYTES;
     return true;
   });
-  const guint32 all_items = items + (first == nullptr ? 0 : 1);
-  ItemBatch taken = with_room(all_ids ? all_items * ID_BYTES : bytes, all_ids);
-  if (taken.memory_ == nullptr) {
+  ItemBatch taken;
+  if (!taken.begin(first, all_ids ? items * ID_BYTES : bytes, all_ids)) {
     return false;
-  }
-  if (first != nullptr) {
-    taken.append(first->data, first->size);
   }
   if (items != 0) {
     visit_items(bulk, [&](const void* item, guint32 length) {
@@ -158,13 +158,9 @@ bool ItemBatch::unpack(const DBT* first, std::string_view packed) {
   }
   const size_t items =
       static_cast<size_t>(std::count_if(packed.begin(), packed.end(), ends_number));
-  const size_t first_bytes = first == nullptr ? 0 : LENGTH_BYTES + first->size;
-  ItemBatch taken = with_room(first_bytes + (of_ids ? items * ID_BYTES : packed.size()), of_ids);
-  if (taken.memory_ == nullptr) {
+  ItemBatch taken;
+  if (!taken.begin(first, of_ids ? items * ID_BYTES : packed.size(), of_ids)) {
     return false;
-  }
-  if (first != nullptr) {
-    taken.append(first->data, first->size);
   }
   if (of_ids) {
     unpack_ids(packed, reinterpret_cast<guint64*>(taken.end()));

@@ -41,7 +41,7 @@ class ItemBatch {
   bool unpack(const DBT* first, std::string_view packed);
 
  private:
-  static ItemBatch with_room(size_t bytes, bool of_ids);
+  bool begin(const DBT* first, size_t more_bytes, bool of_ids);
   void append(const void* item, guint32 length);
   char* end() { return reinterpret_cast<char*>(memory_.get()) + length_; }
 
