@@ -5,13 +5,16 @@ form of its lemma, and of those that hold a form of its stem. The words of a que
 in one article, so that it has an answer.
 Queries of the class "drawn" are words of an article whatever their frequency, so that a
 word comes as often as it is written.
+
+No two queries have the same words, whatever their order. Half of a class warms the engine up,
+and the other half is measured: it has never been asked before, though its words may have.
 """
 import collections
 import random
 import re
 
-QUERIES_A_CLASS = 200
-QUERIES_WITH_MANY_ANSWERS = 50  # of a class of frequent words alone
+QUERIES_A_CLASS = 200  # or as many as there are
+QUERIES_WITH_MANY_ANSWERS = 100  # of a class of frequent words alone
 WORD = re.compile("[a-z]{3,}")
 RARE, MIDDLE, FREQUENT, DRAWN = "rare", "middle", "frequent", "drawn"
 CLASSES = {f"{count} {kind}": (kind,) * count
@@ -74,11 +77,12 @@ def kinds_of_words(texts, lemmas_of, stems_of):
 
 
 def write_queries(texts, lemmas_of, stems_of, seed, file):
-    """Writes lines CLASS<tab>WORDS for a collection of texts. The two functions make a
-    dictionary from a list of words."""
+    """Writes lines CLASS<tab>warm|measure<tab>WORDS for a collection of texts. The two
+    functions make a dictionary from a list of words."""
     kinds = kinds_of_words(texts, lemmas_of, stems_of)
     rng = random.Random(seed)
     lines = []
+    known = set()
     for name, wanted in CLASSES.items():
         queries = []
         wanted_queries = (QUERIES_WITH_MANY_ANSWERS if set(wanted or ()) == {FREQUENT}
@@ -87,7 +91,9 @@ def write_queries(texts, lemmas_of, stems_of, seed, file):
             if len(queries) == wanted_queries:
                 break
             query = draw(rng, words_of(rng.choice(texts)), wanted, kinds)
-            if query is not None:
+            if query is not None and frozenset(query) not in known:
+                known.add(frozenset(query))
                 queries.append(query)
-        lines += [f"{name}\t{' '.join(query)}\n" for query in queries]
+        lines += [f"{name}\t{('warm', 'measure')[number % 2]}\t{' '.join(query)}\n"
+                  for number, query in enumerate(queries)]
     file.write_text("".join(lines))

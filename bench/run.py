@@ -285,9 +285,10 @@ class Bench:
                 output, _, peak = self.engine(side, "query", self.store(side, size), query_file,
                                               *cache)
                 for line in output.splitlines():
+                    asked, line = line.split(" ", 1)
                     name, count, seconds, p50, p99, hits = line.rsplit(None, 5)
                     self.record(measure, side, repetition, collection=size, query=name,
-                                rate=int(count) / float(seconds), p50=float(p50), p99=float(p99),
+                                asked=asked, rate=int(count) / float(seconds), p50=float(p50), p99=float(p99),
                                 hits=int(hits) / int(count), queries=int(count), peak_mb=peak)
 
     def query_all(self):
