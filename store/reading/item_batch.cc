@@ -1,6 +1,5 @@
 #include "store/reading/item_batch.h"
 
-#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -11,11 +10,9 @@ namespace {
 constexpr guint32 ID_BYTES = sizeof(guint64);
 constexpr guint32 LENGTH_BYTES = sizeof(guint32);
 constexpr guint32 MOST_BATCH_BYTES = 65536;
-// Of an id that is packed: the difference from the one before, 7 bits a byte.
-constexpr guint32 MOST_ID_BYTES = 10;
-// How what was packed begins.
-constexpr char OF_IDS = 'i';
-constexpr char OF_TEXTS = 't';
+// How what was packed begins: with this, or the bytes of a difference between two ids. The
+// first id follows, and then the differences of each from the one before.
+constexpr char OF_TEXTS = 0;
 
 // Calls `visit(bytes, length)` for the items of a bulk read until it says no.
 template <typename Visit>
@@ -35,36 +32,46 @@ void visit_items(const DBT& bulk, Visit visit) {
   }
 }
 
-bool ends_number(char byte) { return static_cast<guint8>(byte) < 0x80; }
-
-char* pack_ids(const guint64* ids, const guint64* end, char* out) {
-  guint64 last = 0;
-  for (; ids != end; ++ids) {
-    guint64 difference = *ids - last;
-    last = *ids;
-    for (; difference >= 0x80; difference >>= 7) {
-      *out++ = static_cast<char>(difference | 0x80);
-    }
-    *out++ = static_cast<char>(difference);
+template <typename Difference>
+void pack_ids(const guint64* ids, guint32 count, char* out) {
+  for (guint32 i = 1; i < count; ++i) {
+    const auto difference = static_cast<Difference>(ids[i] - ids[i - 1]);
+    memcpy(out + (i - 1) * sizeof difference, &difference, sizeof difference);
   }
-  return out;
 }
 
-// The bytes are those of pack_ids().
-void unpack_ids(std::string_view packed, guint64* out) {
-  guint64 last = 0;
-  guint64 difference = 0;
-  guint32 shift = 0;
-  for (const char byte : packed) {
-    difference |= guint64{static_cast<guint8>(byte) & 0x7fU} << shift;
-    shift += 7;
-    if (ends_number(byte)) {
-      last += difference;
-      *out++ = last;
-      difference = 0;
-      shift = 0;
-    }
+// The differences are those of the ids behind the first one.
+template <typename Difference>
+void unpack_ids(const char* differences, guint32 count, guint64* ids) {
+  guint64 last = ids[0];
+  for (guint32 i = 1; i < count; ++i) {
+    Difference difference;
+    memcpy(&difference, differences + (i - 1) * sizeof difference, sizeof difference);
+    ids[i] = last += difference;
   }
+}
+
+// Calls `run` with a number of the type that has `width` bytes.
+template <typename Run>
+void with_type_of(guint32 width, Run run) {
+  switch (width) {
+    case 1:
+      return run(guint8{});
+    case 2:
+      return run(guint16{});
+    case 4:
+      return run(guint32{});
+    default:
+      return run(guint64{});
+  }
+}
+
+guint32 width_of_differences(const guint64* ids, guint32 count) {
+  guint64 most = 0;
+  for (guint32 i = 1; i < count; ++i) {
+    most = MAX(most, ids[i] - ids[i - 1]);
+  }
+  return most <= G_MAXUINT8 ? 1 : most <= G_MAXUINT16 ? 2 : most <= G_MAXUINT32 ? 4 : 8;
 }
 
 }  // namespace
@@ -134,41 +141,48 @@ bool ItemBatch::take(const DBT* first, const DBT& bulk, guint32 most_items, bool
   return true;
 }
 
-guint32 ItemBatch::most_packed_bytes() const {
-  return 1 + (holds_ids_ ? length_ / ID_BYTES * MOST_ID_BYTES : length_);
-}
-
 std::string_view ItemBatch::pack(guint32 offset, char* out) const {
-  out[0] = holds_ids_ ? OF_IDS : OF_TEXTS;
-  char* end = out + 1;
+  const char* const begin = reinterpret_cast<const char*>(memory_.get()) + offset;
+  guint32 bytes = length_ - offset;
+  out[0] = OF_TEXTS;
   if (holds_ids_) {
-    end = pack_ids(ids() + offset / ID_BYTES, ids_end(), end);
-  } else if (offset != length_) {
-    memcpy(end, reinterpret_cast<const char*>(memory_.get()) + offset, length_ - offset);
-    end += length_ - offset;
+    const guint64* const packed = ids() + offset / ID_BYTES;
+    const guint32 count = bytes / ID_BYTES;
+    const guint32 width = width_of_differences(packed, count);
+    out[0] = static_cast<char>(width);
+    memcpy(out + 1, packed, ID_BYTES);
+    with_type_of(width,
+                 [&](auto type) { pack_ids<decltype(type)>(packed, count, out + 1 + ID_BYTES); });
+    bytes = ID_BYTES + (count - 1) * width;
+  } else {
+    memcpy(out + 1, begin, bytes);
   }
-  return {out, static_cast<size_t>(end - out)};
+  return {out, 1 + bytes};
 }
 
 bool ItemBatch::unpack(const DBT* first, std::string_view packed) {
-  const bool of_ids = packed[0] == OF_IDS;
+  const auto width = static_cast<guint32>(packed[0]);
   packed.remove_prefix(1);
-  if (first != nullptr && of_ids && first->size != ID_BYTES) {
+  if (first != nullptr && width != OF_TEXTS && first->size != ID_BYTES) {
     return false;
   }
-  const size_t items =
-      static_cast<size_t>(std::count_if(packed.begin(), packed.end(), ends_number));
+  auto bytes = static_cast<guint32>(packed.size());
+  const guint32 count = width == OF_TEXTS ? 0 : 1 + (bytes - ID_BYTES) / width;
+  bytes = width == OF_TEXTS ? bytes : count * ID_BYTES;
   ItemBatch taken;
-  if (!taken.begin(first, of_ids ? items * ID_BYTES : packed.size(), of_ids)) {
+  if (!taken.begin(first, bytes, width != OF_TEXTS)) {
     return false;
   }
-  if (of_ids) {
-    unpack_ids(packed, reinterpret_cast<guint64*>(taken.end()));
-    taken.length_ += static_cast<guint32>(items) * ID_BYTES;
+  if (width == OF_TEXTS) {
+    memcpy(taken.end(), packed.data(), bytes);
   } else {
-    packed.copy(taken.end(), packed.size());
-    taken.length_ += static_cast<guint32>(packed.size());
+    memcpy(taken.end(), packed.data(), ID_BYTES);
+    with_type_of(width, [&](auto type) {
+      unpack_ids<decltype(type)>(packed.data() + ID_BYTES, count,
+                                 reinterpret_cast<guint64*>(taken.end()));
+    });
   }
+  taken.length_ += bytes;
   *this = std::move(taken);
   return true;
 }

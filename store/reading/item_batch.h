@@ -32,9 +32,10 @@ class ItemBatch {
   // nothing changed, when memory is short.
   bool take(const DBT* first, const DBT& bulk, guint32 most_items, bool may_hold_ids);
 
-  // The items from an offset on in few bytes, written to `out`, which has most_packed_bytes().
+  // The items from an offset on, at least one, in few bytes, written to `out`, which has
+  // most_packed_bytes().
   std::string_view pack(guint32 offset, char* out) const;
-  guint32 most_packed_bytes() const;
+  guint32 most_packed_bytes() const { return 1 + length_; }
 
   // Makes it the batch of `first`, which may be null, and of what was packed. As take(), and
   // false also when ids were packed and `first` is none.

@@ -4,15 +4,6 @@
 
 namespace ostren::fenra::store {
 
-// The slots of consecutive ids are neighbours.
-ReadName ReadName::of_url(guint64 id) {
-  ReadName name;
-  memcpy(name.bytes_, &id, sizeof id);
-  name.length_ = sizeof id;
-  name.hash_ = id;
-  return name;
-}
-
 // The hash is FNV-1a.
 void ReadName::append(const void* bytes, size_t length) {
   if (overflowed() || length > MAX_LENGTH - length_) {
@@ -31,6 +22,25 @@ void ReadCache::set_room(guint32 bytes) {
   room_.reset();
   bytes_ = bytes;
   written_ = oldest_ = bytes;
+  oldest_batch_ = oldest_url_ = 0;
+}
+
+void ReadCache::keep(const ReadName& name, guint64 changes, std::string_view bytes) {
+  if (changes != changes_) {
+    changes_ = changes;
+    oldest_batch_ = written_;
+  }
+  if (!name.overflowed()) {
+    keep_entry(name.hash(), name.bytes(), bytes);
+  }
+}
+
+void ReadCache::carry_urls_over(guint64 changes, guint64 replacements) {
+  if (replacements != replacements_) {
+    replacements_ = replacements;
+    oldest_url_ = written_;
+  }
+  url_changes_ = changes;
 }
 
 // Pages of either that are never written to take no memory.
@@ -38,47 +48,49 @@ bool ReadCache::make() {
   if (slots_ == nullptr) {
     room_.reset(static_cast<char*>(g_try_malloc(bytes_)));
     if (room_ != nullptr) {
-      slots_.reset(g_try_new0(guint64, bytes_ / ROOM_OF_A_SLOT));
+      slots_.reset(g_try_new0(Slot, bytes_ / ROOM_OF_A_SLOT));
     }
   }
   return slots_ != nullptr;
 }
 
-bool ReadCache::find(const ReadName& name, guint64 state, std::string_view* found) const {
-  if (slots_ == nullptr || name.overflowed()) {
+// Takes the name off the entry, if it has that.
+bool ReadCache::take_name(std::string_view name, std::string_view* entry) {
+  guint32 length;
+  memcpy(&length, entry->data(), sizeof length);
+  entry->remove_prefix(sizeof length);
+  if (name != entry->substr(0, length)) {
     return false;
   }
-  const guint64 position = *slot_of(name);
-  if (position < oldest_) {
-    return false;
-  }
-  Entry entry;
-  const char* const at = &room_[offset_of(position)];
-  memcpy(&entry, at, sizeof entry);
-  if (entry.state != state ||
-      name.bytes() != std::string_view(at + sizeof entry, entry.name_length)) {
-    return false;
-  }
-  *found = {at + sizeof entry + entry.name_length, entry.length};
+  entry->remove_prefix(length);
   return true;
 }
 
-void ReadCache::keep(const ReadName& name, guint64 state, std::string_view bytes) {
+void ReadCache::keep_entry(guint64 hash, std::string_view name, std::string_view bytes) {
   constexpr guint32 LEAST_ENTRIES = 64;
-  const Entry entry = {state, static_cast<guint32>(name.bytes().size()),
-                       static_cast<guint32>(bytes.size())};
-  const size_t needed = sizeof entry + entry.name_length + bytes.size();
-  if (name.overflowed() || needed > bytes_ / LEAST_ENTRIES || !make()) {
+  constexpr guint32 MOST_BYTES = (1U << (64 - POSITION_BITS)) - 1;
+  const auto name_length = static_cast<guint32>(name.size());
+  const size_t before = name.empty() ? 0 : sizeof name_length + name.size();
+  const size_t needed = before + bytes.size();
+  if (needed > MIN(bytes_ / LEAST_ENTRIES, MOST_BYTES)) {
+    return;
+  }
+  if (written_ + bytes_ >= guint64{1} << POSITION_BITS) {
+    set_room(bytes_);
+  }
+  if (!make()) {
     return;
   }
   const guint32 to_end = bytes_ - offset_of(written_);
   written_ += needed > to_end ? to_end : 0;
   oldest_ = MAX(oldest_, written_ + needed - bytes_);
   char* const at = &room_[offset_of(written_)];
-  memcpy(at, &entry, sizeof entry);
-  name.bytes().copy(at + sizeof entry, entry.name_length);
-  bytes.copy(at + sizeof entry + entry.name_length, bytes.size());
-  *slot_of(name) = written_;
+  if (!name.empty()) {
+    memcpy(at, &name_length, sizeof name_length);
+    name.copy(at + sizeof name_length, name.size());
+  }
+  bytes.copy(at + before, bytes.size());
+  *slot_of(hash, name) = {hash, written_, needed};
   written_ += needed;
 }
 
