@@ -1,6 +1,9 @@
 #include "tools/lexicon_evaluation/gold.h"
 
+#include <glib.h>
+
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -62,6 +65,23 @@ bool IsContent(const std::string& category) {
   static const std::set<std::string>& content =
       *new std::set<std::string>{"IZE", "ADJ", "ADB", "ADI", "ADT"};
   return content.count(category) > 0 || IsName(category);
+}
+
+std::string Folded(const std::string& word) {
+  struct Free {
+    void operator()(char* text) const { g_free(text); }
+  };
+  using Text = std::unique_ptr<char, Free>;
+  const Text valid(g_utf8_make_valid(word.data(), static_cast<gssize>(word.size())));
+  const Text small(g_utf8_strdown(valid.get(), -1));
+  const Text apart(g_utf8_normalize(small.get(), -1, G_NORMALIZE_ALL));
+  std::string folded;
+  for (const char* at = apart.get(); *at != 0; at = g_utf8_next_char(at)) {
+    if (g_unichar_ismark(g_utf8_get_char(at)) == FALSE) {
+      folded.append(at, static_cast<const char*>(g_utf8_next_char(at)));
+    }
+  }
+  return folded;
 }
 
 }  // namespace lexicon_evaluation

@@ -27,6 +27,9 @@ bool IsName(const std::string& category);
 // verbs other than auxiliaries.
 bool IsContent(const std::string& category);
 
+// The word in small letters without marks, as the rules for the web look it up.
+std::string Folded(const std::string& word);
+
 }  // namespace lexicon_evaluation
 
 #endif  // FENRA_TOOLS_LEXICON_EVALUATION_GOLD_H

@@ -16,6 +16,7 @@
 
 #include "lexicon/articledb_lemmatizer.h"
 #include "lexicon/ostren_ffst.h"
+#include "lexicon/web_lemmatizer.h"
 #include "tools/lexicon_evaluation/gold.h"
 #include "tools/lexicon_evaluation/running.h"
 #include "tools/lexicon_evaluation/score.h"
@@ -47,6 +48,18 @@ Answer AskLexicon(void* lexicon, const std::string& form) {
   return answer;
 }
 
+// What the rules for the web make of a word, folded as they fold it.
+Answer AskForWeb(void* lexicon, const std::string& form) {
+  const std::string folded = Folded(form);
+  GList* lemmas =
+      articledb_web_lemmatizer_first_lemma(lexicon, folded.data(), static_cast<int>(folded.size()));
+  Answer answer = {
+      Pelko::lookup_only_the_first(static_cast<QorLexicon*>(lexicon), folded.c_str()) == 1,
+      static_cast<const char*>(lemmas->data)};
+  articledb_string_list_free(lemmas);
+  return answer;
+}
+
 void PrintScore(const std::string& name, const Score& score) {
   std::printf("%-10s %8.1f %8.1f %9.1f %8.1f %8.1f\n", name.c_str(), score.coverage, score.accuracy,
               score.precision, score.recall, score.f1);
@@ -62,10 +75,15 @@ void PrintWrong(const Score& score) {
 
 using Named = std::pair<std::string, Lemmatizer>;
 
+// The places of the lexicon's own in the list.
+constexpr size_t kPlain = 0;
+constexpr size_t kWeb = 1;
+
 // The lexicon, what it is compared with, and the words as they are.
 std::vector<Named> Lemmatizers(void* lexicon, const std::string& dictionary) {
   std::vector<Named> lemmatizers = {
-      {"fenra", [lexicon](const std::string& form) { return AskLexicon(lexicon, form); }}};
+      {"plain", [lexicon](const std::string& form) { return AskLexicon(lexicon, form); }},
+      {"web", [lexicon](const std::string& form) { return AskForWeb(lexicon, form); }}};
   for (Named& other : OtherStemmers(dictionary)) {
     lemmatizers.push_back(std::move(other));
   }
@@ -73,9 +91,9 @@ std::vector<Named> Lemmatizers(void* lexicon, const std::string& dictionary) {
   return lemmatizers;
 }
 
-// Returns the score of the first.
-Score PrintScores(const std::string& title, const std::vector<GoldForm>& gold,
-                  const std::vector<Named>& lemmatizers) {
+// Returns the scores.
+std::vector<Score> PrintScores(const std::string& title, const std::vector<GoldForm>& gold,
+                               const std::vector<Named>& lemmatizers) {
   std::printf("%-10s %8s %8s %9s %8s %8s\n", title.c_str(), "coverage", "accuracy", "precision",
               "recall", "F1");
   std::vector<Score> scores;
@@ -83,7 +101,7 @@ Score PrintScores(const std::string& title, const std::vector<GoldForm>& gold,
     scores.push_back(Evaluate(gold, lemmatizer));
     PrintScore(name, scores.back());
   }
-  return scores.front();
+  return scores;
 }
 
 std::ifstream Open(const std::string& path) {
@@ -97,21 +115,25 @@ std::ifstream Open(const std::string& path) {
 void JudgeByGold(const std::string& path, const std::vector<Named>& lemmatizers,
                  bool prints_wrong) {
   std::ifstream file = Open(path);
-  const Score score = PrintScores("", ReadGold(file), lemmatizers);
+  const std::vector<Score> scores = PrintScores("", ReadGold(file), lemmatizers);
   if (prints_wrong) {
-    PrintWrong(score);
+    PrintWrong(scores[kPlain]);
   }
 }
 
-// The wrong words are those of small letters.
+// The wrong words are those of small letters by the plain rules, and the names by those
+// for the web.
 void JudgeByRunning(const std::string& path, const std::vector<Named>& lemmatizers,
                     bool prints_wrong) {
   std::ifstream file = Open(path);
   for (const Selection& selection : Selections(ReadRunning(file))) {
-    const Score score = PrintScores(selection.name + " " + std::to_string(selection.words.size()),
-                                    selection.words, lemmatizers);
+    const std::vector<Score> scores =
+        PrintScores(selection.name + " " + std::to_string(selection.words.size()), selection.words,
+                    lemmatizers);
     if (prints_wrong && selection.name == "small") {
-      PrintWrong(score);
+      PrintWrong(scores[kPlain]);
+    } else if (prints_wrong && selection.name == "names") {
+      PrintWrong(scores[kWeb]);
     }
   }
 }

@@ -22,14 +22,6 @@ bool ParseWord(const std::string& field, GoldForm* word) {
   return !word->form.empty() && !word->lemma.empty() && !word->category.empty();
 }
 
-void Fold(std::string* text) {
-  for (char& c : *text) {
-    if (c >= 'A' && c <= 'Z') {
-      c = static_cast<char>(c - 'A' + 'a');
-    }
-  }
-}
-
 bool IsSmall(const std::string& form) {
   return std::all_of(form.begin(), form.end(),
                      [](char c) { return (c >= 'a' && c <= 'z') || c == '-'; });
@@ -60,8 +52,8 @@ std::vector<Selection> Selections(const std::vector<GoldForm>& words) {
   std::vector<Selection> selections = {
       {"all", words}, {"folded", words}, {"small", {}}, {"names", {}}};
   for (GoldForm& word : selections[1].words) {
-    Fold(&word.form);
-    Fold(&word.lemma);
+    word.form = Folded(word.form);
+    word.lemma = Folded(word.lemma);
   }
   for (const GoldForm& word : words) {
     if (IsName(word.category)) {

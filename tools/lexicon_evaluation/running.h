@@ -21,8 +21,9 @@ struct Selection {
   std::vector<GoldForm> words;
 };
 
-// All words, the same with the capitals of forms and lemmas (A to Z) made small, the
-// words of small letters of ASCII that are no names, and the names.
+// All words, the same with forms and lemmas folded, the words of small letters of ASCII
+// that are no names, and the names.
+enum SelectionIndex { kAll, kFolded, kSmall, kNames };
 std::vector<Selection> Selections(const std::vector<GoldForm>& words);
 
 }  // namespace lexicon_evaluation

@@ -39,7 +39,7 @@ Score Evaluate(const std::vector<GoldForm>& gold, const Lemmatizer& lemmatizer) 
     const Answer answer = lemmatizer(form.form);
     total += form.weight;
     known += answer.is_known ? form.weight : 0;
-    if (answer.lemma == form.lemma) {
+    if (answer.lemma == form.lemma || answer.lemma == Folded(form.lemma)) {
       right += form.weight;
     } else {
       score.wrong.push_back({form, answer});

@@ -21,9 +21,9 @@ struct Wrong {
   Answer answer;
 };
 
-// Percentages. Coverage and accuracy weigh the forms; conflation looks at every
-// pair of different content forms once: a pair is found when both get the same
-// lemma, and right when both have the same lemma in the gold file.
+// Percentages. Coverage and accuracy weigh the forms, and a lemma may be folded; conflation looks
+// at every pair of different content forms once: a pair is found when both get the same lemma, and
+// right when both have the same lemma in the gold file.
 struct Score {
   double coverage = 0;
   double accuracy = 0;
