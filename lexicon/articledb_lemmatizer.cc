@@ -1,11 +1,11 @@
 // The first-lemma lemmatizer.
 #include "lexicon/articledb_lemmatizer.h"
 
-#include <cstring>
 #include <new>
 #include <string_view>
 
 #include "lexicon/first_result.h"
+#include "lexicon/forms.h"
 #include "lexicon/lemma_memory.h"
 #include "lexicon/ostren_ffst.h"
 
@@ -24,20 +24,9 @@ bool find_lemma(std::string_view analysis, std::string_view* lemma) {
   return true;
 }
 
-// The form as far as it counts: up to `length` bytes or the first zero byte.
-std::string_view counted_bytes(const char* form, int length) {
-  return form == nullptr || length <= 0
-             ? std::string_view()
-             : std::string_view(form, strnlen(form, static_cast<size_t>(length)));
-}
-
-GList* list_of(std::string_view lemma) {
-  return articledb_lemmatizer_identity(nullptr, lemma.data(), static_cast<int>(lemma.size()));
-}
-
 // The first lemma as a list of one, from the transducer.
 GList* search(const QorLexicon& lexicon, std::string_view form) {
-  GList* const identity = list_of(form);
+  GList* const identity = Pelko::list_of(form);
   const char* const word = static_cast<const char*>(identity->data);
   char analysis[Pelko::RESULT_BUFFER_SIZE];
   std::string_view lemma;
@@ -45,7 +34,7 @@ GList* search(const QorLexicon& lexicon, std::string_view form) {
     return identity;
   }
   articledb_string_list_free(identity);
-  return list_of(lemma);
+  return Pelko::list_of(lemma);
 }
 
 }  // namespace
@@ -70,14 +59,14 @@ GList* articledb_simple_fst_lemmatizer_first_lemma(void* lemmatizer, const char*
     return nullptr;
   }
   const QorLexicon& lexicon = *static_cast<const QorLexicon*>(lemmatizer);
-  const std::string_view word = counted_bytes(form, length);
+  const std::string_view word = Pelko::counted_bytes(form, length);
   if (lexicon.memory == nullptr) {
     return search(lexicon, word);
   }
-  GList* lemmas = lexicon.memory->find(word);
+  GList* lemmas = lexicon.memory->find(Pelko::LemmaMemory::PLAIN, word);
   if (lemmas == nullptr) {
     lemmas = search(lexicon, word);
-    lexicon.memory->keep(word, static_cast<const char*>(lemmas->data));
+    lexicon.memory->keep(Pelko::LemmaMemory::PLAIN, word, static_cast<const char*>(lemmas->data));
   }
   return lemmas;
 }

@@ -23,30 +23,31 @@ class LemmaMemory::Hold {
   const bool held_;
 };
 
-GList* LemmaMemory::find(std::string_view form) {
-  Place& place = place_of(form);
+GList* LemmaMemory::find(Rules rules, std::string_view form) {
+  Place& place = place_of(rules, form);
   const Hold hold(place);
-  if (!hold.held() || form.empty() || place.form() != form) {
+  if (!hold.held() || form.empty() || place.rules != rules || place.form() != form) {
     return nullptr;
   }
   const std::string_view lemma = place.lemma();
   return articledb_lemmatizer_identity(nullptr, lemma.data(), static_cast<int>(lemma.size()));
 }
 
-void LemmaMemory::keep(std::string_view form, std::string_view lemma) {
+void LemmaMemory::keep(Rules rules, std::string_view form, std::string_view lemma) {
   if (form.size() > ROOM || lemma.size() > ROOM - form.size()) {
     return;
   }
-  Place& place = place_of(form);
+  Place& place = place_of(rules, form);
   const Hold hold(place);
   if (hold.held()) {
+    place.rules = rules;
     place.form_length = static_cast<uint8_t>(form.copy(place.bytes, form.size()));
     place.lemma_length = static_cast<uint8_t>(lemma.copy(place.bytes + form.size(), lemma.size()));
   }
 }
 
-LemmaMemory::Place& LemmaMemory::place_of(std::string_view form) {
-  return places_[std::hash<std::string_view>()(form) % PLACES];
+LemmaMemory::Place& LemmaMemory::place_of(Rules rules, std::string_view form) {
+  return places_[(std::hash<std::string_view>()(form) + rules) % PLACES];
 }
 
 }  // namespace Pelko

@@ -18,20 +18,24 @@ namespace Pelko {
 // and another one that comes to it then goes on as if the form were not known.
 class LemmaMemory {
  public:
+  // Whose lemmas they are.
+  enum Rules : uint8_t { PLAIN, WEB };
+
   // The lemma of the form, as a list of one that the caller owns; null when it is not
   // known.
-  GList* find(std::string_view form);
+  GList* find(Rules rules, std::string_view form);
 
   // Neither string has a zero byte. The empty form and long ones are never known.
-  void keep(std::string_view form, std::string_view lemma);
+  void keep(Rules rules, std::string_view form, std::string_view lemma);
 
  private:
   // Bytes of a form and its lemma together. Few words of a text need more.
-  static constexpr size_t ROOM = 61;
+  static constexpr size_t ROOM = 60;
 
   // A cache line.
   struct alignas(64) Place {
     std::atomic<bool> taken{false};
+    Rules rules = PLAIN;
     uint8_t form_length = 0;  // 0: nobody's yet
     uint8_t lemma_length = 0;
     char bytes[ROOM];  // the form, and its lemma behind it
@@ -46,7 +50,7 @@ class LemmaMemory {
 
   static constexpr size_t PLACES = 1 << 13;
 
-  Place& place_of(std::string_view form);
+  Place& place_of(Rules rules, std::string_view form);
 
   std::array<Place, PLACES> places_;
 };

@@ -2,6 +2,7 @@
 #include <fstream>
 
 #include "lexicon/articledb_lemmatizer.h"
+#include "lexicon/web_lemmatizer.h"
 #include "tests/tools/engine.h"
 #include "tools/lexicon_evaluation/gold.h"
 #include "tools/lexicon_evaluation/running.h"
@@ -23,13 +24,15 @@ std::vector<GoldForm> Gold() {
   return lexicon_evaluation::ReadGold(file);
 }
 
-// Small ASCII letters below, ASCII above.
+// Small ASCII letters below, and the first of the keys of endings; ASCII above.
 TEST(BasqueLexicon, LabelsAndExactResults) {
   ASSERT_NE(Lexicon(), nullptr);
   EXPECT_EQ(Lexicon()->flags, LK_FST_SORTED_LOWER);
   for (uint32_t i = 0; i < Lexicon()->edge_count; ++i) {
     const Edge& arc = Lexicon()->data[i];
-    ASSERT_TRUE(arc.lower == 0 || arc.lower == '-' || (arc.lower >= 'a' && arc.lower <= 'z')) << i;
+    ASSERT_TRUE(arc.lower == 0 || arc.lower == '-' || arc.lower == '~' ||
+                (arc.lower >= 'a' && arc.lower <= 'z'))
+        << i;
     ASSERT_LT(arc.upper, 128) << i;
   }
   ExpectAnalyses(
@@ -41,13 +44,16 @@ TEST(BasqueLexicon, LabelsAndExactResults) {
   EXPECT_EQ(LookUp(Lexicon(), "bada").at(0)[0], '+');
 }
 
-lexicon_evaluation::Score Judge(const std::vector<GoldForm>& gold) {
+using Ask = GList* (*)(void*, const char*, int);
+
+lexicon_evaluation::Score Judge(const std::vector<GoldForm>& gold, Ask ask) {
   void* lemmatizer = articledb_simple_fst_lemmatizer_new(FENRA_BASQUE_DIRECTORY "/lexicon.fst");
   EXPECT_NE(lemmatizer, nullptr);
+  const bool is_web = ask == articledb_web_lemmatizer_first_lemma;
   const lexicon_evaluation::Score score =
-      lexicon_evaluation::Evaluate(gold, [&](const std::string& form) {
-        GList* lemmas = articledb_simple_fst_lemmatizer_first_lemma(lemmatizer, form.data(),
-                                                                    static_cast<int>(form.size()));
+      lexicon_evaluation::Evaluate(gold, [&](const std::string& as_it_stands) {
+        const std::string form = is_web ? lexicon_evaluation::Folded(as_it_stands) : as_it_stands;
+        GList* lemmas = ask(lemmatizer, form.data(), static_cast<int>(form.size()));
         const std::string lemma = static_cast<const char*>(lemmas->data);
         articledb_string_list_free(lemmas);
         return lexicon_evaluation::Answer{!LookUp(Lexicon(), form).empty(), lemma};
@@ -60,19 +66,27 @@ lexicon_evaluation::Score Judge(const std::vector<GoldForm>& gold) {
 TEST(BasqueLexicon, LemmasOfTheGoldFiles) {
   const std::vector<GoldForm> gold = Gold();
   ASSERT_GE(gold.size(), 1500U);
-  const lexicon_evaluation::Score forms = Judge(gold);
+  const lexicon_evaluation::Score forms = Judge(gold, articledb_simple_fst_lemmatizer_first_lemma);
   EXPECT_GE(forms.coverage, 99.5);
-  EXPECT_GE(forms.accuracy, 97.0);
-  EXPECT_GE(forms.f1, 97.0);
+  EXPECT_GE(forms.accuracy, 98.0);
+  EXPECT_GE(forms.f1, 98.0);
 
-  std::ifstream text(FENRA_RUNNING_FILE);
-  const std::vector<lexicon_evaluation::Selection> selections =
-      lexicon_evaluation::Selections(lexicon_evaluation::ReadRunning(text));
-  ASSERT_GE(selections[0].words.size(), 3000U);
-  const lexicon_evaluation::Score small = Judge(selections[2].words);
+  std::stringstream text;
+  for (const char* path : {FENRA_RUNNING_FILE, FENRA_NAMES_FILE}) {
+    text << std::ifstream(path).rdbuf();
+  }
+  const auto selections = lexicon_evaluation::Selections(lexicon_evaluation::ReadRunning(text));
+  ASSERT_GE(selections[lexicon_evaluation::kAll].words.size(), 4000U);
+  const auto& small_words = selections[lexicon_evaluation::kSmall].words;
+  const lexicon_evaluation::Score small =
+      Judge(small_words, articledb_simple_fst_lemmatizer_first_lemma);
   EXPECT_GE(small.coverage, 99.5);
   EXPECT_GE(small.accuracy, 94.5);
   EXPECT_GE(small.f1, 98.0);
+  const auto& all_words = selections[lexicon_evaluation::kAll].words;
+  EXPECT_GE(Judge(all_words, articledb_web_lemmatizer_first_lemma).f1, 96.0);
+  const auto& names = selections[lexicon_evaluation::kNames].words;
+  EXPECT_GE(Judge(names, articledb_web_lemmatizer_first_lemma).f1, 90.0);
 }
 
 // Checks the first result of words; words and results take turns in the text.
@@ -102,7 +116,7 @@ TEST(BasqueLexicon, FirstResults) {
       "janari IZE/janari+  haustura IZE/haustura+  txokoan IZE/txoko+  "
       "estomago IZE/estomago+  barrokoa ADJ/barroko+  aurkez ADI/aurkeztu+  "
       "gera ADI/geratu+  urrezkoa IZE/urre+  horientzako DET/hori+  "
-      "aritzen ADI/ari+  bertan-behera ADB/bertan-behera+");
+      "aritzen ADI/aritu+  dagozkion ADT/egoki+  bertan-behera ADB/bertan-behera+");
   // Dialects.
   ExpectFirstResults(
       "zan ADL/izan+  daben ADL/edun+  ebazanean ADL/edun+  deutsagu ADL/edun+  "
@@ -110,9 +124,9 @@ TEST(BasqueLexicon, FirstResults) {
       "elgarrekin IOR/elkar+  erraiten ADI/erran+");
   // Stems that nobody has listed.
   ExpectFirstResults(
-      "blurbak IZE/blurb+  blurbean IZE/blurb+  tweetarekin IZE/tweet+  "
-      "frikoaren IZE/friko+  wikipediako IZE/wikipedia+  krownarietan "
-      "IZE/krownari+  trolleatzen ADI/trolleatu+");
+      "blurbak ASM/blurb+  blurbean ASM/blurb+  tweetarekin ASM/tweet+  "
+      "frikoaren ASM/friko+  mozilliako ASM/mozillia+  krownarietan "
+      "ASM/krownari+  trolleatzen ADI/trolleatu+");
   EXPECT_TRUE(LookUp(Lexicon(), "blurba").empty());
 }
 

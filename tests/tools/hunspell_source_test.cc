@@ -13,7 +13,7 @@ using namespace fenra_test;        // NOLINT
 
 constexpr const char* kOrder =
     "order\n ADI.rest IZE.rest ADJ.rest ADB.bare ADB.rest IZE.late ADJ.late ADL ADL.rest ADT.rest "
-    "ADI.radical\n"
+    "ADI.radical IZB\n"
     "class aux\n 0\nwords ADL aux\n izan\n"
     "roots\n ^dago=egon bil=ibili zai=izan\n";
 
@@ -71,7 +71,7 @@ etxeko/10,1
   const Analyses cases = {
       // A form in two levels below its class; one in front of other suffixes only.
       {{"IZE/etxe+"}, "etxe etxeak etxearenak etxeo etxeoa etxeoaz"},
-      {{}, "etxearen eskol berrartzen birikusten bilbo"},
+      {{}, "etxearen eskol berrartzen birikusten"},
       {{"IZE/etxetsu+"}, "etxetsuak"},
       {{"IZE/etxe+", "IZE/etxeko+"}, "etxeko"},
       {{"IZE/eskola+"}, "eskolak eskolek"},
@@ -87,6 +87,8 @@ etxeko/10,1
       {{"ADT/ibili+"}, "bainabil"},
       {{"ADL/izan+"}, "bazaioken"},
       {{"ADB/lasterka+"}, "lasterka"},
+      {{"IZB/bilbo+"}, "bilbo bilboak"},
+      {{"IZE/manana+"}, "manana mananako"},
   };
   ExpectAnalyses(fst, cases);
 }

@@ -96,6 +96,19 @@ StateId CompileCompound(const Compound& compound, const std::map<Branch, StateId
   return fst->FromPaths(std::move(paths));
 }
 
+// Nothing is written before the whole key has been read, so that a search follows one path.
+StateId CompileKeys(const std::map<std::string, std::string>& keys, AcyclicFst* fst) {
+  std::vector<Path> paths;
+  for (const auto& [key, result] : keys) {
+    Path path = {Align(key, ""), fst->Empty()};
+    for (const Pair& written : Align("", result)) {
+      path.pairs.push_back(written);
+    }
+    paths.push_back(std::move(path));
+  }
+  return fst->FromPaths(std::move(paths));
+}
+
 }  // namespace
 
 Transducer BuildBasqueLexicon(const Grammar& grammar) {
@@ -120,6 +133,7 @@ Transducer BuildBasqueLexicon(const Grammar& grammar) {
     exact_words.push_back(exact.word);
   }
   Copier copier(fst, &lexicon);
+  copier.CopyInto(0, CompileKeys(grammar.keys, &fst));
   for (const Branch& branch : grammar.order) {
     const auto found = branches.find(branch);
     if (found == branches.end()) {

@@ -37,6 +37,8 @@ struct Grammar {
   std::vector<std::pair<std::string, std::string>> roots;
   // Lemmas of single dictionary stems for which the general rules are wrong.
   std::map<std::string, std::string> lemmas;
+  // What the lexicon has beside its words: entries with one result each.
+  std::map<std::string, std::string> keys;
 };
 
 // Reads grammar sources, all of which make one grammar: what one file defines, every

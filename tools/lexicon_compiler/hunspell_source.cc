@@ -4,18 +4,15 @@
 #include <array>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <string_view>
 
-#include "tools/lexicon_compiler/build_error.h"
+#include "tools/lexicon_compiler/hunspell_dictionary.h"
 
 namespace lexicon_compiler {
 
 namespace {
 
-// Flags with a meaning of their own; the dictionary defines them as prefixes, or
-// as the mark of stems that need a suffix.
-constexpr std::string_view kNeedsSuffix = "1";
+// Flags with a meaning of their own; the dictionary defines them as prefixes.
 constexpr std::string_view kConditional = "1000";  // takes ba-: a finite verb
 constexpr std::string_view kCausal = "1001";       // takes bait-: a finite verb
 constexpr std::string_view kAgain = "1002";        // takes ber-, bir-
@@ -48,12 +45,6 @@ constexpr std::array<std::string_view, 4> kHiddenParticipleEndings = {"n", "ri",
 // What nominal stems may have lost in front of their class's suffixes.
 constexpr std::array<std::string_view, 6> kLostEndings = {"n", "tz", "ts", "z", "s", "k"};
 
-bool IsPlain(std::string_view word) {
-  return !word.empty() && word[0] != '-' && std::all_of(word.begin(), word.end(), [](char c) {
-    return (c >= 'a' && c <= 'z') || c == '-';
-  });
-}
-
 // The word with ber- in front, in the shape it has there.
 std::string Again(bool again, const std::string& word) {
   if (!again) {
@@ -66,33 +57,10 @@ std::string Again(bool again, const std::string& word) {
   return (is_vowel ? "berr" : "bir") + word;
 }
 
-std::vector<std::string> SplitFlags(const std::string& flags) {
-  std::vector<std::string> parts;
-  std::istringstream stream(flags);
-  for (std::string part; std::getline(stream, part, ',');) {
-    parts.push_back(part);
-  }
-  return parts;
-}
-
-bool Has(const std::vector<std::string>& flags, std::string_view flag) {
-  return std::find(flags.begin(), flags.end(), flag) != flags.end();
-}
-
-struct Rule {
-  std::string surface;
-  std::vector<std::string> next;
-  bool needs_suffix = false;
-};
-
-struct Stem {
-  std::string word;
-  std::vector<std::string> flags;
-};
-
 class Reader {
  public:
-  explicit Reader(Grammar* grammar) : grammar_(*grammar), morphology_(grammar->morphology) {
+  Reader(HunspellClasses classes, Grammar* grammar)
+      : grammar_(*grammar), morphology_(grammar->morphology), classes_(std::move(classes)) {
     end_ = Named("end");
     morphology_.Suffixes(end_).assign(1, Suffix());
     for (const Entry& entry : morphology_.entries()) {
@@ -102,99 +70,46 @@ class Reader {
     }
   }
 
-  void ReadClasses(std::istream& aff);
-  void ReadStems(std::istream& dic);
-  void AddAll();
+  void AddWords(std::vector<HunspellStem> stems);
+  void AddNames(std::vector<HunspellStem> stems);
 
  private:
   enum class Kind { kVerb, kNoun, kAdjective, kAdverb };
 
   ClassId Named(const std::string& flag) { return morphology_.ClassNamed("hunspell:" + flag); }
-  bool ClassHas(const std::string& flag, std::string_view suffix) const;
+  bool ClassHas(const std::string& flag, std::string_view suffix) const {
+    return classes_.Has(flag, suffix);
+  }
+  void Learn(std::vector<HunspellStem> stems);
   bool IsWord(const std::string& word) const;
-  bool IsVerbClass(const std::string& flag) const;
   Kind KindOf(const std::string& flag) const;
   std::string VerbLemma(const std::string& stem, const std::string& flag) const;
   std::string NominalLemma(const std::string& stem, const std::string& flag) const;
   std::string FiniteLemma(const std::string& stem) const;
   bool IsLocalForm(const std::string& word) const;
   ClassId Converted(const std::string& flag, bool of_stems);
-  void AddStem(const Stem& stem);
+  void AddStem(const HunspellStem& stem);
   void AddWithClass(bool again, const std::string& stem, const std::string& flag);
-  void AddFinite(const Stem& stem);
+  void AddFinite(const HunspellStem& stem);
 
   Grammar& grammar_;
   Morphology& morphology_;
   ClassId end_ = 0;
-  std::map<std::string, std::vector<Rule>> classes_;
-  std::map<std::string, std::set<std::string>> surfaces_;  // of a class's own suffixes
-  std::vector<Stem> stems_;
-  std::map<std::string, std::vector<const Stem*>> by_word_;
+  const HunspellClasses classes_;
+  std::vector<HunspellStem> stems_;
+  std::map<std::string, std::vector<const HunspellStem*>> by_word_;
   std::set<std::string> converted_;
   std::set<std::string> participles_;
   std::set<std::string> auxiliaries_;  // lemmas of the grammar's auxiliaries
 };
 
-// Lines "SFX CLASS STRIP SUFFIX[/CLASS,...] CONDITION"; header lines of a class have
-// four fields.
-void Reader::ReadClasses(std::istream& aff) {
-  int number = 0;
-  for (std::string line; std::getline(aff, line);) {
-    number++;
-    std::istringstream fields(line);
-    std::string kind, name, strip, suffix, condition;
-    if (!(fields >> kind >> name >> strip >> suffix >> condition) || kind != "SFX") {
-      continue;
-    }
-    if (strip != "0" || condition != ".") {
-      throw BuildError("suffix classes, line " + std::to_string(number) +
-                       ": rules that strip letters or have a condition are not supported");
-    }
-    Rule rule;
-    const size_t slash = suffix.find('/');
-    if (slash != std::string::npos) {
-      rule.next = SplitFlags(suffix.substr(slash + 1));
-      rule.needs_suffix = Has(rule.next, kNeedsSuffix);
-      suffix.resize(slash);
-    }
-    rule.surface = suffix == "0" ? "" : suffix;
-    if (!rule.surface.empty() && !IsPlain(rule.surface)) {
-      continue;
-    }
-    surfaces_[name].insert(rule.surface);
-    classes_[name].push_back(std::move(rule));
-  }
-  if (classes_.empty()) {
-    throw BuildError("the suffix classes are empty");
-  }
-}
-
-void Reader::ReadStems(std::istream& dic) {
-  std::string line;
-  std::getline(dic, line);  // the number of entries
-  while (std::getline(dic, line)) {
-    Stem stem;
-    const size_t slash = line.find('/');
-    stem.word = line.substr(0, slash);
-    if (!IsPlain(stem.word)) {
-      continue;
-    }
-    if (slash != std::string::npos) {
-      stem.flags = SplitFlags(line.substr(slash + 1));
-    }
-    stems_.push_back(std::move(stem));
-  }
-  if (stems_.empty()) {
-    throw BuildError("the dictionary is empty");
-  }
-  for (const Stem& stem : stems_) {
+// The stems that are added from now on. They know of each other only.
+void Reader::Learn(std::vector<HunspellStem> stems) {
+  stems_ = std::move(stems);
+  by_word_.clear();
+  for (const HunspellStem& stem : stems_) {
     by_word_[stem.word].push_back(&stem);
   }
-}
-
-bool Reader::ClassHas(const std::string& flag, std::string_view suffix) const {
-  const auto surfaces = surfaces_.find(flag);
-  return surfaces != surfaces_.end() && surfaces->second.count(std::string(suffix)) > 0;
 }
 
 // Whether the word stands in the dictionary and needs no suffix.
@@ -203,20 +118,15 @@ bool Reader::IsWord(const std::string& word) const {
   if (stems == by_word_.end()) {
     return false;
   }
-  return std::any_of(stems->second.begin(), stems->second.end(), [this](const Stem* stem) {
+  return std::any_of(stems->second.begin(), stems->second.end(), [this](const HunspellStem* stem) {
     return !Has(stem->flags, kNeedsSuffix) ||
            std::any_of(stem->flags.begin(), stem->flags.end(),
                        [this](const std::string& flag) { return ClassHas(flag, ""); });
   });
 }
 
-bool Reader::IsVerbClass(const std::string& flag) const {
-  return ClassHas(flag, "tzen") || ClassHas(flag, "ten") ||
-         (ClassHas(flag, "i") && ClassHas(flag, "araz"));
-}
-
 Reader::Kind Reader::KindOf(const std::string& flag) const {
-  if (IsVerbClass(flag)) {
+  if (classes_.IsVerbal(flag)) {
     return Kind::kVerb;
   }
   if (!ClassHas(flag, "ak") && !ClassHas(flag, "k") && !ClassHas(flag, "gatik")) {
@@ -268,6 +178,14 @@ std::string Reader::NominalLemma(const std::string& stem, const std::string& fla
   if (stem.size() == 1) {
     return stem;
   }
+  const char last = stem.back();
+  if (!is_bare && (last == 'z' || last == 's')) {
+    // Zarauz- of Zarautz, in front of -ko and -tik.
+    const std::string whole = stem.substr(0, stem.size() - 1) + 't' + last;
+    if (IsWord(whole)) {
+      return whole;
+    }
+  }
   if (ClassHas(flag, "ak") && !has_full_form) {
     // Only suffixes that begin with a vowel, in front of which final a is lost.
     return !is_bare || IsWord(stem + "a") ? stem + "a" : stem;
@@ -317,7 +235,7 @@ ClassId Reader::Converted(const std::string& flag, bool of_stems) {
     return id;
   }
   std::vector<Suffix> suffixes;
-  for (const Rule& rule : classes_[flag]) {
+  for (const HunspellClasses::Rule& rule : classes_.RulesOf(flag)) {
     Suffix suffix;
     suffix.surface = rule.surface;
     const auto derivation =
@@ -332,7 +250,7 @@ ClassId Reader::Converted(const std::string& flag, bool of_stems) {
       suffixes.push_back(suffix);
     }
     for (const std::string& next : rule.next) {
-      if (classes_.count(next) > 0) {
+      if (classes_.IsClass(next)) {
         suffix.has_next = true;
         suffix.next = Converted(next, false);
         suffixes.push_back(suffix);
@@ -376,7 +294,7 @@ void Reader::AddWithClass(bool again, const std::string& stem, const std::string
   morphology_.Add({branch, word, lemma, Converted(flag, true)});
 }
 
-void Reader::AddFinite(const Stem& stem) {
+void Reader::AddFinite(const HunspellStem& stem) {
   const std::string lemma = FiniteLemma(stem.word);
   const Branch branch = {auxiliaries_.count(lemma) > 0 ? "ADL" : "ADT", "rest"};
   std::vector<std::string> words = {stem.word};
@@ -399,7 +317,7 @@ void Reader::AddFinite(const Stem& stem) {
   for (const std::string& word : words) {
     bool has_class = false;
     for (const std::string& flag : stem.flags) {
-      if (classes_.count(flag) > 0) {
+      if (classes_.IsClass(flag)) {
         has_class = true;
         if (ClassHas(flag, "")) {
           morphology_.Add({branch, word, lemma, end_});
@@ -413,7 +331,7 @@ void Reader::AddFinite(const Stem& stem) {
   }
 }
 
-void Reader::AddStem(const Stem& stem) {
+void Reader::AddStem(const HunspellStem& stem) {
   if (Has(stem.flags, kConditional) || Has(stem.flags, kCausal)) {
     AddFinite(stem);
     return;
@@ -428,35 +346,55 @@ void Reader::AddStem(const Stem& stem) {
       morphology_.Add({{"ADB", "bare"}, Again(again, stem.word), Again(again, lemma), end_});
     }
     for (const std::string& flag : stem.flags) {
-      if (classes_.count(flag) > 0) {
+      if (classes_.IsClass(flag)) {
         AddWithClass(again, stem.word, flag);
       }
     }
   }
 }
 
-void Reader::AddAll() {
+void Reader::AddWords(std::vector<HunspellStem> stems) {
+  Learn(std::move(stems));
   std::set<std::string> participles;
-  for (const Stem& stem : stems_) {
+  for (const HunspellStem& stem : stems_) {
     for (const std::string& flag : stem.flags) {
-      if (IsVerbClass(flag)) {
+      if (classes_.IsVerbal(flag)) {
         participles.insert(VerbLemma(stem.word, flag));
       }
     }
   }
   participles_ = std::move(participles);
-  for (const Stem& stem : stems_) {
+  for (const HunspellStem& stem : stems_) {
     AddStem(stem);
+  }
+}
+
+void Reader::AddNames(std::vector<HunspellStem> stems) {
+  Learn(std::move(stems));
+  const Branch names = {"IZB", ""};
+  for (const HunspellStem& stem : stems_) {
+    if (!Has(stem.flags, kNeedsSuffix)) {
+      morphology_.Add({names, stem.word, stem.word, end_});
+    }
+    for (const std::string& flag : stem.flags) {
+      if (classes_.IsClass(flag)) {
+        const std::string lemma = NominalLemma(stem.word, flag);
+        if (ClassHas(flag, "")) {
+          morphology_.Add({names, stem.word, lemma, end_});
+        }
+        morphology_.Add({names, stem.word, lemma, Converted(flag, true)});
+      }
+    }
   }
 }
 
 }  // namespace
 
 void ReadHunspell(std::istream& aff, std::istream& dic, Grammar* grammar) {
-  Reader reader(grammar);
-  reader.ReadClasses(aff);
-  reader.ReadStems(dic);
-  reader.AddAll();
+  Reader reader(HunspellClasses(aff), grammar);
+  HunspellStems stems = ReadStems(dic);
+  reader.AddWords(std::move(stems.words));
+  reader.AddNames(std::move(stems.names));
 }
 
 }  // namespace lexicon_compiler

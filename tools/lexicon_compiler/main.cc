@@ -7,11 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "lexicon/ending_key.h"
 #include "tools/lexicon_compiler/att_text.h"
 #include "tools/lexicon_compiler/basque_lexicon.h"
 #include "tools/lexicon_compiler/build_error.h"
+#include "tools/lexicon_compiler/ending_rules.h"
 #include "tools/lexicon_compiler/hunspell_source.h"
 #include "tools/lexicon_compiler/write_lexicon.h"
+#include "tools/lexicon_evaluation/running.h"
 
 namespace lexicon_compiler {
 namespace {
@@ -54,8 +57,26 @@ void PrintLemmas(const Grammar& grammar, const std::string& name) {
   }
 }
 
+// Adds what the lemmatizer for the web asks of words that are not in the lexicon.
+void AddEndings(const std::vector<std::string>& text_paths, Grammar* grammar) {
+  std::vector<lexicon_evaluation::GoldForm> text;
+  for (const std::string& path : text_paths) {
+    std::ifstream source = Open(path);
+    const auto selections = lexicon_evaluation::Selections(lexicon_evaluation::ReadRunning(source));
+    const auto& folded = selections[lexicon_evaluation::kFolded].words;
+    text.insert(text.end(), folded.begin(), folded.end());
+  }
+  for (const auto& [end, rule] : CountEndingRules(*grammar, text)) {
+    grammar->keys[Pelko::ending_key(end)] =
+        std::to_string(rule.taken_off) + "/" + rule.put_on + "+";
+  }
+  for (const std::string& ending : EndingsOfNames(*grammar)) {
+    grammar->keys[Pelko::ending_key("-" + ending)] = "0/+";
+  }
+}
+
 struct Options {
-  std::vector<std::string> grammar_paths;
+  std::vector<std::string> grammar_paths, text_paths;
   std::string aff_path, dic_path, att_path, binary_path, version_path, lemmas, source_note;
 };
 
@@ -72,11 +93,12 @@ void WriteVersion(const Options& options, const std::string& fingerprint) {
 }
 
 void Compile(const Options& options) {
-  const Grammar grammar = ReadSources(options.grammar_paths, options.aff_path, options.dic_path);
+  Grammar grammar = ReadSources(options.grammar_paths, options.aff_path, options.dic_path);
   if (!options.lemmas.empty()) {
     PrintLemmas(grammar, options.lemmas);
     return;
   }
+  AddEndings(options.text_paths, &grammar);
   if (options.att_path.empty() || options.binary_path.empty()) {
     throw BuildError("--att and --binary must name the files to write");
   }
@@ -98,6 +120,8 @@ int Run(int argc, char** argv) {
   auto* aff =
       app.add_option("--aff", options.aff_path, "suffix classes of the spelling dictionary");
   app.add_option("--dic", options.dic_path, "stems of the spelling dictionary")->needs(aff);
+  app.add_option("--text", options.text_paths,
+                 "text with lemmas, by which the endings of unknown words are counted");
   app.add_option("--att", options.att_path, "AT&T text to write");
   app.add_option("--binary", options.binary_path, "binary transducer to write");
   app.add_option("--version-file", options.version_path,
