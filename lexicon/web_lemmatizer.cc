@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -117,6 +118,15 @@ class Words {
   const QorLexicon& lexicon_;
 };
 
+// As a list of one; the form itself when there is no memory for more.
+GList* lemmas_of(const QorLexicon& lexicon, std::string_view word) {
+  try {
+    return Pelko::list_of(Words(lexicon).lemma(std::string(word)));
+  } catch (const std::bad_alloc&) {
+    return Pelko::list_of(word);
+  }
+}
+
 }  // namespace
 
 GList* articledb_web_lemmatizer_first_lemma(void* lemmatizer, const char* form, int length) {
@@ -130,7 +140,7 @@ GList* articledb_web_lemmatizer_first_lemma(void* lemmatizer, const char* form, 
     lemmas = lexicon.memory->find(Pelko::LemmaMemory::WEB, word);
   }
   if (lemmas == nullptr) {
-    lemmas = Pelko::list_of(Words(lexicon).lemma(std::string(word)));
+    lemmas = lemmas_of(lexicon, word);
     if (lexicon.memory != nullptr) {
       lexicon.memory->keep(Pelko::LemmaMemory::WEB, word, static_cast<const char*>(lemmas->data));
     }

@@ -22,7 +22,7 @@ struct Selection {
 };
 
 // All words, the same with forms and lemmas folded, the words of small letters of ASCII
-// that are no names, and the names.
+// that are no names, and the names, in this order.
 enum SelectionIndex { kAll, kFolded, kSmall, kNames };
 std::vector<Selection> Selections(const std::vector<GoldForm>& words);
 
