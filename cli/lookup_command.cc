@@ -27,7 +27,7 @@ using Words = std::vector<std::string>;
 // The 1 to 3 words that an option gives.
 Words split_words(const std::string& option, const std::string& text, int least) {
   std::istringstream stream(text);
-  const Words words{std::istream_iterator<std::string>(stream), {}};
+  Words words{std::istream_iterator<std::string>(stream), {}};
   const auto count = static_cast<int>(words.size());
   if (count < least || count > TRIGRAM_BUILDER_WORDS) {
     const std::string wanted = least == TRIGRAM_BUILDER_WORDS ? "3" : "1 to 3";

@@ -19,7 +19,7 @@ int read_name(ArticledbDb* db, char (&name)[NAME_ROOM]) {
   const int ret =
       get_record(db, &ArticledbDb::iddb, input_item(RULES_KEY, sizeof RULES_KEY), &data, 0);
   if (ret == DB_NOTFOUND) {
-    strcpy(name, ARTICLEDB_RULES_PLAIN);
+    g_strlcpy(name, ARTICLEDB_RULES_PLAIN, NAME_ROOM);
     return 0;
   }
   name[ret == 0 ? data.size : 0] = '\0';
