@@ -28,7 +28,7 @@ struct Outcome {
 class Worker {
  public:
   Worker(const std::vector<Input>& inputs, const ArticledbRules& rules, LemmaCache* lemmas)
-      : inputs_(&inputs), rules_(&rules), lemmatizer_(std::make_unique<CachedLemmatizer>(lemmas)) {}
+      : inputs_(&inputs), rules_(&rules), lemmas_(lemmas) {}
 
   Outcome operator()(size_t item) const {
     const Input& input = (*inputs_)[item];
@@ -48,7 +48,7 @@ class Worker {
     ArticledbBulkArticle* prepared = nullptr;
     const int status =
         articledb_bulk_prepare(article.metadata(), rules_->next_token, article.tokenizer(),
-                               CachedLemmatizer::first_lemma, lemmatizer_.get(), &prepared);
+                               LemmaCache::first_lemma, lemmas_, &prepared);
     BulkArticle owner(prepared);
     if (status != 0) {
       throw Failure("cannot read " + article.input().path + ": " + status_text(status));
@@ -58,7 +58,7 @@ class Worker {
 
   const std::vector<Input>* inputs_;
   const ArticledbRules* rules_;
-  std::unique_ptr<CachedLemmatizer> lemmatizer_;
+  LemmaCache* lemmas_;
 };
 
 // The patterns of the conversions are compiled by the first one in the process.

@@ -38,16 +38,10 @@ void LemmaCache::insert(const std::string& form, const std::string& lemma) {
   shard.lemmas.emplace(form, lemma);
 }
 
-GList* CachedLemmatizer::first_lemma(void* lemmatizer, const char* form, int length) {
-  auto* const self = static_cast<CachedLemmatizer*>(lemmatizer);
-  const std::string_view word(form, static_cast<size_t>(length));
-  GList* lemmas = self->memory_.find(word);
-  if (lemmas == nullptr) {
-    const std::string lemma = self->cache_->lemma_of(std::string(word));
-    self->memory_.keep(word, lemma);
-    lemmas = articledb_string_list_prepend(nullptr, lemma.c_str());
-  }
-  return lemmas;
+GList* LemmaCache::first_lemma(void* lemmatizer, const char* form, int length) {
+  const std::string word(form, static_cast<size_t>(length));
+  const std::string lemma = static_cast<LemmaCache*>(lemmatizer)->lemma_of(word);
+  return articledb_string_list_prepend(nullptr, lemma.c_str());
 }
 
 }  // namespace cli

@@ -9,7 +9,6 @@
 #include <unordered_map>
 
 #include "cli/handles.h"
-#include "lexicon/lemma_memory.h"
 
 namespace cli {
 
@@ -19,7 +18,8 @@ class LemmaCache {
   // Loads the lexicon. Borrows the rules. Throws Failure.
   explicit LemmaCache(const ArticledbRules& rules);
 
-  std::string lemma_of(const std::string& form);
+  // The lemmatizer of the rules, with a LemmaCache*.
+  static GList* first_lemma(void* lemmatizer, const char* form, int length);
 
  private:
   static constexpr size_t kShards = 64;
@@ -31,6 +31,7 @@ class LemmaCache {
     std::unordered_map<std::string, std::string> lemmas;  // by form
   };
 
+  std::string lemma_of(const std::string& form);
   bool find(const std::string& form, std::string* lemma);
   void insert(const std::string& form, const std::string& lemma);
 
@@ -41,21 +42,6 @@ class LemmaCache {
   const ArticledbRules& rules_;
   const Lemmatizer lemmatizer_;
   std::array<Shard, kShards> shards_;
-};
-
-// A thread's way to the cache, which knows the forms that are met most often without a
-// lock.
-class CachedLemmatizer {
- public:
-  // Borrows the cache.
-  explicit CachedLemmatizer(LemmaCache* cache) : cache_(cache) {}
-
-  // The lemmatizer of the rules, with a CachedLemmatizer*.
-  static GList* first_lemma(void* lemmatizer, const char* form, int length);
-
- private:
-  LemmaCache* const cache_;
-  Pelko::LemmaMemory memory_;
 };
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 // The default lexicon as it was built, by the lemmas it gives.
 #include <fstream>
+#include <sstream>
 
 #include "lexicon/articledb_lemmatizer.h"
 #include "lexicon/web_lemmatizer.h"
