@@ -8,8 +8,9 @@
 // there.
 //
 // A word with other characters inside is a compound: it is delivered as it stands, and behind
-// it come its runs of letters and digits, its parts. Every text that has a piece of another one,
-// cut at white space, has its words in the same order.
+// it come its runs of letters and digits, its parts. What stands between white space has the
+// same tokens wherever it stands, so all tokens of a piece that is copied from a text are found
+// in the text.
 #ifndef FENRA_TEXT_WEB_TOKENIZER_H
 #define FENRA_TEXT_WEB_TOKENIZER_H
 
