@@ -57,10 +57,11 @@ bool decode(std::string_view bytes, std::string_view mime_type, bool is_page, st
   if (is_page) {
     return to_utf8(bytes, "CP1252", text) || to_utf8(bytes, "UTF-8", text);
   }
-  char byte[8];
-  g_snprintf(byte, sizeof byte, "0x%02X", static_cast<unsigned char>(bytes[invalid]));
-  *reason = "byte " + std::to_string(invalid) + " (" + byte +
-            ") is not UTF-8; name the text's encoding in the MIME type, as text/plain; "
+  char which[64];
+  g_snprintf(which, sizeof which, "byte %zu (0x%02X)", invalid,
+             static_cast<unsigned char>(bytes[invalid]));
+  *reason = std::string(which) +
+            " is not UTF-8; name the text's encoding in the MIME type, as text/plain; "
             "charset=windows-1252";
   return false;
 }

@@ -5,6 +5,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -39,8 +40,9 @@ inline guint32 log_number(const std::string& name) {
 }
 
 inline std::string log_name(guint32 number) {
-  const std::string digits = std::to_string(number);
-  return std::string(LOG_PREFIX) + std::string(LOG_DIGITS - digits.size(), '0') + digits;
+  char name[LOG_PREFIX.size() + LOG_DIGITS + 1];
+  snprintf(name, sizeof name, "log.%010u", number);
+  return name;
 }
 
 }  // namespace ostren::fenra::store

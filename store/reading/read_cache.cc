@@ -71,7 +71,8 @@ void ReadCache::keep_entry(guint64 hash, std::string_view name, std::string_view
   constexpr guint32 MOST_BYTES = (1U << (64 - POSITION_BITS)) - 1;
   const auto name_length = static_cast<guint32>(name.size());
   const size_t before = name.empty() ? 0 : sizeof name_length + name.size();
-  const size_t needed = before + bytes.size();
+  // At least a byte: what is empty must not stay where the next state begins.
+  const size_t needed = MAX(before + bytes.size(), 1);
   if (needed > MIN(bytes_ / LEAST_ENTRIES, MOST_BYTES)) {
     return;
   }
@@ -90,7 +91,7 @@ void ReadCache::keep_entry(guint64 hash, std::string_view name, std::string_view
     name.copy(at + sizeof name_length, name.size());
   }
   bytes.copy(at + before, bytes.size());
-  *slot_of(hash, name) = {hash, written_, needed};
+  *slot_of(hash, name) = {hash, written_, before + bytes.size()};
   written_ += needed;
 }
 

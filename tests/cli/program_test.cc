@@ -61,10 +61,10 @@ TEST_F(ProgramTest, EveryCommandHasHelpWithAnExample) {
 TEST_F(ProgramTest, LemmaPrintsFormLemmaAndAnalyses) {
   expect("lemma --rules plain da Etxea [etxea,da] ++", 0,
          "da\tda\tADT/izan ADL/izan\nEtxea\tEtxea\t-\n[etxea,da]\t[etxea,da]\t-\n++\t++\t-\n");
-  expect("lemma ETXEA", 0, "ETXEA\tetxe\tIZE/etxe+\n");
+  expect("lemma ETXEA", 0, StartsWith("ETXEA\tetxe\tIZE/etxe+"));
   expect("lemma etxea", 0, StartsWith("etxea\tetxe\tIZE/etxe+"));
   const std::string input("badu\n\nda\0x\nzuen", 15);
-  EXPECT_THAT(lines(run("lemma", input).out),
+  EXPECT_THAT(lines(run("lemma --rules plain", input).out),
               ElementsAre("badu\tbadu\t+ADL/edun +ADT/ukan", "\t\t-",
                           std::string("da\0x\tda\t-", 9), StartsWith("zuen\tzuen\tADL/edun ")));
 }

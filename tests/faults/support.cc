@@ -31,7 +31,8 @@ std::string word_of(uint64_t number) {
     word.insert(word.begin() + 2, static_cast<char>('a' + number % 26));
     number /= 26;
   }
-  return word;
+  // No ending that the lexicon takes off.
+  return word + "q";
 }
 
 std::string url_of(uint64_t number) {
