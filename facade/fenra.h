@@ -12,20 +12,19 @@
 #ifndef FENRA_FENRA_H
 #define FENRA_FENRA_H
 
-#include <fcntl.h>
 #include <fenra/articledb.h>
 #include <fenra/articledb_generator.h>
 #include <fenra/articledb_lemmatizer.h>
 #include <fenra/articledb_rules.h>
 #include <fenra/articledb_util.h>
+#include <fenra/embedded_lexicon.h>
 #include <fenra/export.h>
 #include <fenra/ostren_generator.h>
-#include <glib/gstdio.h>
+#include <fenra/temporary_file.h>
 #include <unistd.h>
 
 #include <cassert>
 #include <cctype>
-#include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -36,29 +35,8 @@
 #include <string>
 #include <string_view>
 
-// The embedded lexicon: a gzip-compressed binary transducer file, constant for
-// the life of the process.
-extern "C" {
-FENRA_API extern const unsigned char fstContent[];
-FENRA_API extern const unsigned int fstContentSize;
-}
-
 namespace ostren {
 namespace fenra {
-
-// Names the embedded lexicon by its content: the CRC-32 of the transducer file that
-// fstContent holds compressed, 8 hexadecimal digits, as the trailer of the gzip
-// format has it. Indexes made with another lexicon have other lemmas.
-inline std::string lexiconVersion() {
-  const unsigned char* crc = fstContent + fstContentSize - 8;
-  char digits[9];
-  snprintf(digits, sizeof digits, "%02x%02x%02x%02x", crc[3], crc[2], crc[1], crc[0]);
-  return digits;
-}
-
-// On disk: the file of a store directory that lists, a line each, the versions of
-// the lexicons that instances and indexing programs have opened the store with.
-constexpr char LEXICON_RECORD[] = "fenra.lexicon";
 
 enum FenraErrorCode : int32_t {
   FENRA_NO_ERROR = 0,
@@ -115,114 +93,6 @@ class Fenra {
   // and error() says which. The caller deletes it.
   FENRA_API static Fenra* createInstance(int kind, const char* path);
   FENRA_API static Fenra* createInstance(const char* path);
-};
-
-// A file in GLib's temporary directory that holds given bytes, for as long as the
-// object lives, readable by its owner only. The directory has no entry for it, so
-// that nothing stays behind even when the process is killed: name() leads to it by
-// its descriptor. Where the system has no /proc, it is a file of a unique name.
-class TmpFile {
- public:
-  // Writes the file; when that fails nothing is left behind and name() is null.
-  TmpFile(const unsigned char* content, unsigned long length) {
-    int fd = openUnnamed();
-    if (fd == -1) {
-      fd = openNamed();
-    }
-    if (fd == -1) {
-      return;
-    }
-    bool written = writeAll(fd, content, length);
-    if (!isDescriptor()) {
-      written = ::close(fd) == 0 && written;
-    }
-    if (!written) {
-      remove();
-    }
-  }
-
-  ~TmpFile() { remove(); }
-
-  TmpFile(const TmpFile&) = delete;
-  TmpFile& operator=(const TmpFile&) = delete;
-
-  const char* name() const { return fileName; }
-
- private:
-  static constexpr char DESCRIPTORS[] = "/proc/self/fd/";
-
-  bool isDescriptor() const { return g_str_has_prefix(fileName, DESCRIPTORS); }
-
-  // Both set fileName and return a descriptor, or leave it null and return -1.
-  int openUnnamed() {
-#ifdef O_TMPFILE
-    const int fd = ::open(g_get_tmp_dir(), O_TMPFILE | O_EXCL | O_RDWR | O_CLOEXEC, 0600);
-    if (fd == -1 || setDescriptor(fd)) {
-      return fd;
-    }
-    ::close(fd);
-#endif
-    return -1;
-  }
-  int openNamed() {
-    std::unique_ptr<char, void (*)(void*)> path(
-        g_build_filename(directory(), "fst_XXXXXX", nullptr), g_free);
-    const int fd = g_mkstemp_full(path.get(), O_RDWR | O_CLOEXEC, 0600);
-    if (fd != -1) {
-      if (setDescriptor(fd)) {
-        g_unlink(path.get());
-      } else {
-        fileName = path.release();
-      }
-    }
-    return fd;
-  }
-
-  // Makes fileName the way to the file by its descriptor; false where there is none.
-  bool setDescriptor(int fd) {
-    std::unique_ptr<char, void (*)(void*)> path(g_strdup_printf("%s%d", DESCRIPTORS, fd), g_free);
-    const int other = ::open(path.get(), O_RDONLY | O_CLOEXEC);
-    if (other == -1) {
-      return false;
-    }
-    ::close(other);
-    fileName = path.release();
-    return true;
-  }
-
-  static bool writeAll(int fd, const unsigned char* content, unsigned long length) {
-    while (length > 0) {
-      const ssize_t written = ::write(fd, content, length);
-      if (written > 0) {
-        content += written;
-        length -= static_cast<unsigned long>(written);
-      } else if (written == 0 || errno != EINTR) {
-        return false;
-      }
-    }
-    return true;
-  }
-
-  void remove() {
-    if (fileName == nullptr) {
-      return;
-    }
-    if (isDescriptor()) {
-      ::close(atoi(fileName + sizeof DESCRIPTORS - 1));
-    } else {
-      g_unlink(fileName);
-    }
-    g_free(fileName);
-    fileName = nullptr;
-  }
-
-  // A path with ".att" in it would be read as AT&T text.
-  static const char* directory() {
-    const char* tmp = g_get_tmp_dir();
-    return strstr(tmp, ".att") == nullptr ? tmp : P_tmpdir;
-  }
-
-  char* fileName = nullptr;
 };
 
 // What an instance and its iterators share: the open store and the lemmatizer.

@@ -10,7 +10,7 @@ trap 'rm -rf "$tree"' EXIT
 
 c_headers="articledb.h articledb_bulk.h articledb_generator.h articledb_lemmatizer.h articledb_rules.h
   articledb_util.h export.h ostren_generator.h ostrenfst.h web_lemmatizer.h"
-cxx_headers="$c_headers fenra.h ostren_ffst.h"
+cxx_headers="$c_headers embedded_lexicon.h fenra.h ostren_ffst.h temporary_file.h"
 warnings=(-Wall -Wextra -Wshadow -Werror)
 
 cmake --install "$build" --prefix "$tree/usr" >/dev/null
