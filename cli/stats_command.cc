@@ -56,7 +56,8 @@ uint64_t log_bytes(const std::string& path) {
   uint64_t bytes = 0;
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(path, error)) {
-    const uint64_t size = is_log_name(entry.path().filename().string()) ? entry.file_size(error) : 0;
+    const uint64_t size =
+        is_log_name(entry.path().filename().string()) ? entry.file_size(error) : 0;
     bytes += error ? 0 : size;
   }
   return bytes;
