@@ -2,6 +2,8 @@
 #ifndef FENRA_LEXICON_FIRST_RESULT_H
 #define FENRA_LEXICON_FIRST_RESULT_H
 
+#include <cstddef>
+
 #include "lexicon/ostren_ffst.h"
 
 namespace Pelko {
@@ -16,8 +18,10 @@ constexpr int MAX_EXPANSIONS = 1000000;
 
 // Writes the first string that lookup would append for the zero-terminated
 // `word` into `result` and returns true; returns false when there is none, or none
-// within MAX_EXPANSIONS. Allocates nothing.
-bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]);
+// within MAX_EXPANSIONS. Allocates nothing. `read` may be null: when there is none, no
+// beginning of the word that is longer than *read has a result either.
+bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE],
+                  size_t* read = nullptr);
 
 }  // namespace Pelko
 

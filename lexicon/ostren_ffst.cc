@@ -1,5 +1,6 @@
 #include "lexicon/ostren_ffst.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -41,6 +42,7 @@ struct BoundedSearch {
   LkLookIterator iterator;
   TransitionPusher push;  // the engine's
   int expansions_left;
+  const char* furthest;  // in the word
 };
 static_assert(std::is_standard_layout_v<BoundedSearch>);
 
@@ -49,19 +51,25 @@ void push_bounded(LkLookIterator* stack, LookState* state, LkFst* fst, Node* nod
   auto* const search = reinterpret_cast<BoundedSearch*>(stack);
   if (search->expansions_left > 0) {
     --search->expansions_left;
+    search->furthest = std::max(search->furthest, state->in_word);
     search->push(stack, state, fst, node);
   }
 }
 
 }  // namespace
 
-bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]) {
+bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE],
+                  size_t* read) {
   BoundedSearch search;
   lk_look_iterator_init(&search.iterator, lex.fst, word, LK_LOOK_UP);
   search.push = search.iterator.push_transitions;
   search.iterator.push_transitions = push_bounded;
   search.expansions_left = MAX_EXPANSIONS;
+  search.furthest = word;
   const bool found = lk_look_iterator_next(&search.iterator, result, RESULT_BUFFER_SIZE) != 0;
+  if (read != nullptr) {
+    *read = static_cast<size_t>(search.furthest - word);
+  }
   // What a search finds while it runs dry need not be the first result.
   return found && search.expansions_left > 0;
 }

@@ -97,20 +97,22 @@ class Words {
 
   // By the rule for the longest end of the word that has one.
   std::string guess(const std::string& word) const {
-    for (size_t length = std::min(word.size(), Pelko::MOST_END_LETTERS); length > 0; length--) {
-      const std::string key =
-          Pelko::ending_key(std::string_view(word).substr(word.size() - length));
+    const size_t longest = std::min(word.size(), Pelko::MOST_END_LETTERS);
+    std::string key = Pelko::ending_key(std::string_view(word).substr(word.size() - longest));
+    while (key.size() > 1) {
       char rule[Pelko::RESULT_BUFFER_SIZE];
-      if (!Pelko::first_result(lexicon_, key.c_str(), rule)) {
-        continue;
+      size_t read = 0;
+      if (Pelko::first_result(lexicon_, key.c_str(), rule, &read)) {
+        char* put_on = nullptr;
+        const size_t taken_off = std::strtoul(rule, &put_on, 10);
+        if (taken_off + FEWEST_LETTERS <= word.size() && *put_on == '/') {
+          const std::string_view letters = put_on + 1;
+          return word.substr(0, word.size() - taken_off) +
+                 std::string(letters.substr(0, letters.find('+')));
+        }
       }
-      char* put_on = nullptr;
-      const size_t taken_off = std::strtoul(rule, &put_on, 10);
-      if (taken_off + FEWEST_LETTERS <= word.size() && *put_on == '/') {
-        const std::string_view letters = put_on + 1;
-        return word.substr(0, word.size() - taken_off) +
-               std::string(letters.substr(0, letters.find('+')));
-      }
+      // The key of a shorter end is the beginning of that of a longer one.
+      key.resize(std::min(read, key.size() - 1));
     }
     return word;
   }
