@@ -1,5 +1,6 @@
 // Where a lexicon keeps what is to be done with words that it does not have. These entries
-// are no words: they begin with a character that words do not have.
+// are no words: they begin with a character that words do not have, which the lexicon's first
+// state reads.
 #ifndef FENRA_LEXICON_ENDING_KEY_H
 #define FENRA_LEXICON_ENDING_KEY_H
 

@@ -18,10 +18,14 @@ constexpr int MAX_EXPANSIONS = 1000000;
 
 // Writes the first string that lookup would append for the zero-terminated
 // `word` into `result` and returns true; returns false when there is none, or none
-// within MAX_EXPANSIONS. Allocates nothing. `read` may be null: when there is none, no
-// beginning of the word that is longer than *read has a result either.
-bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE],
-                  size_t* read = nullptr);
+// within MAX_EXPANSIONS. Allocates nothing.
+bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]);
+
+// The same for a key, whose first character no other entry begins with and arcs of the first
+// state read: nothing but these is searched. Without a result for the key, none of its
+// beginnings that is longer than *read has one either.
+bool result_of_key(const QorLexicon& lex, const char* key, char (&result)[RESULT_BUFFER_SIZE],
+                   size_t* read);
 
 }  // namespace Pelko
 

@@ -42,6 +42,7 @@ struct BoundedSearch {
   LkLookIterator iterator;
   TransitionPusher push;  // the engine's
   int expansions_left;
+  const char* word;
   const char* furthest;  // in the word
 };
 static_assert(std::is_standard_layout_v<BoundedSearch>);
@@ -56,22 +57,39 @@ void push_bounded(LkLookIterator* stack, LookState* state, LkFst* fst, Node* nod
   }
 }
 
-}  // namespace
+// Goes on from the first state by its arcs of the first character only.
+void push_key(LkLookIterator* stack, LookState* state, LkFst* fst, Node* node) {
+  const auto* const search = reinterpret_cast<const BoundedSearch*>(stack);
+  if (state->parent == nullptr || state->in_word != search->word) {
+    push_bounded(stack, state, fst, node);
+  }
+}
 
-bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE],
-                  size_t* read) {
-  BoundedSearch search;
+bool run(BoundedSearch& search, const QorLexicon& lex, const char* word, TransitionPusher push,
+         char (&result)[RESULT_BUFFER_SIZE]) {
   lk_look_iterator_init(&search.iterator, lex.fst, word, LK_LOOK_UP);
   search.push = search.iterator.push_transitions;
-  search.iterator.push_transitions = push_bounded;
+  search.iterator.push_transitions = push;
   search.expansions_left = MAX_EXPANSIONS;
-  search.furthest = word;
+  search.word = search.furthest = word;
   const bool found = lk_look_iterator_next(&search.iterator, result, RESULT_BUFFER_SIZE) != 0;
-  if (read != nullptr) {
-    *read = static_cast<size_t>(search.furthest - word);
-  }
   // What a search finds while it runs dry need not be the first result.
   return found && search.expansions_left > 0;
+}
+
+}  // namespace
+
+bool first_result(const QorLexicon& lex, const char* word, char (&result)[RESULT_BUFFER_SIZE]) {
+  BoundedSearch search;
+  return run(search, lex, word, push_bounded, result);
+}
+
+bool result_of_key(const QorLexicon& lex, const char* key, char (&result)[RESULT_BUFFER_SIZE],
+                   size_t* read) {
+  BoundedSearch search;
+  const bool found = run(search, lex, key, push_key, result);
+  *read = static_cast<size_t>(search.furthest - key);
+  return found;
 }
 
 ErrorCode xfst_init() { return VERIFIER_NO_ERROR; }

@@ -90,9 +90,10 @@ class Words {
   }
 
   bool is_ending(const std::string& letters) const {
+    char unused[Pelko::RESULT_BUFFER_SIZE];
+    size_t read = 0;
     return letters.size() <= Pelko::MOST_ENDING_LETTERS &&
-           Pelko::lookup_only_the_first(const_cast<QorLexicon*>(&lexicon_),
-                                        Pelko::ending_key("-" + letters).c_str()) == 1;
+           Pelko::result_of_key(lexicon_, Pelko::ending_key("-" + letters).c_str(), unused, &read);
   }
 
   // By the rule for the longest end of the word that has one.
@@ -102,7 +103,7 @@ class Words {
     while (key.size() > 1) {
       char rule[Pelko::RESULT_BUFFER_SIZE];
       size_t read = 0;
-      if (Pelko::first_result(lexicon_, key.c_str(), rule, &read)) {
+      if (Pelko::result_of_key(lexicon_, key.c_str(), rule, &read)) {
         char* put_on = nullptr;
         const size_t taken_off = std::strtoul(rule, &put_on, 10);
         if (taken_off + FEWEST_LETTERS <= word.size() && *put_on == '/') {
