@@ -14,6 +14,17 @@ size_t skip_spaces(std::string_view html, size_t at) {
   return at;
 }
 
+bool ends_tag_name(char c) { return is_html_space(c) || c == '/' || c == '>'; }
+
+// Where, from `from` on, the first character is for which `ends` is true, or the end.
+template <typename Ends>
+size_t find_end(std::string_view html, size_t from, Ends ends) {
+  while (from < html.size() && !ends(html[from])) {
+    ++from;
+  }
+  return std::min(from, html.size());
+}
+
 // Behind "=": the value, and `*at` behind it and its quotes.
 std::string_view read_value(std::string_view html, size_t* at) {
   const size_t from = skip_spaces(html, *at);
@@ -23,7 +34,7 @@ std::string_view read_value(std::string_view html, size_t* at) {
     *at = std::min(end + 1, html.size());
     return html.substr(from + 1, end - from - 1);
   }
-  *at = std::min(html.find_first_of(" \t\n\r\f>", from), html.size());
+  *at = find_end(html, from, [](char c) { return is_html_space(c) || c == '>'; });
   return html.substr(from, *at - from);
 }
 
@@ -33,7 +44,7 @@ bool is_name_at(std::string_view html, size_t at, std::string_view name) {
     return false;
   }
   const size_t end = at + name.size();
-  return end < html.size() && (is_html_space(html[end]) || html[end] == '/' || html[end] == '>');
+  return end < html.size() && ends_tag_name(html[end]);
 }
 
 // Whether a tag's attribute hides the element.
@@ -96,7 +107,7 @@ bool next_attribute(std::string_view html, size_t* at, Attribute* attribute) {
   }
   const size_t from = *at;
   // A "=" that comes first belongs to the name.
-  *at = std::min(html.find_first_of(" \t\n\r\f/>=", from + 1), html.size());
+  *at = find_end(html, from + 1, [](char c) { return ends_tag_name(c) || c == '='; });
   attribute->name = html.substr(from, *at - from);
   attribute->value = {};
   const size_t next = skip_spaces(html, *at);
@@ -108,7 +119,7 @@ bool next_attribute(std::string_view html, size_t* at, Attribute* attribute) {
 }
 
 bool read_tag(std::string_view html, size_t from, Tag* tag, size_t* end) {
-  size_t at = std::min(html.find_first_of(" \t\n\r\f/>", from), html.size());
+  size_t at = find_end(html, from, ends_tag_name);
   tag->name.assign(html.substr(from, std::min(at - from, kLongestName)));
   std::transform(tag->name.begin(), tag->name.end(), tag->name.begin(), ascii_lower);
   tag->hidden = tag->open = false;
