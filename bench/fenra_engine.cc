@@ -1,5 +1,5 @@
 // fenra, through its classes: index() for every article, lookup() for every query.
-// Its cache is set by the DB_CONFIG file of the store.
+// Its cache is set by the DB_CONFIG file of the store. The variants are rules of words.
 #include <fenra/fenra.h>
 
 #include <stdexcept>
@@ -45,9 +45,24 @@ class FenraEngine : public Engine {
   std::unique_ptr<Fenra> fenra_;
 };
 
+// Instances go by the rules that a store was made with.
+void make_store(const std::string& store, const std::string& rules) {
+  ArticledbDb* const db = articledb_db_new();
+  const bool made =
+      db != nullptr && articledb_db_create_with_rules(db, store.c_str(), rules.c_str()) == 0;
+  articledb_db_close(db);
+  if (!made) {
+    throw std::runtime_error("cannot make the store " + store);
+  }
+}
+
 }  // namespace
 
-std::unique_ptr<Engine> open_engine(const std::string&, const std::string& store, Access, size_t) {
+std::unique_ptr<Engine> open_engine(const std::string& variant, const std::string& store,
+                                    Access access, size_t) {
+  if (access == Access::BUILD) {
+    make_store(store, variant);
+  }
   return std::make_unique<FenraEngine>(store);
 }
 

@@ -1,5 +1,6 @@
 // Lemmas or stems of the words of a file, one a line, with one tool: "fenra",
-// "hunspell" or "snowball".
+// "hunspell" or "snowball". Or, with "plain" or "web", of the first words that fenra's rules of
+// that name make of a text, by the same rules.
 // usage: bench_lemmas TOOL FILE [print]
 // Prints the number of words and the seconds; with "print" the result of each word.
 #include <fenra/fenra.h>
@@ -10,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <hunspell/hunspell.hxx>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -21,14 +23,14 @@ using Clock = std::chrono::steady_clock;
 using Lemmatize = std::function<std::string(const std::string& word)>;
 
 constexpr double kSeconds = 0.5;
+constexpr size_t kTextWords = 50000;
 
-Lemmatize fenra_lemmas() {
+Lemmatize fenra_lemmas(const ArticledbRules& rules) {
   const ostren::fenra::TmpFile lexicon(fstContent, fstContentSize);
   const std::shared_ptr<void> lemmatizer(articledb_simple_fst_lemmatizer_new(lexicon.name()),
                                          articledb_simple_fst_lemmatizer_free);
-  return [lemmatizer](const std::string& word) {
-    GList* lemmas = articledb_simple_fst_lemmatizer_first_lemma(lemmatizer.get(), word.data(),
-                                                                static_cast<int>(word.size()));
+  return [lemmatizer, first_lemma = rules.first_lemma](const std::string& word) {
+    GList* lemmas = first_lemma(lemmatizer.get(), word.data(), static_cast<int>(word.size()));
     std::string lemma = static_cast<const char*>(lemmas->data);
     articledb_string_list_free(lemmas);
     return lemma;
@@ -56,10 +58,33 @@ Lemmatize snowball_stems() {
 }
 
 Lemmatize tool(const std::string& name) {
-  if (name == "fenra") {
-    return fenra_lemmas();
+  if (const ArticledbRules* rules =
+          articledb_rules_by_name(name == "fenra" ? "plain" : name.c_str())) {
+    return fenra_lemmas(*rules);
   }
   return name == "hunspell" ? hunspell_stems() : snowball_stems();
+}
+
+std::vector<std::string> words_of_lines(std::istream& file) {
+  std::vector<std::string> words;
+  for (std::string word; std::getline(file, word);) {
+    words.push_back(word);
+  }
+  return words;
+}
+
+std::vector<std::string> words_of_text(std::istream& file, const ArticledbRules& rules) {
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::shared_ptr<void> tokenizer(
+      rules.tokenizer_new(text.data(), static_cast<int>(text.size())), rules.tokenizer_free);
+  std::vector<std::string> words;
+  const char* word;
+  int length;
+  while (words.size() < kTextWords &&
+         rules.next_token(tokenizer.get(), &word, &length) == ARTICLEDB_TOKEN_OK) {
+    words.emplace_back(word, static_cast<size_t>(length));
+  }
+  return words;
 }
 
 void print_results(const Lemmatize& lemmatize, const std::vector<std::string>& words) {
@@ -91,10 +116,9 @@ int main(int argc, char** argv) {
   }
   const Lemmatize lemmatize = tool(argv[1]);
   std::ifstream file(argv[2]);
-  std::vector<std::string> words;
-  for (std::string word; std::getline(file, word);) {
-    words.push_back(word);
-  }
+  const ArticledbRules* const rules = articledb_rules_by_name(argv[1]);
+  const std::vector<std::string> words =
+      rules != nullptr ? words_of_text(file, *rules) : words_of_lines(file);
   if (words.empty()) {
     return 1;
   }

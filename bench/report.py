@@ -13,10 +13,11 @@ import matplotlib
 matplotlib.use("svg")
 import matplotlib.pyplot as plt
 
-from run import FENRA, FROM_HTML, LARGE_CACHE_MB, LEMMA_WORDS, ONE_BY_ONE, SIDES, TRIGRAM_LETTER
+from run import (FENRA, FROM_HTML, LARGE_CACHE_MB, LEMMA_WORDS, ONE_BY_ONE, RUNNING_TEXT, SIDES,
+                 TRIGRAM_LETTER, WEB, WEB_CLASSES)
 
-COLOURS = dict(zip([*SIDES, ONE_BY_ONE], ("#b2182b", "#08519c", "#3182bd", "#9ecae1", "#31a354",
-                                          "#a1d99b", "#ef8a62")))
+COLOURS = dict(zip([*SIDES, *ONE_BY_ONE], ("#b2182b", "#762a83", "#08519c", "#3182bd", "#9ecae1",
+                                           "#31a354", "#a1d99b", "#ef8a62", "#c2a5cf")))
 
 
 def number(value):
@@ -59,14 +60,14 @@ class Results:
         return statistics.median(ratios) if ratios else None
 
     def sides(self, measure, **wanted):
-        return [side for side in (*SIDES, ONE_BY_ONE)
+        return [side for side in (*SIDES, *ONE_BY_ONE)
                 if self.values(measure, side, "repetition", **wanted)]
 
     def cell(self, measure, side, field, base=FENRA, **wanted):
         """A median and, for other engines, fenra's ratio to it."""
         median = number(self.median(measure, side, field, **wanted))
         ratio = self.ratio(measure, side, field, base, **wanted)
-        ours = side in (FENRA, ONE_BY_ONE, FROM_HTML)
+        ours = side in (FENRA, WEB, *ONE_BY_ONE, *FROM_HTML)
         return median if ours or ratio is None else f"{median} ({number(ratio)})"
 
 
@@ -102,7 +103,7 @@ def bulk(results):
 
     def rows(cell):
         return [[side, *(cell(side, size) for size in sizes)]
-                for side in (*SIDES, ONE_BY_ONE, FROM_HTML)]
+                for side in (*SIDES, *ONE_BY_ONE, *FROM_HTML)]
 
     def rate(side, size):
         return results.cell("bulk", side, "rate", collection=size)
@@ -157,8 +158,8 @@ def query(results, size):
         return "/".join(number(median(side, name, asked, field, 1e6)) for field in ("p50", "p99"))
 
     def rate(side, name, asked):
-        counts = {other: median(other, name, asked, "queries") for other in sides}
-        cut = "*" if counts[side] < max(counts.values()) else ""
+        counts = {other: median(other, name, asked, "queries") or 0 for other in sides}
+        cut = "*" if 0 < counts[side] < max(counts.values()) else ""
         return results.cell("query", side, "rate", collection=size, query=name,
                             asked=asked) + cut
 
@@ -188,6 +189,36 @@ def growth(results):
 
     return table(["p50, microseconds", *(f"{size:,}" for size in sizes)],
                  [[side, *(p50(side, size) for size in sizes)] for side in SIDES])
+
+
+def web_beside_plain(results):
+    """A line of the ratios web : plain."""
+    def ratio(measure, field, sides, **wanted):
+        plain, web = sides
+        return number(results.ratio(measure, plain, field, web, **wanted))
+
+    def made(what, sides, collection):
+        return (f"{what} {ratio('bulk', 'rate', sides, collection=collection)} (by processor time"
+                f" {ratio('bulk', 'cpu_rate', sides, collection=collection)})")
+
+    def queries(name, asked):
+        return ratio("query", "rate", ours, collection=main, query=name, asked=asked)
+
+    main, ours, one_by_one = results.scale["main"], (FENRA, WEB), tuple(ONE_BY_ONE)
+    one_by_one_size = max(size for size in bulk_sizes(results)
+                          if size <= results.scale["one_by_one"])
+    figures = [
+        made("pages in bulk", ours, "pages"),
+        made("pages from HTML", tuple(FROM_HTML), "pages"),
+        made("pages one by one", one_by_one, "pages"),
+        made(f"{main:,} articles in bulk", ours, main),
+        made(f"{one_by_one_size:,} articles one by one", one_by_one, one_by_one_size),
+        f"appending {ratio('append', 'rate', ours)}",
+        *(f"queries \"{name}\" {queries(name, 'first')} and again {queries(name, 'again')}"
+          for name in WEB_CLASSES),
+        f"lemmas of running text {ratio('lemmas', 'rate', tuple(RUNNING_TEXT))}",
+    ]
+    return "; ".join(figures) + ".\n"
 
 
 def opening(results):
@@ -255,7 +286,7 @@ def plot(results, file, label, measure, field, unit, sizes, sides, **wanted):
 def plots(results, directory):
     matplotlib.rcParams["svg.hashsalt"] = "fenra"
     plot(results, directory / "throughput.svg", "articles indexed per second", "bulk", "rate", 1,
-         bulk_sizes(results), [*SIDES, ONE_BY_ONE])
+         bulk_sizes(results), [*SIDES, *ONE_BY_ONE])
     plot(results, directory / "latency.svg", "median time of a query, microseconds", "growth",
          "p50", 1e6, results.scale["growth"], SIDES, asked="first")
 
@@ -269,6 +300,9 @@ def page(results):
         " fenra's figure by this one, the median of the repetitions' ratios; above 1, fenra does"
         " more in a second. \"-\": not measured.\n",
         conditions(results),
+        "## Rules of words for the web beside plain ones\n\nWhat is done in a second by the rules"
+        " for the web, divided by what is done by plain ones:",
+        web_beside_plain(results),
         "## Making a store at one go\n\n![throughput](throughput.svg)\n",
         bulk(results),
         f"## Appending to {main} articles, each on disk before the next\n",

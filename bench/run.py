@@ -25,7 +25,8 @@ SEED = 20090315
 
 # name: program, variant. The first is what the others are compared with.
 SIDES = {
-    "fenra": ("fenra", "default"),
+    "fenra": ("fenra", "plain"),
+    "fenra, web rules": ("fenra", "web"),
     "Xapian": ("xapian", "positions"),
     "Xapian, no positions": ("xapian", "plain"),
     "Xapian, URLs only": ("xapian", "lean"),
@@ -33,8 +34,11 @@ SIDES = {
     "SQLite, stored": ("sqlite", "stored"),
 }
 FENRA = "fenra"
-ONE_BY_ONE = "fenra, one by one"  # index() where others build at one go
-FROM_HTML = "fenra, from HTML"  # the program, which converts the pages itself
+WEB = "fenra, web rules"
+# index() where others build at one go
+ONE_BY_ONE = {"fenra, one by one": FENRA, "fenra, web rules, one by one": WEB}
+# The program, which converts the pages itself.
+FROM_HTML = {"fenra, from HTML": FENRA, "fenra, web rules, from HTML": WEB}
 
 SCALES = {
     # Sizes of the growing collection; the one measured most; the large one, with a
@@ -50,6 +54,10 @@ REPEATED_UP_TO = 1000  # articles; larger collections are built once
 SLOW_TO_BUILD = ("Xapian", "Xapian, no positions")  # left out of the large collection
 TRIGRAM_LETTER = "e"
 LEMMA_WORDS = 50000
+# Lemmas of the words that the rules make of a text: the first LEMMA_WORDS of them.
+RUNNING_TEXT = {"fenra, running text": FENRA, "fenra, web rules, running text": WEB}
+# The classes that the rules for the web are measured with: few, so that a run stays short.
+WEB_CLASSES = ("drawn", "1 frequent", "2 frequent")
 
 
 def copy_of_pages(source, target):
@@ -106,7 +114,7 @@ class Bench:
             return run.stdout, seconds, peak / 1024
 
     def engine(self, side, action, *arguments):
-        program, variant = SIDES[FENRA if side == ONE_BY_ONE else side]
+        program, variant = SIDES[ONE_BY_ONE.get(side, side)]
         return self.measured([self.build / "bench" / f"bench_{program}", variant, action,
                               *arguments])
 
@@ -162,6 +170,11 @@ class Bench:
         file.write_text("\n".join(words[:LEMMA_WORDS]) + "\n")
         return file
 
+    def text_file(self):
+        file = self.work / "text"
+        file.write_text("\n".join(self.read(line) for line in self.lines("pages")), "utf-8")
+        return file
+
     # ---- stores ----
 
     def store(self, side, collection):
@@ -201,16 +214,16 @@ class Bench:
     def build_one(self, side, list_file, store):
         self.remove(store)
         os.sync()
-        if side == FENRA:
+        if side in (FENRA, WEB):
             # Status 3: pages were refused.
-            return self.measured([self.cli, "index", "--bulk", store, "--list", list_file],
-                                 accepted=(0, 3))
+            return self.measured([self.cli, "index", "--rules", SIDES[side][1], "--bulk", store,
+                                  "--list", list_file], accepted=(0, 3))
         return self.engine(side, "bulk", store, list_file)
 
     def bulk(self, collection, list_file, articles, sides, repetitions):
         for repetition in range(repetitions):
             for side in self.sides(repetition, sides):
-                if side == ONE_BY_ONE and repetition > 0:
+                if side in ONE_BY_ONE and repetition > 0:
                     continue  # it takes long
                 store = self.store(side, collection)
                 _, seconds, peak = self.build_one(side, list_file, store)
@@ -223,43 +236,52 @@ class Bench:
                     peak_mb=peak, bytes=data / articles, log_bytes=logs / articles)
 
     def build_sides(self, articles):
-        sides = [side for side in SIDES if side != FENRA or self.bulk_known]
+        sides = self.bulk_sides()
         if articles > self.scale["main"]:
             sides = [side for side in sides if side not in SLOW_TO_BUILD]
         if articles <= self.scale["one_by_one"]:
-            sides.append(ONE_BY_ONE)
+            sides += ONE_BY_ONE
         return sides
+
+    def bulk_sides(self):
+        return [side for side in SIDES if side not in (FENRA, WEB) or self.bulk_known]
 
     def build_collections(self):
         pages = self.lines("pages")
         self.bulk("pages", self.write_list("pages", pages), len(pages),
-                  [*(side for side in SIDES if side != FENRA or self.bulk_known), ONE_BY_ONE], 1)
-        self.pages_from_html(len(pages))
+                  [*self.bulk_sides(), *ONE_BY_ONE], 1)
+        for repetition in range(self.scale["repetitions"]):
+            for side in self.sides(repetition, FROM_HTML):
+                self.pages_from_html(side, repetition, len(pages))
         for size in sorted({*self.scale["growth"], self.scale["main"], self.scale["large"]}):
             list_file = self.write_list(f"articles-{size}", self.lines("articles")[:size])
             repetitions = self.scale["repetitions"] if size <= REPEATED_UP_TO else 1
             self.bulk(size, list_file, size, self.build_sides(size), repetitions)
         self.make_missing_stores()
 
-    def pages_from_html(self, articles):
-        store = self.store(FROM_HTML, "pages")
+    def pages_from_html(self, side, repetition, articles):
+        store = self.store(side, "pages")
+        self.remove(store)
+        os.sync()
         bulk = ["--bulk"] if self.bulk_known else []
+        rules = SIDES[FROM_HTML[side]][1]
         # Status 3: a page without a title is refused.
-        _, seconds, peak = self.measured([self.cli, "index", *bulk, store, self.pages, "--base-url",
-                                          "https://orriak.example/"],
+        _, seconds, peak = self.measured([self.cli, "index", "--rules", rules, *bulk, store,
+                                          self.pages, "--base-url", "https://orriak.example/"],
                                          accepted=(0, 3), stderr=subprocess.DEVNULL)
-        self.record_bulk(FROM_HTML, 0, "pages", articles, seconds, peak)
+        self.record_bulk(side, repetition, "pages", articles, seconds, peak)
 
     def make_missing_stores(self):
         """Without bulk building, fenra's stores of moderate size are made one by one."""
         if self.bulk_known:
             return
-        for collection in ("pages", *self.scale["growth"], self.scale["main"]):
-            store, made = self.store(FENRA, collection), self.store(ONE_BY_ONE, collection)
-            if made.exists():
-                made.rename(store)
-            elif collection <= self.scale["main"]:
-                self.engine(ONE_BY_ONE, "bulk", store, self.work / f"articles-{collection}.list")
+        for one_by_one, side in ONE_BY_ONE.items():
+            for collection in ("pages", *self.scale["growth"], self.scale["main"]):
+                store, made = self.store(side, collection), self.store(one_by_one, collection)
+                if made.exists():
+                    made.rename(store)
+                elif collection <= self.scale["main"]:
+                    self.engine(side, "bulk", store, self.work / f"articles-{collection}.list")
 
     def append(self):
         main = self.scale["main"]
@@ -282,7 +304,8 @@ class Bench:
         sides = [side for side in SIDES if self.store(side, size).exists()]
         for repetition in range(repetitions):
             for side in self.sides(repetition, sides):
-                output, _, peak = self.engine(side, "query", self.store(side, size), query_file,
+                asked_of = self.query_file_of_web(query_file) if side == WEB else query_file
+                output, _, peak = self.engine(side, "query", self.store(side, size), asked_of,
                                               *cache)
                 for line in output.splitlines():
                     asked, line = line.split(" ", 1)
@@ -290,6 +313,12 @@ class Bench:
                     self.record(measure, side, repetition, collection=size, query=name,
                                 asked=asked, rate=int(count) / float(seconds), p50=float(p50), p99=float(p99),
                                 hits=int(hits) / int(count), queries=int(count), peak_mb=peak)
+
+    def query_file_of_web(self, query_file):
+        file = self.work / "queries-web"
+        lines = query_file.read_text().splitlines(keepends=True)
+        file.write_text("".join(line for line in lines if line.split("\t")[0] in WEB_CLASSES))
+        return file
 
     def query_all(self):
         repetitions, main, large = (self.scale[key] for key in ("repetitions", "main", "large"))
@@ -300,7 +329,8 @@ class Bench:
         drawn.write_text("\n".join(line for line in smallest if line.startswith("drawn")) + "\n")
         for size in self.scale["growth"]:
             self.query("growth", size, drawn, repetitions)
-        self.set_cache(self.store(FENRA, large))
+        for side in (FENRA, WEB):
+            self.set_cache(self.store(side, large))
         self.query("query", large, self.query_file(large), repetitions, LARGE_CACHE_MB)
 
     def set_cache(self, store):
@@ -321,13 +351,16 @@ class Bench:
                 self.record("open", side, repetition, seconds=float(output), peak_mb=peak)
 
     def lemmas(self):
-        words = self.word_file()
+        words, text = self.word_file(), self.text_file()
+        tools = {"fenra": ("fenra", words), "hunspell": ("hunspell", words),
+                 "snowball": ("snowball", words),
+                 **{row: (SIDES[side][1], text) for row, side in RUNNING_TEXT.items()}}
         piped = self.lexicon_tools()
         for repetition in range(self.scale["repetitions"]):
-            for tool in ("fenra", "hunspell", "snowball"):
-                output, _, peak = self.measured([self.build / "bench/bench_lemmas", tool, words])
+            for row in self.sides(repetition, tools):
+                output, _, peak = self.measured([self.build / "bench/bench_lemmas", *tools[row]])
                 count, seconds = map(float, output.split())
-                self.record("lemmas", tool, repetition, rate=count / seconds, peak_mb=peak)
+                self.record("lemmas", row, repetition, rate=count / seconds, peak_mb=peak)
             for tool, command in piped.items():
                 seconds, peak = self.time_pipe(command, words)
                 self.record("lemmas", tool, repetition, rate=LEMMA_WORDS / seconds, peak_mb=peak)
