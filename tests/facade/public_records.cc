@@ -12,115 +12,51 @@
 
 namespace {
 
-#define FIELD(record, field, offset) \
-  static_assert(offsetof(record, field) == (offset), #record "." #field " has moved")
-#define SIZE(record, size) static_assert(sizeof(record) == (size), #record " has another size")
+#define AT(field, offset) (offsetof(Record, field) == (offset))
+#define RECORD(name, ...)                                                                 \
+  [[maybe_unused]] constexpr auto k##name = [] {                                          \
+    using Record = name;                                                                  \
+    static_assert(__VA_ARGS__, "a field of " #name " has moved, or it has another size"); \
+  }
 
-FIELD(ArticledbDb, env, 0);
-FIELD(ArticledbDb, urldb, 8);
-FIELD(ArticledbDb, urlidx, 16);
-FIELD(ArticledbDb, datedb, 24);
-FIELD(ArticledbDb, sourcedb, 32);
-FIELD(ArticledbDb, txtdb, 40);
-FIELD(ArticledbDb, formdb, 48);
-FIELD(ArticledbDb, trigramdb, 56);
-FIELD(ArticledbDb, lemmadb, 64);
-FIELD(ArticledbDb, iddb, 72);
-FIELD(ArticledbDb, indexed_articles, 80);
-FIELD(ArticledbDb, submitted_articles, 84);
-FIELD(ArticledbDb, indexed_tokens, 88);
-FIELD(ArticledbDb, processed_tokens, 92);
-FIELD(ArticledbDb, indexed_text_bytes, 96);
-FIELD(ArticledbDb, submitted_length, 100);
-
-FIELD(ArticledbTransaction, store, 0);
-FIELD(ArticledbTransaction, txn, 8);
-SIZE(ArticledbTransaction, 16);
-
-FIELD(ArticledbCursor, dbc, 0);
-FIELD(ArticledbCursor, key, 8);
-FIELD(ArticledbCursor, next_op, 8 + sizeof(DBT));
-
-FIELD(ArticledbBuffer, data, 0);
-FIELD(ArticledbBuffer, capacity, 8);
-FIELD(ArticledbBuffer, length, 12);
-SIZE(ArticledbBuffer, 16);
-
-FIELD(OstrenGenerator, nextf, 0);
-FIELD(OstrenGenerator, freef, 8);
-SIZE(OstrenGenerator, 16);
-
-FIELD(OstrenGeneratorFromArray, array, 16);
-FIELD(OstrenGeneratorFromArray, length, 24);
-FIELD(OstrenGeneratorFromArray, position, 28);
-FIELD(OstrenGuint64RangeGenerator, current, 16);
-FIELD(OstrenGuint64RangeGenerator, end, 24);
-FIELD(OstrenGuint64RangeGenerator, step, 32);
-FIELD(OstrenGuint64RangeGenerator, first, 40);
-
-FIELD(OstrenSortedGeneratorCutter, left, 16);
-FIELD(OstrenSortedGeneratorCutter, right, 24);
-FIELD(OstrenSortedGeneratorCutter, compare, 32);
-FIELD(OstrenSortedGeneratorUnioner, left, 16);
-FIELD(OstrenSortedGeneratorUnioner, right, 24);
-FIELD(OstrenSortedGeneratorUnioner, compare, 32);
-FIELD(OstrenSortedGeneratorUnioner, left_item, 40);
-FIELD(OstrenSortedGeneratorUnioner, right_item, 48);
-FIELD(OstrenSortedGeneratorUnioner, left_pending, 56);
-FIELD(OstrenSortedGeneratorUnioner, right_pending, 60);
-FIELD(OstrenSortedGeneratorUnioner, left_status, 64);
-FIELD(OstrenSortedGeneratorUnioner, right_status, 68);
-FIELD(OstrenSortedGeneratorSubstractor, left, 16);
-FIELD(OstrenSortedGeneratorSubstractor, right, 24);
-FIELD(OstrenSortedGeneratorSubstractor, left_item, 32);
-FIELD(OstrenSortedGeneratorSubstractor, right_item, 40);
-FIELD(OstrenSortedGeneratorSubstractor, left_status, 48);
-FIELD(OstrenSortedGeneratorSubstractor, right_status, 52);
-FIELD(OstrenSortedGeneratorSubstractor, compare, 56);
-
-FIELD(ArticledbCursorGenerator, cursor, 16);
-FIELD(ArticledbCursorGenerator, buffer, 24);
-FIELD(ArticledbGuint64Generator, inner, 16);
-FIELD(ArticledbGuint64Generator, id, 24);
-FIELD(ArticledbTrigramGenerator, inner, 16);
-
-FIELD(ArticledbUtf8Tokenizer, text, 0);
-FIELD(ArticledbUtf8Tokenizer, length, 8);
-
-FIELD(TrigramBuilder, words, 0);
-FIELD(TrigramBuilder, trigram, 192);
-FIELD(TrigramBuilder, next, 384);
-SIZE(TrigramBuilder, 388);
-
+RECORD(ArticledbDb, AT(env, 0) && AT(urldb, 8) && AT(urlidx, 16) && AT(datedb, 24) &&
+                        AT(sourcedb, 32) && AT(txtdb, 40) && AT(formdb, 48) && AT(trigramdb, 56) &&
+                        AT(lemmadb, 64) && AT(iddb, 72) && AT(indexed_articles, 80) &&
+                        AT(submitted_articles, 84) && AT(indexed_tokens, 88) &&
+                        AT(processed_tokens, 92) && AT(indexed_text_bytes, 96) &&
+                        AT(submitted_length, 100));
+RECORD(ArticledbTransaction, AT(store, 0) && AT(txn, 8) && sizeof(Record) == 16);
+RECORD(ArticledbCursor, AT(dbc, 0) && AT(key, 8) && AT(next_op, 8 + sizeof(DBT)));
+RECORD(ArticledbBuffer, AT(data, 0) && AT(capacity, 8) && AT(length, 12) && sizeof(Record) == 16);
+RECORD(OstrenGenerator, AT(nextf, 0) && AT(freef, 8) && sizeof(Record) == 16);
+RECORD(OstrenGeneratorFromArray, AT(array, 16) && AT(length, 24) && AT(position, 28));
+RECORD(OstrenGuint64RangeGenerator,
+       AT(current, 16) && AT(end, 24) && AT(step, 32) && AT(first, 40));
+RECORD(OstrenSortedGeneratorCutter, AT(left, 16) && AT(right, 24) && AT(compare, 32));
+RECORD(OstrenSortedGeneratorUnioner, AT(left, 16) && AT(right, 24) && AT(compare, 32) &&
+                                         AT(left_item, 40) && AT(right_item, 48) &&
+                                         AT(left_pending, 56) && AT(right_pending, 60) &&
+                                         AT(left_status, 64) && AT(right_status, 68));
+RECORD(OstrenSortedGeneratorSubstractor, AT(left, 16) && AT(right, 24) && AT(left_item, 32) &&
+                                             AT(right_item, 40) && AT(left_status, 48) &&
+                                             AT(right_status, 52) && AT(compare, 56));
+RECORD(ArticledbCursorGenerator, AT(cursor, 16) && AT(buffer, 24));
+RECORD(ArticledbGuint64Generator, AT(inner, 16) && AT(id, 24));
+RECORD(ArticledbTrigramGenerator, AT(inner, 16));
+RECORD(ArticledbUtf8Tokenizer, AT(text, 0) && AT(length, 8));
+RECORD(TrigramBuilder, AT(words, 0) && AT(trigram, 192) && AT(next, 384) && sizeof(Record) == 388);
 // These two are the file format as well.
-FIELD(Edge, bits, 0);
-FIELD(Edge, edge_count, 4);
-FIELD(Edge, lower, 6);
-FIELD(Edge, upper, 7);
-SIZE(Edge, 8);
-FIELD(LkFst, data_size, 0);
-FIELD(LkFst, node_count, 4);
-FIELD(LkFst, node_size, 8);
-FIELD(LkFst, edge_count, 12);
-FIELD(LkFst, edge_size, 16);
-FIELD(LkFst, flags, 20);
-FIELD(LkFst, data, 24);
-SIZE(LkFst, 24);
+RECORD(Edge,
+       AT(bits, 0) && AT(edge_count, 4) && AT(lower, 6) && AT(upper, 7) && sizeof(Record) == 8);
+RECORD(LkFst, AT(data_size, 0) && AT(node_count, 4) && AT(node_size, 8) && AT(edge_count, 12) &&
+                  AT(edge_size, 16) && AT(flags, 20) && AT(data, 24) && sizeof(Record) == 24);
 
-FIELD(LookState, node, 0);
-FIELD(LookState, parent, 8);
-FIELD(LookState, in_word, 16);
-FIELD(LookState, out_word, 24);
-SIZE(LookState, 32);
-FIELD(LkLookIterator, top, 0);
-FIELD(LkLookIterator, input_label_getter, 8);
-FIELD(LkLookIterator, output_label_getter, 16);
-FIELD(LkLookIterator, search_cmp, 24);
-FIELD(LkLookIterator, push_transitions, 32);
-FIELD(LkLookIterator, lk_fst, 40);
-FIELD(LkLookIterator, data, 48);
-SIZE(LkLookIterator, 48 + LK_LOOK_STACK_SIZE * sizeof(LookState));
-
-FIELD(QorLexicon, fst, 0);
+RECORD(LookState,
+       AT(node, 0) && AT(parent, 8) && AT(in_word, 16) && AT(out_word, 24) && sizeof(Record) == 32);
+RECORD(LkLookIterator, AT(top, 0) && AT(input_label_getter, 8) && AT(output_label_getter, 16) &&
+                           AT(search_cmp, 24) && AT(push_transitions, 32) && AT(lk_fst, 40) &&
+                           AT(data, 48) &&
+                           sizeof(Record) == 48 + LK_LOOK_STACK_SIZE * sizeof(LookState));
+RECORD(QorLexicon, AT(fst, 0));
 
 }  // namespace
