@@ -1,7 +1,6 @@
 #include "tests/cli/program.h"
 
 #include <fcntl.h>
-#include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <sstream>
 
@@ -24,8 +24,7 @@ File temporary_file(const std::string& content = "") {
   return file;
 }
 
-// What is read from a descriptor to its end. A terminal whose other side is gone
-// answers with an error, not with 0.
+// What is read from a descriptor to its end.
 std::string read_all(int descriptor) {
   std::string content;
   char block[4096];
@@ -38,7 +37,7 @@ std::string read_all(int descriptor) {
 // A run of the program, whose streams are files unless others are given.
 class Run {
  public:
-  Run(const Arguments& arguments, const std::string& input, int out = -1, int err = -1)
+  Run(const Arguments& arguments, const std::string& input, int out = -1)
       : in_(temporary_file(input)) {
     std::vector<char*> argv = {const_cast<char*>(FENRA_PROGRAM)};
     for (const std::string& argument : arguments) {
@@ -49,7 +48,7 @@ class Run {
     if (child_ == 0) {
       dup2(fileno(in_.get()), STDIN_FILENO);
       dup2(out >= 0 ? out : fileno(out_.get()), STDOUT_FILENO);
-      dup2(err >= 0 ? err : fileno(err_.get()), STDERR_FILENO);
+      dup2(fileno(err_.get()), STDERR_FILENO);
       execv(FENRA_PROGRAM, argv.data());
       _exit(127);
     }
@@ -77,22 +76,6 @@ class Run {
 
 Result fenra(const Arguments& arguments, const std::string& input) {
   return Run(arguments, input).finish();
-}
-
-Result fenra_on_terminal(const Arguments& arguments, unsigned short columns) {
-  int terminal = -1;
-  int program_side = -1;
-  winsize size = {24, columns, 0, 0};
-  if (openpty(&terminal, &program_side, nullptr, nullptr, &size) != 0) {
-    return {};
-  }
-  const Run run(arguments, "", -1, program_side);
-  close(program_side);
-  const std::string shown = read_all(terminal);
-  close(terminal);
-  Result result = run.finish();
-  result.err = shown;
-  return result;
 }
 
 Result fenra_beside(const Arguments& arguments, const std::function<void(pid_t)>& meanwhile) {
@@ -127,6 +110,19 @@ std::vector<std::string> lines(const std::string& text) {
     result.push_back(line);
   }
   return result;
+}
+
+std::vector<std::pair<std::string, std::string>> calls_of(const std::string& file) {
+  std::vector<std::pair<std::string, std::string>> calls;
+  std::ifstream rows(file);
+  for (std::string row; std::getline(rows, row);) {
+    const size_t bar = row.find(" | ");
+    if (bar != std::string::npos) {
+      calls.emplace_back(row.substr(0, bar), row.substr(bar + 3));
+    }
+  }
+  EXPECT_FALSE(calls.empty()) << file;
+  return calls;
 }
 
 std::vector<std::string> listing(const std::string& directory) {

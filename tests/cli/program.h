@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/temporary_directory.h"
@@ -24,11 +25,6 @@ using Arguments = std::vector<std::string>;
 // Runs `fenra ARGUMENTS...` with `input` on standard input.
 Result fenra(const Arguments& arguments, const std::string& input = "");
 
-// Runs it with standard error on a pseudo-terminal of `columns` columns; what was
-// shown there is in `err`. The status is -1 when this system, as a container may,
-// has no pseudo-terminals.
-Result fenra_on_terminal(const Arguments& arguments, unsigned short columns);
-
 // Runs it and calls `meanwhile` with its process id.
 Result fenra_beside(const Arguments& arguments, const std::function<void(pid_t)>& meanwhile);
 
@@ -39,6 +35,9 @@ Result fenra_signalled(const Arguments& arguments, int signal, const std::functi
 Result fenra_to(int descriptor, const Arguments& arguments);
 
 std::vector<std::string> lines(const std::string& text);
+
+// The rows "CALL | TEXT" of a file of calls.
+std::vector<std::pair<std::string, std::string>> calls_of(const std::string& file);
 
 // The names of everything below a directory, sorted.
 std::vector<std::string> listing(const std::string& directory);

@@ -11,38 +11,7 @@ using testing::MatchesRegex;
 using testing::StartsWith;
 
 TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
-  const std::pair<std::string, const char*> cases[] = {
-      {"", "subcommand is required"},
-      {"find", "'find' is not expected here"},
-      {"--bogus", "'--bogus' is not expected here"},
-      {"index", "STORE is required"},
-      {"index @store", "name at least one PATH"},
-      {"index @store a --date 2009315", "'2009315' is not a date of 8"},
-      {"index @store a --date 2009-3-5", "'2009-3-5' is not a date of 8"},
-      {"index @store a --mime image/png", "unknown MIME type 'image/png'"},
-      {"index @store a --mime", "--mime"},
-      {"search @store", "WORD is required"},
-      {"search @store a --limit 0", "'0' is not a number"},
-      {"search @store a --limit -1", "-1"},
-      {"search @store a --limit 5x", "'5x' is not a number"},
-      {"search @store a --limit 99999999999999999999", "is not a number"},
-      {"search @store a --limit [2,3]", "'[2,3]' is not a number"},
-      {"lookup @store", "--trigram-prefix"},
-      {"lookup @store --form a --lemma b", "--form"},
-      {"lookup @store --date yesterday", "'yesterday' is not a date"},
-      {"lookup @store --trigram a_b", "has 2 words, not 3"},
-      {"lookup @store --trigram a_b_c_d", "has 4 words, not 3"},
-      {"lookup @store --trigram-prefix _", "has 0 words, not 1 to 3"},
-      {"index @store a --rules x", "no rules 'x'; web and plain are known"},
-      {"rebuild @a @b --rules Web", "no rules 'Web'"},
-      {"show @store", "URL is required"},
-      {"show @store u v", "'v' is not expected here"},
-      {"stats", "STORE is required"},
-      {"fst", "subcommand is required"},
-      {"fst compile a.att", "OUT.fst is required"},
-      {"fst look a.att", "WORD is required"},
-  };
-  for (const auto& [call, message] : cases) {
+  for (const auto& [call, message] : calls_of(FENRA_TEST_DATA "/wrong_calls.txt")) {
     expect(call, 2, "", AllOf(StartsWith("fenra: "), HasSubstr(message)));
   }
   EXPECT_TRUE(listing(directory_.path()).empty());

@@ -1,5 +1,4 @@
 // The rules of words, from outside.
-#include "store/articledb.h"
 #include "tests/cli/program.h"
 
 namespace cli_test {
@@ -20,24 +19,8 @@ class RulesTest : public ProgramTest {
 
   // What both ways of making a store have to give.
   void expect_web(const std::string& store) const {
-    const std::pair<const char*, const char*> cases[] = {
-        {"search @S etxe 10,000", "u:2"},
-        {"search @S mañana EREMU", "u:1"},
-        {"search @S Manana", "u:1"},
-        {"search @S eremu izenak", "u:1 u:2"},
-        {"search @S eremu-izenak", "u:1 u:2"},  // by its parts in u:2
-        {"search @S http://a.eus/izena.pdf a.eus", "u:2"},
-        {"search @S 10.000", ""},
-        {"search @S xede", ""},
-        {"lookup @S --form Ma\u00F1ana", "u:1"},
-        {"lookup @S --lemma Etxe", "u:2"},
-        {"lookup @S --trigram da_Eremu-izenak_eremu", "u:1"},
-        {"lookup @S --trigram-prefix izenak_eta", "u:1"},
-    };
-    for (auto [call, urls] : cases) {
-      std::string of_store = call;
-      of_store.replace(of_store.find("@S"), 2, store);
-      EXPECT_EQ(answer(of_store), urls) << of_store;
+    for (auto [call, urls] : calls_of(FENRA_TEST_DATA "/web_questions.txt")) {
+      EXPECT_EQ(answer(call.replace(call.find("@S"), 2, store)), urls) << call;
     }
     expect("search " + store + " ...", 0, "", HasSubstr("only letters and digits count"));
     expect("stats " + store, 0, HasSubstr("\nrules    web\n"));
@@ -59,15 +42,6 @@ TEST_F(RulesTest, AreThoseOfTheStoreForEveryCommand) {
   expect_web("@bulk");
   expect("rebuild @bulk @new", 0, StartsWith("indexed 3,"));
   expect_web("@new");
-}
-
-TEST_F(RulesTest, AStoreWhoseMakingWasCutShortGetsThem) {
-  std::filesystem::create_directory(directory_ / "cut");
-  ArticledbDb* db = articledb_db_new();
-  ASSERT_EQ(0, articledb_db_open(db, (directory_ / "cut").c_str()));
-  ASSERT_EQ(0, articledb_db_close(db));
-  expect("index @cut --list -", 0, StartsWith("indexed 3,"), "", list_);
-  expect_web("@cut");
 }
 
 TEST_F(RulesTest, OnlyARebuiltStoreHasOthers) {

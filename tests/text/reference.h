@@ -62,11 +62,7 @@ inline std::optional<std::string> iconv_wide_char(uint32_t code, size_t space) {
 }
 
 struct Refused {};
-inline void require(bool condition) {
-  if (!condition) {
-    throw Refused();
-  }
-}
+inline void require(bool condition) { condition ? void() : throw Refused(); }
 
 using Replacement = std::function<std::string(const std::string& match, int start, size_t space)>;
 

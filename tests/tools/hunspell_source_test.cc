@@ -1,6 +1,7 @@
 // The spelling dictionary's stems and classes as words of the lexicon.
 #include "tools/lexicon_compiler/hunspell_source.h"
 
+#include <fstream>
 #include <sstream>
 
 #include "tests/tools/engine.h"
@@ -47,27 +48,9 @@ const std::string kClasses =
              "13 ak ean eko", "30 0 tu tzen tzaile/20", "31 ten", "32 0 i araz", "40 0 en"});
 
 TEST(HunspellSource, LemmasOfItsClasses) {
-  const FstPtr fst = Load(BuildBasqueLexicon(ReadAll(kClasses, R"(18
-etxe/10,1
-eskola/11,1
-eskol/12,1
-zaharr/13,1
-zahar/11,1
-alda/1002,30,1
-egi/31,1
-egin/10,1
-harr/1002,30,1
-ikus/32,1
-ikusi/10,1
-ikus/1002,31,1
-dago/1001,1000,40,1
-nabil/1001,1000,40,1
-zaiok/1001,1000,40,1
-lasterka
-Bilbo/10,1
-mañana/10,1
-etxeko/10,1
-)")));
+  std::stringstream words;
+  words << std::ifstream(FENRA_TEST_DATA "/little_dictionary.dic").rdbuf();
+  const FstPtr fst = Load(BuildBasqueLexicon(ReadAll(kClasses, words.str())));
   const Analyses cases = {
       // A form in two levels below its class; one in front of other suffixes only.
       {{"IZE/etxe+"}, "etxe etxeak etxearenak etxeo etxeoa etxeoaz"},

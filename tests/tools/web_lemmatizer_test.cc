@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -34,55 +35,17 @@ std::string LemmaOf(const std::string& form) {
       articledb_web_lemmatizer_first_lemma(Lexicon(), form.data(), static_cast<int>(form.size())));
 }
 
-// Every line begins with the lemma of all its words.
-void ExpectLemmas(const std::string& lines) {
-  std::istringstream text(lines);
-  for (std::string line; std::getline(text, line);) {
-    const std::vector<std::string> words = fenra_test::Split(line);
+TEST(WebLemmatizer, GivesTheLemmasOfTheWeb) {
+  std::ifstream file(FENRA_TEST_DATA "/web_lemmas.txt");
+  int checked = 0;
+  for (std::string line; std::getline(file, line);) {
+    const std::vector<std::string> words = fenra_test::Split(line[0] == '#' ? "" : line);
     for (const std::string& word : words) {
       EXPECT_EQ(LemmaOf(word), words.front());
+      ++checked;
     }
   }
-}
-
-TEST(WebLemmatizer, NamesAndAcronymsWithTheirEndings) {
-  ExpectLemmas(
-      "bilbo bilbon bilbora bilboko bilbokoak\n"
-      "donostia donostiara donostiakoei\n"
-      "gasteiz gasteizen gasteizko\n"
-      "miren mirenekin mirenek\n"
-      "zarautz zarauzko zarautzera\n"
-      "irunea irunean iruneko\n"
-      "eaj eajren eajk\n"
-      "nato natoko natok\n"
-      "washington washingtonen washingtonera\n"
-      "etxe etxeak etxerako\n"
-      "andereno anderenoak\n");
-}
-
-TEST(WebLemmatizer, HyphensApostrophesAndNumbers) {
-  ExpectLemmas(
-      "pdf pdf-aren pdf-ak pdf-etan\n"
-      "2009 2009ko 2009an 2009-ko\n"
-      "1.5 1.5eko\n"
-      "eremu-izen eremu-izenak eremu-izenetan\n"
-      "telekomunikabide-sare telekomunikabide-sareak telekomunikabide-sareetan\n"
-      "bizi-era\n"
-      "gnome-shell gnome-shell-aren\n"
-      "5k\nb2b\n4a\n"
-      "berria.eus\n"
-      "\xd0\xbc\xd0\xbe\xd1\x81\xd0\xba\xd0\xb2\xd0\xb0 "
-      "\xd0\xbc\xd0\xbe\xd1\x81\xd0\xba\xd0\xb2\xd0\xb0-ren "
-      "\xd0\xbc\xd0\xbe\xd1\x81\xd0\xba\xd0\xb2\xd0\xb0ren\n");
-}
-
-// Not in any list: what is taken off is what is probable.
-TEST(WebLemmatizer, UnknownWords) {
-  ExpectLemmas(
-      "dubrovna dubrovnak dubrovnaren dubrovnarekin\n"
-      "gribnovic gribnovicek gribnovicen gribnovicekin\n"
-      "tramborough tramboroughek tramboroughen\n"
-      "kremlindorf kremlindorfen kremlindorfeko\n");
+  EXPECT_GT(checked, 70);
 }
 
 TEST(WebLemmatizer, BothLemmatizersOfOneLexiconKeepApart) {
