@@ -3,7 +3,8 @@
 //
 // An input is a byte of flags, the length of a word (its low 5 bits), the word,
 // and the rest: a file (kWholeFile), or the cells of a block that gets a fitting
-// header, whose counts of states and arcs come from the first 4 bytes.
+// header, whose counts of states and arcs come from the first 4 bytes, or AT&T text up to its
+// first zero byte (kText).
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -19,7 +20,7 @@
 
 namespace {
 
-enum : uint8_t { kWholeFile = 1, kSortedLower = 2, kSortedUpper = 4, kSave = 8 };
+enum : uint8_t { kWholeFile = 1, kSortedLower = 2, kSortedUpper = 4, kSave = 8, kText = 16 };
 
 // A file in memory, used again and again.
 class MemoryFile {
@@ -39,6 +40,34 @@ class MemoryFile {
   int descriptor_;
   std::string path_;
 };
+
+// Texts with a state number from here up to the largest one that is accepted are
+// passed over: all states below it exist, and take memory.
+constexpr uint64_t kManyStates = 20000;
+constexpr uint64_t kStatesLimit = uint64_t{1} << 26;
+
+bool has_many_states(const std::string& text) {
+  uint64_t number = 0;
+  for (const char c : text + " ") {
+    if (c >= '0' && c <= '9') {
+      number = std::min(number * 10 + static_cast<uint64_t>(c - '0'), kStatesLimit);
+    } else if (number >= kManyStates && number < kStatesLimit) {
+      return true;
+    } else {
+      number = 0;
+    }
+  }
+  return false;
+}
+
+// What the text is accepted as; null otherwise.
+LkFst* from_text(const std::string& text) {
+  LkFst* fst = nullptr;
+  return has_many_states(text) ||
+                 !fenra_fuzz::survives([&] { fst = lk_fst_new_from_att_string(text.c_str()); })
+             ? nullptr
+             : fst;
+}
 
 std::string with_header(uint8_t flags, const uint8_t* data, size_t size) {
   uint16_t counts[2] = {};
@@ -105,9 +134,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t* const rest = data + 2 + word_length;
   const bool whole = (flags & kWholeFile) != 0;
   static const MemoryFile file;
+  const bool is_text = (flags & kText) != 0;
   file.write(whole ? std::string(rest, data + size) : with_header(flags, rest, data + size - rest));
-  const Fst fst(lk_fst_new_from_binary_file(file.path()));
-  FUZZ_CHECK(whole || fst != nullptr);
+  const Fst fst(is_text ? from_text(std::string(rest, data + size))
+                        : lk_fst_new_from_binary_file(file.path()));
+  FUZZ_CHECK(whole || is_text || fst != nullptr);
+  FUZZ_CHECK(!is_text || fst == nullptr ||
+             (fst->data_size % sizeof(Edge) == 0 && fst->flags == LK_FST_SORTED_LOWER));
   if (fst == nullptr) {
     return 0;
   }

@@ -90,22 +90,16 @@ class Mutator {
     const size_t at = below(input->size() + 1);
     const size_t length = std::min(below(16), input->size() - at);
     const Input& other = corpus_[below(corpus_.size())];
-    switch (below(6)) {
+    switch (below(4)) {
       case 0:  // another bit
         if (at < input->size()) {
           (*input)[at] = static_cast<char>((*input)[at] ^ (1 << below(8)));
         }
         break;
-      case 1:  // another byte
-        input->replace(at, 1, 1, static_cast<char>(random_()));
+      case 1:  // another byte, or none, in the place of some
+        input->replace(at, length, below(2), static_cast<char>(random_()));
         break;
-      case 2:
-        input->insert(at, 1, static_cast<char>(random_()));
-        break;
-      case 3:
-        input->erase(at, length);
-        break;
-      case 4:  // a piece once more, at another place
+      case 2:  // a piece once more, at another place
         input->insert(below(input->size() + 1), input->substr(at, length));
         break;
       default:  // the end of another input
