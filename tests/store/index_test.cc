@@ -28,9 +28,7 @@ TEST_F(IndexTest, ArticleIsStoredWithAllItsPostings) {
   EXPECT_EQ(formIds(long_word), Ids{1});
   EXPECT_EQ(formIds("gure"), Ids{1});
   EXPECT_EQ(ids(lookup(articledb_db_lookup_source, "iturria")), Ids{1});
-  ArticledbCursor* date = nullptr;
-  ASSERT_EQ(articledb_db_lookup_date(db, &date, 20260102), 0);
-  EXPECT_EQ(ids(date), Ids{1});
+  EXPECT_EQ(dateIds(20260102), Ids{1});
   EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "gure")), ElementsAre("gure"));
   EXPECT_THAT(
       keys(whole(articledb_db_get_trigrams)),
@@ -59,22 +57,8 @@ TEST_F(IndexTest, DatesAreDecimalAndReducedTo32Bits) {
     auto values = articleValues("u" + std::to_string(++id));
     values["date"] = string;
     ASSERT_EQ(index(Metadata(values), {}), 0);
-    ArticledbCursor* cursor = nullptr;
-    ASSERT_EQ(articledb_db_lookup_date(db, &cursor, date), 0);
-    EXPECT_EQ(ids(cursor).back(), id) << string;
+    EXPECT_EQ(dateIds(date).back(), id) << string;
   }
-}
-
-TEST_F(IndexTest, UrlCanBeReplacedAnyNumberOfTimes) {
-  for (guint64 round = 1; round <= 300; ++round) {
-    const std::string text_now = "testua " + std::to_string(round);
-    ASSERT_EQ(index("http://a", {"hitz"}, text_now), 0);
-    ASSERT_EQ(text(round), text_now);
-    ASSERT_EQ(url(round - 1), "-6");
-    ASSERT_EQ(text(round - 1), "-6");
-  }
-  EXPECT_EQ(formIds("hitz").size(), 300U);
-  EXPECT_EQ(drain(whole(articledb_db_get_txts), articledb_cursor_next_data).size(), 1U);
 }
 
 TEST_F(IndexTest, HalfMissingEarlierArticlesAreReplacedToo) {
@@ -166,18 +150,6 @@ TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
   EXPECT_EQ(formIds("zazpi"), (Ids{1, 2}));
   close();
   verify();
-}
-
-TEST_F(IndexTest, PairsThatAreOnDiskAreNotWrittenAgain) {
-  ASSERT_EQ(index("a", {"etxe", "zuri"}), 0);
-  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), testing::SizeIs(2));
-  // Whoever puts one of them fails.
-  FailingPuts::real = db->lemmadb->put;
-  FailingPuts::key = "etxe";
-  db->lemmadb->put = FailingPuts::put;
-  EXPECT_EQ(index("b", {"etxe", "gorri"}), 0);
-  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)),
-              testing::UnorderedElementsAre("etxe", "zuri", "gorri"));
 }
 
 }  // namespace

@@ -201,18 +201,32 @@ class StoreTest : public ::testing::Test {
     return cursor;
   }
 
+  static ArticledbCursor* copyOf(ArticledbCursor* cursor) {
+    ArticledbCursor* copy = nullptr;
+    EXPECT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+    return copy;
+  }
+
+  // One read into a buffer of so many bytes: the item, or the status, a colon and the length.
+  template <typename Read>
+  static std::string once(ArticledbCursor* cursor, Read read, guint32 capacity = 4096) {
+    std::string bytes(capacity, '?');
+    ArticledbBuffer buffer = {bytes.data(), capacity, 0};
+    const int status = read(cursor, &buffer);
+    return status == CURSOR_OK ? bytes.substr(0, buffer.length)
+                               : std::to_string(status) + ":" + std::to_string(buffer.length);
+  }
+
   // The rest of what a read delivers; closes the cursor.
   template <typename Read>
   static Strings drain(ArticledbCursor* cursor, Read read) {
+    const std::string end = std::to_string(CURSOR_END) + ":0";
     Strings items;
-    char bytes[4096];
-    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
-    int status;
-    while ((status = read(cursor, &buffer)) == CURSOR_OK) {
-      items.emplace_back(bytes, buffer.length);
+    for (std::string item; (item = once(cursor, read)) != end;) {
+      items.push_back(item);
+      EXPECT_LT(items.size(), 1000000U) << item;
     }
-    EXPECT_EQ(status, CURSOR_END);
-    EXPECT_EQ(read(cursor, &buffer), CURSOR_END);
+    EXPECT_EQ(once(cursor, read), end);
     EXPECT_EQ(articledb_cursor_close(cursor), 0);
     return items;
   }
@@ -229,6 +243,11 @@ class StoreTest : public ::testing::Test {
       result.push_back(id);
     }
     return result;
+  }
+  Ids dateIds(guint32 date) {
+    ArticledbCursor* cursor = nullptr;
+    EXPECT_EQ(articledb_db_lookup_date(db, &cursor, date), 0);
+    return ids(cursor);
   }
   Ids formIds(const std::string& form) { return ids(lookup(articledb_db_lookup_form, form)); }
 
