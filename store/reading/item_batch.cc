@@ -128,7 +128,7 @@ bool ItemBatch::take(const DBT* first, const DBT& bulk, guint32 most_items, bool
     return true;
   });
   ItemBatch taken;
-  if (!taken.begin(first, all_ids ? items * ID_BYTES : bytes, all_ids)) {
+  if (!taken.begin(first, all_ids ? size_t{items} * ID_BYTES : bytes, all_ids)) {
     return false;
   }
   if (items != 0) {
@@ -161,7 +161,7 @@ std::string_view ItemBatch::pack(guint32 offset, char* out) const {
 }
 
 bool ItemBatch::unpack(const DBT* first, std::string_view packed) {
-  const auto width = static_cast<guint32>(packed[0]);
+  const guint32 width = static_cast<guint8>(packed[0]);
   packed.remove_prefix(1);
   if (first != nullptr && width != OF_TEXTS && first->size != ID_BYTES) {
     return false;
