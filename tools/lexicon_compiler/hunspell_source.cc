@@ -181,7 +181,7 @@ std::string Reader::NominalLemma(const std::string& stem, const std::string& fla
   const char last = stem.back();
   if (!is_bare && (last == 'z' || last == 's')) {
     // Zarauz- of Zarautz, in front of -ko and -tik.
-    const std::string whole = stem.substr(0, stem.size() - 1) + 't' + last;
+    std::string whole = stem.substr(0, stem.size() - 1) + 't' + last;
     if (IsWord(whole)) {
       return whole;
     }
