@@ -146,8 +146,8 @@ TEST_F(FacadeTest, QueriesAreSplitAtEverythingButLetters) {
   std::string unknown;  // words that differ
   std::string bytes;
   for (int i = 0; i < 300000; ++i) {
-    unknown +=
-        i % 15 == 0 ? std::string("x ") : std::string(1, static_cast<char>('a' + i * 7919 % 26));
+    unknown += i % 15 == 0 ? std::string("x ")
+                           : std::string(1, static_cast<char>('a' + i % 26 * 7919 % 26));
     bytes += static_cast<char>(1 + i % 251 * 7919 % 251);
   }
   const std::pair<Urls, std::vector<std::string>> cases[] = {
