@@ -27,7 +27,6 @@ class Descriptor {
 
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ != -1; }
-  int release() { return std::exchange(fd_, -1); }
 
  private:
   int fd_;

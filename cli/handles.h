@@ -13,16 +13,11 @@
 
 #include <memory>
 
+#include "base/handles.h"
+
 namespace cli {
 
-// Calls the release function of a handle.
-template <auto Release>
-struct Releaser {
-  template <typename T>
-  void operator()(T* handle) const {
-    Release(handle);
-  }
-};
+using ostren::fenra::Releaser;
 
 using Store = std::unique_ptr<ArticledbDb, Releaser<articledb_db_close>>;
 using Bulk = std::unique_ptr<ArticledbBulk, Releaser<articledb_bulk_free>>;

@@ -5,8 +5,9 @@
 
 #include <glib.h>
 
-#include <memory>
 #include <string_view>
+
+#include "base/handles.h"
 
 namespace ostren::fenra::store {
 
@@ -67,9 +68,6 @@ class ReadCache {
     guint64 position : POSITION_BITS;
     guint64 length : 64 - POSITION_BITS;  // of all
   };
-  struct Freer {
-    void operator()(void* memory) const { g_free(memory); }
-  };
 
   bool make();
   bool find_entry(guint64 hash, guint64 oldest, std::string_view name,
@@ -85,8 +83,8 @@ class ReadCache {
     return static_cast<guint32>(position & (bytes_ - 1));
   }
 
-  std::unique_ptr<Slot[], Freer> slots_;
-  std::unique_ptr<char[], Freer> room_;
+  GMemory<Slot[]> slots_;
+  GMemory<char[]> room_;
   guint32 bytes_ = LEAST_ROOM;
   guint64 written_ = LEAST_ROOM;
   // What is at a position less than this does not hold: any entry, batches, URL records.
