@@ -13,10 +13,16 @@ namespace {
 
 constexpr char kShield = '\x01';
 
+// A word that is not wanted in a query: no option but -h has a single hyphen.
+bool has_hyphen(const std::string& text) {
+  return text.size() > 1 && text[0] == '-' && text[1] != '-' && text != "-h";
+}
+
 // Shielding what begins with the shield makes taking it off exact.
 bool needs_shield(const std::string& text) {
-  return text == "++" || (!text.empty() &&
-                          (text.front() == kShield || (text.front() == '[' && text.back() == ']')));
+  return text == "++" || has_hyphen(text) ||
+         (!text.empty() &&
+          (text.front() == kShield || (text.front() == '[' && text.back() == ']')));
 }
 
 std::string without_shield(const std::string& text) {

@@ -1,14 +1,16 @@
-#include <fenra/fenra.h>
+#include <fenra/articledb_query.h>
+#include <unistd.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/rules.h"
+#include "cli/search_results.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -17,9 +19,18 @@ namespace {
 struct SearchOptions {
   std::string store;
   std::vector<std::string> words;
-  uint64_t limit = UINT64_MAX;
+  Page page;
   bool count = false;
+  bool newest = false;
+  std::string sort;
+  bool snippets = false;
+  bool explain = false;
 };
+
+using Query = std::unique_ptr<ArticledbQuery, Releaser<articledb_query_free>>;
+using Marker = std::unique_ptr<ArticledbQueryMarker, Releaser<articledb_query_marker_free>>;
+
+constexpr guint32 kSnippetBytes = 240;
 
 std::string joined(const std::vector<std::string>& words) {
   std::string query;
@@ -29,29 +40,194 @@ std::string joined(const std::vector<std::string>& words) {
   return query;
 }
 
-// The words of a plain query are not those of a plain text.
-bool is_query(const ArticledbRules& rules, const std::string& text) {
-  return is_plain(rules) ? std::any_of(text.begin(), text.end(),
-                                       [](char byte) { return g_ascii_isalpha(byte); })
-                         : has_word(rules, text);
+// Null for a query without a word, which no article has.
+Query read_query(const std::string& text, const ArticledbRules& rules, void* lemmatizer) {
+  ArticledbQuery* query = nullptr;
+  ArticledbQueryError error = {};
+  const int status = articledb_query_parse(text.data(), static_cast<guint32>(text.size()), &rules,
+                                           lemmatizer, &query, &error);
+  switch (status) {
+    case 0:
+      return Query(query);
+    case ARTICLEDB_QUERY_NO_WORD:
+      complain("the query '" + text + "' has no word: only " +
+               (is_plain(rules) ? "runs of the letters a to z, digits, '_' and '-'"
+                                : "letters and digits") +
+               " count");
+      return nullptr;
+    case ARTICLEDB_QUERY_WRONG:
+      throw Failure("search: at byte " + std::to_string(error.position + 1) + " of the query '" +
+                        text + "': " + error.reason,
+                    kWrongCall);
+    default:
+      throw std::bad_alloc();
+  }
+}
+
+// ---- what the words were taken for ----
+
+std::string meaning(const ArticledbQueryTerm& term) {
+  const std::string form = term.form;
+  switch (term.kind) {
+    case ARTICLEDB_QUERY_LEMMA:
+      return "lemma " + std::string(term.lemma);
+    case ARTICLEDB_QUERY_FORM:
+      return "form " + form;
+    case ARTICLEDB_QUERY_PREFIX:
+      return "forms " + form + "...";
+    case ARTICLEDB_QUERY_PHRASE:
+      return "in a row " + form;
+    case ARTICLEDB_QUERY_SOURCE:
+      return "source " + form;
+    case ARTICLEDB_QUERY_DATES:
+      return "dates " + std::to_string(term.first_date) + " to " + std::to_string(term.last_date);
+  }
+  return form;
+}
+
+class Explanation {
+ public:
+  Explanation(ArticledbDb* db, const ArticledbQuery* query, std::string_view text)
+      : db_(db), query_(query), text_(text) {}
+
+  void print_lines() const {
+    for (guint32 i = 0; i < articledb_query_terms(query_); ++i) {
+      const ArticledbQueryTerm& term = *articledb_query_term(query_, i);
+      const uint64_t count = articles(i);
+      print_line("# " + std::string(text_.substr(term.position, term.length)) + ": " +
+                 (term.excluded != 0 ? "without " : "") + meaning(term) + ", " +
+                 std::to_string(count) + (count == 1 ? " article" : " articles"));
+    }
+  }
+
+ private:
+  uint64_t articles(guint32 term) const {
+    guint64 count = 0;
+    const int status = articledb_query_term_articles(query_, db_, term, &count);
+    if (status != 0) {
+      throw Failure("cannot count the articles of a word: " + status_text(status));
+    }
+    return count;
+  }
+
+  ArticledbDb* const db_;
+  const ArticledbQuery* const query_;
+  const std::string_view text_;
+};
+
+// ---- results ----
+
+// A part of an article's text, with the matches in it.
+struct Snippet {
+  std::string_view text;
+  std::vector<ArticledbQueryRange> matches;  // from the snippet's beginning
+};
+
+class Snippets {
+ public:
+  Snippets(ArticledbDb* db, const ArticledbQuery* query)
+      : marker_(articledb_query_marker_new(query, db)) {
+    if (marker_ == nullptr) {
+      throw Failure("the store failed while the forms of the words were read");
+    }
+  }
+
+  // Of a text, which it borrows.
+  Snippet of(std::string_view text) const {
+    ArticledbQueryRange window = {};
+    const ArticledbQueryRange* ranges = nullptr;
+    guint32 count = 0;
+    if (articledb_query_snippet(marker_.get(), text.data(), static_cast<guint32>(text.size()),
+                                kSnippetBytes, &window, &ranges, &count) != 0) {
+      throw std::bad_alloc();
+    }
+    Snippet snippet = {text.substr(window.begin, window.end - window.begin), {}};
+    for (guint32 i = 0; i < count; ++i) {
+      snippet.matches.push_back({ranges[i].begin - window.begin, ranges[i].end - window.begin});
+    }
+    return snippet;
+  }
+
+ private:
+  const Marker marker_;
+};
+
+// Text in one line and without what a terminal would obey.
+std::string shown(std::string_view text) {
+  std::string line;
+  for (const char c : text) {
+    const bool control = static_cast<unsigned char>(c) < ' ' || c == 0x7F;
+    if (!(control && !line.empty() && line.back() == ' ')) {
+      line += control ? ' ' : c;
+    }
+  }
+  const GlibText valid(g_utf8_make_valid(line.data(), static_cast<gssize>(line.size())));
+  return valid.get();
+}
+
+// With the matches in bold where somebody looks.
+std::string line_of(const Snippet& snippet) {
+  const bool bold = isatty(STDOUT_FILENO) == 1;
+  std::string line;
+  guint32 at = 0;
+  for (const ArticledbQueryRange& match : snippet.matches) {
+    line += shown(snippet.text.substr(at, match.begin - at));
+    const std::string word = shown(snippet.text.substr(match.begin, match.end - match.begin));
+    line += bold ? "\x1b[1m" + word + "\x1b[0m" : word;
+    at = match.end;
+  }
+  return line + shown(snippet.text.substr(at));
+}
+
+Page page_of(const SearchOptions& options) {
+  if (!options.sort.empty() && options.sort != "date") {
+    throw Failure("--sort: there is no order '" + options.sort + "'; date is known", kWrongCall);
+  }
+  Page page = options.page;
+  page.order = !options.sort.empty() ? Order::DATE
+               : options.newest      ? Order::NEWEST
+                                     : Order::INDEXING;
+  return page;
+}
+
+void print_results(const SearchOptions& options, const Page& page, ArticledbDb* db,
+                   const ArticledbQuery* query) {
+  ArticleReader reader(db);
+  const std::unique_ptr<Snippets> snippets =
+      options.snippets ? std::make_unique<Snippets>(db, query) : nullptr;
+  uint64_t count = 0;
+  visit_articles(db, Stream(articledb_query_generator_new(query, db)), page,
+                 [&](uint64_t id, const Article& article) {
+                   ++count;
+                   if (options.count) {
+                     return;
+                   }
+                   print_line(article.url);
+                   if (snippets != nullptr) {
+                     print_line("    " + line_of(snippets->of(reader.text(id))));
+                   }
+                 });
+  if (options.count) {
+    print_line(std::to_string(count));
+  }
 }
 
 void search(const SearchOptions& options) {
-  const std::string query = joined(options.words);
-  // The facade's parser of queries, without the bound that its iterator sets on
-  // the length of a URL.
-  ostren::fenra::FenraData shared(nullptr, nullptr);
-  shared.db = open_store(options.store).release();
-  shared.rules = &rules_of(shared.db);
-  shared.lemmatizer = load_lemmatizer().release();
-  const bool has_words = is_query(*shared.rules, query);
-  if (!has_words) {
-    complain("the query '" + query + "' has no word: only " +
-             (is_plain(*shared.rules) ? "runs of the letters a to z" : "letters and digits") +
-             " count");
+  const Page page = page_of(options);
+  const std::string text = joined(options.words);
+  const Store store = open_store(options.store);
+  const Lemmatizer lemmatizer = load_lemmatizer();
+  const Query query = read_query(text, rules_of(store.get()), lemmatizer.get());
+  if (query == nullptr) {
+    if (options.count) {
+      print_line("0");
+    }
+    return;
   }
-  const Stream stream(has_words ? shared.parse_query(query.c_str()) : ostren_empty_generator_new());
-  print_articles(shared.db, stream, options.limit, options.count);
+  if (options.explain) {
+    Explanation(store.get(), query.get(), text).print_lines();
+  }
+  print_results(options, page, store.get(), query.get());
 }
 
 }  // namespace
@@ -59,15 +235,33 @@ void search(const SearchOptions& options) {
 void add_search_command(const Command& program) {
   auto options = std::make_shared<SearchOptions>();
   const Command command =
-      program.add_command("search", "Print the URLs of the articles that hold every word");
+      program.add_command("search", "Print the URLs of the articles that a query asks for");
   command.add_text("STORE", options->store, "Store directory").required();
-  command.add_texts("WORD", options->words, "Words, in any inflected form").required();
-  command.add_count("--limit", options->limit, "Stop after N articles");
+  command.add_texts("QUERY", options->words, "Words, in any inflected form, and more; see below")
+      .required();
+  command.add_count("--limit", options->page.limit, "Stop after N articles");
+  command.add_count("--after", options->page.after,
+                    "Begin behind the article with the id N, in the order of the answer");
   command.add_flag("--count", options->count, "Print the number of articles only");
+  command.add_flag("--newest", options->newest, "The article indexed last comes first");
+  command.add_text("--sort", options->sort, "date: the latest date comes first");
+  command.add_flag("--snippets", options->snippets, "Print the part of the text that matches best");
+  command.add_flag("--explain", options->explain,
+                   "Print what each word was taken for, and how many articles have it");
   command.set_footer(
-      "A word finds every form of its lemma. The URLs come in the order of indexing.\n"
+      "QUERY:\n"
+      "  etxe zuri              both words, each in any form of its lemma\n"
+      "  etxe OR mendi          either; binds less than words side by side\n"
+      "  etxe -ibai             without ibai; NOT ibai is the same\n"
+      "  (etxe OR mendi) zuri   parentheses\n"
+      "  '\"etxe zuri bat\"'      these forms in a row\n"
+      "  =etxea                 this form only; form:etxea is the same\n"
+      "  'etxe*'                all forms that begin so\n"
+      "  source:berria          articles of the source\n"
+      "  date:2009              or date:200903, date:20090315, date:20090315..20090401\n"
+      "Without --newest and --sort the URLs come in the order of indexing.\n"
       "Example:\n"
-      "  fenra search articles.store etxe zuria --limit 10");
+      "  fenra search articles.store etxe zuria -ibai date:2009 --limit 10");
   command.set_action([options] { search(*options); });
 }
 

@@ -35,6 +35,14 @@ void free_plain(void* tokenizer) {
 
 int is_never_part(const void*) { return 0; }
 
+// A token is a part of the text.
+int plain_place(void*, const char* text, const char* token, int length, guint32* begin,
+                guint32* end) {
+  *begin = static_cast<guint32>(token - text);
+  *end = *begin + static_cast<guint32>(length);
+  return 1;
+}
+
 // ---- web ----
 
 void* new_web(const char* text, int length) {
@@ -56,6 +64,17 @@ int next_web(void* tokenizer, const char** token, int* length) {
 
 int is_web_part(const void* tokenizer) {
   return static_cast<const WebTokenizer*>(tokenizer)->is_part() ? 1 : 0;
+}
+
+int web_place(void* tokenizer, const char*, const char*, int, guint32* begin, guint32* end) {
+  try {
+    const WebTokenizer::Place place = static_cast<WebTokenizer*>(tokenizer)->place();
+    *begin = static_cast<guint32>(place.begin);
+    *end = static_cast<guint32>(place.end);
+    return 1;
+  } catch (const std::exception&) {
+    return 0;
+  }
 }
 
 // The text of a page, zero-terminated; null, and the reason, when it is refused.
@@ -100,9 +119,9 @@ void* open_web(GHashTable* metadata, const char* data, int length, char** reason
 
 constexpr ArticledbRules RULES[] = {
     {ARTICLEDB_RULES_PLAIN, open_plain, new_plain, free_plain, articledb_utf8_tokenizer_next_token,
-     is_never_part, articledb_simple_fst_lemmatizer_first_lemma},
+     is_never_part, articledb_simple_fst_lemmatizer_first_lemma, plain_place},
     {ARTICLEDB_RULES_WEB, open_web, new_web, free_web, next_web, is_web_part,
-     articledb_web_lemmatizer_first_lemma},
+     articledb_web_lemmatizer_first_lemma, web_place},
 };
 
 }  // namespace

@@ -43,6 +43,12 @@ typedef struct ArticledbRules {
 
   // The lemmatizer, of a lexicon from articledb_simple_fst_lemmatizer_new.
   ArticledbLemmatizerFunc first_lemma;
+
+  // Where the token that `tokenizer` has delivered last stands in its text, the first byte and
+  // the one behind the last: the words of the text itself, which a form may be folded from. Costs
+  // a second look at the text around a token. False only when memory is short.
+  int (*token_place)(void* tokenizer, const char* text, const char* token, int length,
+                     guint32* begin, guint32* end);
 } ArticledbRules;
 
 #define ARTICLEDB_RULES_PLAIN "plain"

@@ -44,6 +44,9 @@ enum {
   STATUS_UNKNOWN_RULES = 7
 };
 
+// What a string that the databases have a shorter one for keeps of its beginning, in bytes.
+enum { ARTICLEDB_MOST_PREFIX_BYTES = 900 };
+
 // ---- store handle ----
 
 // The Berkeley DB handles are replaced by others when the store had to be recovered. Read

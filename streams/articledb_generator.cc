@@ -26,7 +26,9 @@ OstrenGenerator* articledb_guint64_unioner_new(OstrenGenerator* left, OstrenGene
 }
 
 OstrenGenerator* articledb_guint64_substractor_new(OstrenGenerator* left, OstrenGenerator* right) {
-  return ostren_sorted_generator_substractor_new(left, right, guint64_cmp);
+  OstrenGenerator* difference = ostren_sorted_generator_substractor_new(left, right, guint64_cmp);
+  reinterpret_cast<OstrenSortedGeneratorSubstractor*>(difference)->of_ids = 1;
+  return difference;
 }
 
 OstrenGenerator* articledb_generator_from_cursor_new(ArticledbCursor* cursor, void* data,

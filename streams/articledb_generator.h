@@ -22,11 +22,11 @@ FENRA_API void free_a_generator(gpointer generator, gpointer user_data);
 // stream; the shape is GCompareFunc's.
 FENRA_API gint guint64_cmp(gconstpointer a, gconstpointer b);
 
-// The operators of ostren_generator.h with guint64_cmp as comparison. The cutter
-// gives the same elements, but lets streams over the store, ranges and unions of them
-// go past the ids that it would drop without reading them: an intersection of a rare
-// with a frequent word costs in proportion to the rare one. A failure that lies in
-// what is passed over does not show.
+// The operators of ostren_generator.h with guint64_cmp as comparison. The cutter and the
+// substractor give the same elements, but let streams over the store, ranges and unions of
+// them go past the ids that they would drop without reading them: an intersection of a rare
+// with a frequent word costs in proportion to the rare one, and so does a rare word without a
+// frequent one. A failure that lies in what is passed over does not show.
 FENRA_API OstrenGenerator* articledb_guint64_cutter_new(OstrenGenerator* left,
                                                         OstrenGenerator* right);
 FENRA_API OstrenGenerator* articledb_guint64_unioner_new(OstrenGenerator* left,
@@ -91,6 +91,19 @@ FENRA_API OstrenGenerator* articledb_db_date_lookup_generator_new(ArticledbDb* d
 FENRA_API OstrenGenerator* articledb_db_date_lookup_generator_new_from_string(ArticledbDb* db,
                                                                               const char* date,
                                                                               guint32 length);
+
+// The articles with a date from `first` to `last`, both included, as of the call, which takes a
+// step for every date that the store has and for every article of these.
+FENRA_API OstrenGenerator* articledb_db_date_range_lookup_generator_new(ArticledbDb* db,
+                                                                        guint32 first,
+                                                                        guint32 last);
+
+// The articles that hold a form which begins with the given bytes, as of the call, which takes a
+// step for every form that the store has and for every article of these. Null, too, for a longer
+// prefix than ARTICLEDB_MOST_PREFIX_BYTES, which the store keeps of any form.
+FENRA_API OstrenGenerator* articledb_db_form_prefix_lookup_generator_new(ArticledbDb* db,
+                                                                         const char* prefix,
+                                                                         guint32 length);
 
 // The articles that hold any form of the lemma: the union over the forms that
 // the store keeps under it. Collecting the forms stops quietly at a store error

@@ -1,6 +1,7 @@
 #include "streams/id_set.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "store/reading/prefix_scan.h"
 
@@ -61,21 +62,59 @@ int id_set_free(OstrenGenerator* gener) {
   return 0;
 }
 
+IdSet* new_set_of_words(guint64 words) {
+  auto* set = g_new0(IdSet, 1);
+  ostren_generator_init(&set->head, id_set_next, id_set_free);
+  set->words = words;
+  set->bits = g_new0(guint64, words);
+  return set;
+}
+
+IdSet* new_set(guint64 max_id) { return new_set_of_words(MIN(max_id, MAX_BITS) / WORD_BITS + 1); }
+
+// To its first element.
+OstrenGenerator* finish(IdSet* set) {
+  sort_others(set);
+  set->left = set->bits[0];
+  return &set->head;
+}
+
 }  // namespace
+
+OstrenGenerator* id_set_new(ArticledbDb* db, const std::function<int(AddId add, void* ids)>& read) {
+  guint64 max_id = 0;
+  if (articledb_db_max_id(db, &max_id) != 0) {
+    return nullptr;
+  }
+  auto* set = new_set(max_id);
+  if (read(add, set) != 0) {
+    id_set_free(&set->head);
+    return nullptr;
+  }
+  return finish(set);
+}
+
+std::string_view id_set_bits(const OstrenGenerator* gener) {
+  const auto* set = reinterpret_cast<const IdSet*>(gener);
+  return set->others_length != 0 ? std::string_view()
+                                 : std::string_view(reinterpret_cast<const char*>(set->bits),
+                                                    set->words * sizeof *set->bits);
+}
+
+OstrenGenerator* id_set_of_bits_new(std::string_view bits) {
+  IdSet* set = new_set_of_words(bits.size() / sizeof *set->bits);
+  memcpy(set->bits, bits.data(), bits.size());
+  return finish(set);
+}
 
 OstrenGenerator* id_set_of_trigrams_new(ArticledbDb* db, const char* prefix, guint32 length) {
   guint64 max_id = 0;
   if (articledb_db_max_id(db, &max_id) != 0) {
     max_id = 0;
   }
-  auto* set = g_new0(IdSet, 1);
-  ostren_generator_init(&set->head, id_set_next, id_set_free);
-  set->words = MIN(max_id, MAX_BITS) / WORD_BITS + 1;
-  set->bits = g_new0(guint64, set->words);
+  auto* set = new_set(max_id);
   store::scan_trigrams(db, prefix, length, add, set);
-  sort_others(set);
-  set->left = set->bits[0];
-  return &set->head;
+  return finish(set);
 }
 
 int id_set_next(OstrenGenerator* gener, void** item) { return id_set_skip(gener, 0, item); }

@@ -131,6 +131,7 @@ typedef struct OstrenSortedGeneratorSubstractor {
   gint32 left_status;   // result of the last pull from left, 0 at creation
   gint32 right_status;  // result of the last pull from right
   GCompareFunc compare;
+  gint32 of_ids;  // private: 1 where ids may be passed over
 } OstrenSortedGeneratorSubstractor;
 
 // Intersection. Delivers the left input's element for every pair of equal

@@ -5,7 +5,8 @@
 // query does not show in the depth of the call stack: `outer` leads from a
 // cutter to the one that consumes it, and a cutter that waits for a larger left
 // element keeps its right one in `right_item`.
-#include "streams/ostren_generator.h"
+#include "streams/ostren_sorted_cutter.h"
+
 #include "streams/skip.h"
 
 namespace {
@@ -78,6 +79,10 @@ OstrenGenerator* ostren_sorted_generator_cutter_new(OstrenGenerator* left, Ostre
 }
 
 int ostren_sorted_generator_cutter_next(OstrenGenerator* gener, void** item) {
+  return ostren::fenra::streams::cutter_skip(gener, 0, item);
+}
+
+int ostren::fenra::streams::cutter_skip(OstrenGenerator* gener, guint64 least_left, void** item) {
   Cutter* const outermost = from_head(gener);
   // A failed input may recover, but what has ended stays ended.
   if (outermost->ended) {
@@ -88,7 +93,7 @@ int ostren_sorted_generator_cutter_next(OstrenGenerator* gener, void** item) {
   Cutter* const innermost = innermost_live(outermost, &of_ids);
   Cutter* cutter = innermost;
   void* element = nullptr;
-  bool has_element = ostren_generator_next(innermost->left, &element) == 1;
+  bool has_element = pull_from(innermost->left, of_ids ? least_left : 0, &element) == 1;
   for (;;) {
     const Meeting meeting = meet(cutter, has_element, element);
     if (meeting == Meeting::LEFT_TOO_SMALL) {

@@ -5,6 +5,8 @@
 #include "streams/id_range.h"
 #include "streams/id_set.h"
 #include "streams/id_union.h"
+#include "streams/ostren_sorted_cutter.h"
+#include "streams/ostren_sorted_substractor.h"
 #include "streams/sorted_unioner.h"
 
 namespace ostren::fenra::streams {
@@ -28,6 +30,8 @@ constexpr SkippingKind SKIPPING_KINDS[] = {
     {id_set_next, id_set_skip},
     {id_range_next, id_range_skip},
     {ostren_sorted_generator_unioner_next, unioner_skip},
+    {ostren_sorted_generator_cutter_next, cutter_skip},
+    {ostren_sorted_generator_substractor_next, substractor_skip},
 };
 
 }  // namespace

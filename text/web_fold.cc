@@ -180,6 +180,8 @@ class Output {
     return blank;
   }
 
+  size_t size() const { return size_; }
+
   void finish() {
     folded_->resize(size_);
     folded_->push_back(BLANK);
@@ -193,9 +195,10 @@ class Output {
   size_t run_ = 0;  // bytes since the last blank
 };
 
-}  // namespace
-
-size_t fold_for_web(std::string_view text, size_t least, std::string* folded) {
+// fold_for_web. Calls `note(place, size)` behind each character, with its place in the text and
+// the bytes that are folded so far.
+template <typename Note>
+size_t fold(std::string_view text, size_t least, std::string* folded, Note note) {
   const Table& forms = table();
   const char* next = text.data();
   const char* const end = next + text.size();
@@ -203,6 +206,7 @@ size_t fold_for_web(std::string_view text, size_t least, std::string* folded) {
   Output output(folded);
   bool blank = false;
   while (next != end && !(blank && next >= enough)) {
+    const auto place = static_cast<size_t>(next - text.data());
     blank = output.add([&](char* room) -> size_t {
       const auto byte = static_cast<unsigned char>(*next);
       if (byte >= 0x80) {
@@ -212,9 +216,26 @@ size_t fold_for_web(std::string_view text, size_t least, std::string* folded) {
       *room = forms.ascii(byte);
       return 1;
     });
+    note(place, output.size());
   }
   output.finish();
   return static_cast<size_t>(next - text.data());
+}
+
+}  // namespace
+
+size_t fold_for_web(std::string_view text, size_t least, std::string* folded) {
+  return fold(text, least, folded, [](size_t, size_t) {});
+}
+
+std::vector<guint32> web_fold_places(std::string_view text) {
+  std::vector<guint32> places;
+  places.reserve(text.size() + 1);
+  std::string folded;
+  fold(text, text.size(), &folded,
+       [&](size_t place, size_t size) { places.resize(size, static_cast<guint32>(place)); });
+  places.push_back(static_cast<guint32>(text.size()));
+  return places;
 }
 
 }  // namespace ostren::fenra::text

@@ -3,9 +3,12 @@
 #ifndef FENRA_TEXT_WEB_FOLD_H
 #define FENRA_TEXT_WEB_FOLD_H
 
+#include <glib.h>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ostren::fenra::text {
 
@@ -22,6 +25,10 @@ constexpr size_t MOST_WEB_WORD_BYTES = size_t{16} << 20;
 // Marks, the soft hyphen and other characters that only direct the layout leave nothing.
 // Folding what is folded changes nothing. Takes time linear in `text`.
 size_t fold_for_web(std::string_view text, size_t least, std::string* folded);
+
+// For each byte that fold_for_web appends for the text as a whole, where in the text the character
+// begins that it is from; for the blank at the end the text's length.
+std::vector<guint32> web_fold_places(std::string_view text);
 
 }  // namespace ostren::fenra::text
 

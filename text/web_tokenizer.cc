@@ -1,5 +1,6 @@
 #include "text/web_tokenizer.h"
 
+#include <algorithm>
 #include <array>
 
 #include "text/articledb_util.h"
@@ -103,7 +104,9 @@ bool WebTokenizer::find_word() {
       return false;
     }
     folded_.clear();
-    rest_.remove_prefix(fold_for_web(rest_, PIECE, &folded_));
+    places_.clear();
+    piece_ = rest_.substr(0, fold_for_web(rest_, PIECE, &folded_));
+    rest_.remove_prefix(piece_.size());
     next_ = folded_.data();
   }
 }
@@ -134,6 +137,19 @@ int WebTokenizer::next(const char** token, int* length) {
   *token = token_.data();
   *length = static_cast<int>(token_.size());
   return ARTICLEDB_TOKEN_OK;
+}
+
+WebTokenizer::Place WebTokenizer::place() {
+  if (places_.empty()) {
+    places_ = web_fold_places(piece_);
+  }
+  const auto first = places_.begin() + (token_.data() - folded_.data());
+  const auto behind = first + static_cast<std::ptrdiff_t>(token_.size());
+  // A character may have been folded to several, and these stand in two tokens.
+  const auto next = std::find_if(behind, places_.end(),
+                                 [last = behind[-1]](guint32 place) { return place != last; });
+  const size_t start = static_cast<size_t>(piece_.data() - text_.data());
+  return {start + *first, start + (next == places_.end() ? piece_.size() : *next)};
 }
 
 }  // namespace ostren::fenra::text

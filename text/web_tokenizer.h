@@ -14,15 +14,18 @@
 #ifndef FENRA_TEXT_WEB_TOKENIZER_H
 #define FENRA_TEXT_WEB_TOKENIZER_H
 
+#include <glib.h>
+
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ostren::fenra::text {
 
 class WebTokenizer {
  public:
   // Borrows `text`, in UTF-8; bytes that are not are taken for blanks. Reads it piece by piece.
-  explicit WebTokenizer(std::string_view text) : rest_(text) {}
+  explicit WebTokenizer(std::string_view text) : text_(text), rest_(text) {}
   WebTokenizer(const WebTokenizer&) = delete;
   WebTokenizer& operator=(const WebTokenizer&) = delete;
 
@@ -35,12 +38,27 @@ class WebTokenizer {
   // Whether the token delivered last is a part of the word before it.
   bool is_part() const { return is_part_; }
 
+  // The bytes of the text from `begin` up to, not including, `end`.
+  struct Place {
+    size_t begin;
+    size_t end;
+  };
+
+  // Where the token delivered last stands, with the marks behind it. The first call for a piece of
+  // the text folds it again.
+  Place place();
+
  private:
   bool find_word();
   bool find_part();
 
-  std::string_view rest_;       // not folded yet
-  std::string folded_;          // whole words, a blank at the end
+  const std::string_view text_;
+  std::string_view rest_;   // not folded yet
+  std::string_view piece_;  // what was folded last
+  std::string folded_;      // whole words, a blank at the end
+  // For each byte of folded_ the place in piece_ of the character that it is from; empty until
+  // somebody asks.
+  std::vector<guint32> places_;
   const char* next_ = nullptr;  // in folded_; null before the first piece
   const char* part_ = nullptr;  // where the parts go on of the word that ends at next_
   std::string_view token_;

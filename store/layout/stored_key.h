@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+#include "store/articledb.h"
+
 namespace ostren::fenra::store {
 
 // On disk: the longest string that is stored as it is.
@@ -14,6 +16,9 @@ namespace ostren::fenra::store {
 // pages of its own. Its hash databases cannot be trusted with such keys: one that gets
 // duplicates again and again damages pages, and others of the same bucket.
 constexpr size_t MOST_STORED_BYTES = 1000;
+
+// On disk: what a longer one keeps of its beginning.
+constexpr size_t STORED_BEGINNING_BYTES = ARTICLEDB_MOST_PREFIX_BYTES;
 
 // Stands for a word, a lemma, a URL or a source as key, and for a word form as data item of
 // "lemmadb": the string itself, or of a longer one its beginning and the digest of all of it.
@@ -29,12 +34,11 @@ class StoredKey {
   std::string_view bytes() const { return bytes_; }
 
  private:
-  // On disk: 900 bytes, 0xff, which is in no text, and SHA-256 in hexadecimal digits.
-  static constexpr size_t BEGINNING_BYTES = 900;
+  // On disk: the beginning, 0xff, which is in no text, and SHA-256 in hexadecimal digits.
   static constexpr size_t DIGEST_BYTES = 64;
 
   std::string_view bytes_;
-  char short_one_[BEGINNING_BYTES + 1 + DIGEST_BYTES];
+  char short_one_[STORED_BEGINNING_BYTES + 1 + DIGEST_BYTES];
 };
 
 }  // namespace ostren::fenra::store

@@ -21,7 +21,7 @@ TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
       {"index @store a --date 2009-3-5", "'2009-3-5' is not a date of 8"},
       {"index @store a --mime image/png", "unknown MIME type 'image/png'"},
       {"index @store a --mime", "--mime"},
-      {"search @store", "WORD is required"},
+      {"search @store", "QUERY is required"},
       {"search @store a --limit 0", "'0' is not a number"},
       {"search @store a --limit -1", "-1"},
       {"search @store a --limit 5x", "'5x' is not a number"},
