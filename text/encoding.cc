@@ -13,24 +13,7 @@
 namespace ostren::fenra::text {
 namespace {
 
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr size_t kToldWithin = 1024;  // bytes at the start of a page
-
-// UTF-8 with its invalid bytes replaced.
-std::string repaired_utf8(std::string_view bytes) {
-  std::string text;
-  text.reserve(bytes.size());
-  while (!bytes.empty()) {
-    const size_t valid = first_invalid_utf8(bytes);
-    text += bytes.substr(0, valid);
-    if (valid == bytes.size()) {
-      break;
-    }
-    text += kReplacement;
-    bytes.remove_prefix(valid + 1);
-  }
-  return text;
-}
 
 // Bytes of the smallest unit of an encoding.
 size_t unit_of(const char* encoding) { return strncmp(encoding, "UTF-16", 6) == 0 ? 2 : 1; }
@@ -57,7 +40,7 @@ class Converter {
     size_t left = bytes.size();
     while (left > 0) {
       if (!step(&rest, &left, text) && left > 0) {
-        *text += kReplacement;
+        *text += kReplacementCharacter;
         const size_t bad = std::min(unit, left);
         rest += bad;
         left -= bad;

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
+#include "text/utf8.h"
+
 namespace ostren::fenra::text {
 namespace {
 
 constexpr size_t kPiece = 1024;  // bytes handed on at once, roughly
-constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
 bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 && !is_html_space(c); }
 
