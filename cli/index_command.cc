@@ -21,6 +21,7 @@ struct IndexOptions {
   InputOptions inputs;
   bool bulk = false;
   std::string rules;  // empty: not given
+  bool json = false;
 };
 
 class Indexer {
@@ -108,7 +109,7 @@ void build_store(const IndexOptions& options, Progress& progress) {
 
 ExitStatus index(const IndexOptions& options) {
   check_call(options);
-  Progress progress;
+  Progress progress(options.json);
   try {
     if (options.bulk) {
       build_store(options, progress);
@@ -151,6 +152,7 @@ void add_index_command(const Command& program, ExitStatus& status) {
   command.add_text("--rules", options->rules,
                    std::string(kRulesHelp) + ", which a store keeps; default: the store's, and " +
                        kDefaultRules + " for a new one");
+  command.add_flag("--json", options->json, "Print the summary as one JSON object");
   command.set_footer(
       "A '|' in a URL is stored as %7C.\n"
       "Status 3 tells that some inputs were refused; each is on standard error with its reason.\n"

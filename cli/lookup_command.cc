@@ -1,11 +1,14 @@
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "cli/article_json.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/output.h"
 #include "cli/rules.h"
 #include "cli/store.h"
 
@@ -20,6 +23,7 @@ struct LookupOptions {
   std::string date;
   std::string trigram;
   std::string trigram_prefix;
+  bool json = false;
 };
 
 using Words = std::vector<std::string>;
@@ -54,29 +58,42 @@ std::string trigram_key(const ArticledbRules& rules, const Words& words) {
   return key;
 }
 
+void print_articles_json(ArticledbDb* db, const Stream& stream) {
+  ArticleReader reader(db);
+  each_article(db, stream, UINT64_MAX, [&reader](uint64_t id, const Article& article) {
+    if (const std::optional<std::string> text = reader.current_text(id)) {
+      print_line(article_json(id, article, *text).line());
+    }
+  });
+}
+
 using Lookup = OstrenGenerator* (*)(ArticledbDb*, const char*, guint32);
 
 // `key_of(rules)` gives the key.
 template <typename KeyOf>
-void lookup_word(const std::string& path, Lookup make, KeyOf key_of) {
-  const Store store = open_store(path);
+void lookup_word(const LookupOptions& options, Lookup make, KeyOf key_of) {
+  const Store store = open_store(options.store);
   const std::string key = key_of(rules_of(store.get()));
   const Stream stream(make(store.get(), key.data(), static_cast<guint32>(key.size())));
-  print_articles(store.get(), stream);
+  if (options.json) {
+    print_articles_json(store.get(), stream);
+  } else {
+    print_articles(store.get(), stream);
+  }
 }
 
-void lookup(const std::string& path, Lookup make, const std::string& key) {
-  lookup_word(path, make, [&key](const ArticledbRules&) { return key; });
+void lookup(const LookupOptions& options, Lookup make, const std::string& key) {
+  lookup_word(options, make, [&key](const ArticledbRules&) { return key; });
 }
 
-void lookup_form(const std::string& path, Lookup make, const std::string& word) {
-  lookup_word(path, make, [&word](const ArticledbRules& rules) { return form_of(rules, word); });
+void lookup_form(const LookupOptions& options, Lookup make, const std::string& word) {
+  lookup_word(options, make, [&word](const ArticledbRules& rules) { return form_of(rules, word); });
 }
 
 void lookup_trigram(const LookupOptions& options, bool whole) {
   const Words words = whole ? split_words("--trigram", options.trigram, TRIGRAM_BUILDER_WORDS)
                             : split_words("--trigram-prefix", options.trigram_prefix, 1);
-  lookup_word(options.store, articledb_db_trigram_lookup_generator_new,
+  lookup_word(options, articledb_db_trigram_lookup_generator_new,
               [&](const ArticledbRules& rules) { return trigram_key(rules, words); });
 }
 
@@ -98,6 +115,8 @@ void add_lookup_command(const Command& program) {
       keys.add_text("--trigram", o.trigram, "Three consecutive words, in one argument");
   keys.add_text("--trigram-prefix", o.trigram_prefix,
                 "The first 1 to 3 words of three consecutive ones, in one argument");
+  command.add_flag("--json", options->json,
+                   "Print a JSON object a line: id, url, title, date and source");
   command.set_footer(
       "Keys are compared byte for byte: no lemma is looked for. By the rules plain case counts; "
       "by\n"
@@ -109,13 +128,13 @@ void add_lookup_command(const Command& program) {
 
   command.set_action([=] {
     if (form.given()) {
-      lookup_form(options->store, articledb_db_form_lookup_generator_new, options->form);
+      lookup_form(*options, articledb_db_form_lookup_generator_new, options->form);
     } else if (lemma.given()) {
-      lookup_form(options->store, articledb_db_lemma_lookup_generator_new, options->lemma);
+      lookup_form(*options, articledb_db_lemma_lookup_generator_new, options->lemma);
     } else if (source.given()) {
-      lookup(options->store, articledb_db_source_lookup_generator_new, options->source);
+      lookup(*options, articledb_db_source_lookup_generator_new, options->source);
     } else if (date.given()) {
-      lookup(options->store, articledb_db_date_lookup_generator_new_from_string, options->date);
+      lookup(*options, articledb_db_date_lookup_generator_new_from_string, options->date);
     } else {
       lookup_trigram(*options, trigram.given());
     }

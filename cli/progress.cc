@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "cli/json.h"
 #include "cli/output.h"
 #include "cli/stop.h"
 
@@ -113,15 +114,29 @@ void Progress::note(const std::string& text) {
   complain(text);
 }
 
+std::vector<std::pair<const char*, uint64_t>> Progress::summed_up() const {
+  return {{"indexed", counts_.indexed},
+          {"refused", counts_.refused},
+          {"skipped", counts_.skipped},
+          {"bytes", counts_.bytes}};
+}
+
 std::string Progress::summary() const {
-  char text[160];
-  std::snprintf(text, sizeof(text),
-                "indexed %llu, refused %llu, skipped %llu, bytes %llu, seconds %.2f",
-                static_cast<unsigned long long>(counts_.indexed),
-                static_cast<unsigned long long>(counts_.refused),
-                static_cast<unsigned long long>(counts_.skipped),
-                static_cast<unsigned long long>(counts_.bytes), watch_.seconds());
-  return text;
+  const double seconds = std::round(watch_.seconds() * 100) / 100;
+  if (json_) {
+    JsonObject object;
+    for (const auto& [name, count] : summed_up()) {
+      object.add_number(name, count);
+    }
+    return object.add_decimal("seconds", seconds).line();
+  }
+  std::string line;
+  for (const auto& [name, count] : summed_up()) {
+    line += name + (" " + std::to_string(count)) + ", ";
+  }
+  char text[32];
+  std::snprintf(text, sizeof(text), "seconds %.2f", seconds);
+  return line + text;
 }
 
 void Progress::advance() {

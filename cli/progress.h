@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/failure.h"
 
@@ -67,6 +69,9 @@ class StatusLine {
 
 class Progress {
  public:
+  // `json`: the summary is a JSON object.
+  explicit Progress(bool json = false) : json_(json) {}
+
   // Inputs to work on; until it is set there is no bar.
   void set_total(uint64_t total) {
     total_ = total;
@@ -94,13 +99,16 @@ class Progress {
 
   const Counts& counts() const { return counts_; }
 
-  // "indexed 5, refused 0, skipped 1, bytes 1234, seconds 0.12".
+  // "indexed 5, refused 0, skipped 1, bytes 1234, seconds 0.12", or the same as JSON.
   std::string summary() const;
 
  private:
   void advance();
   void reject(const std::string& name, const std::string& reason);
+  // The counts of the summary with their names.
+  std::vector<std::pair<const char*, uint64_t>> summed_up() const;
 
+  const bool json_;
   StatusLine line_;
   const Stopwatch watch_{};
   bool started_ = false;

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "cli/article_json.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
@@ -15,6 +16,7 @@ namespace {
 struct ShowOptions {
   std::string store;
   std::string url;
+  bool json = false;
 };
 
 struct StoredArticle {
@@ -80,6 +82,11 @@ void show(const ShowOptions& options) {
   if (!found) {
     throw Failure("there is no article '" + options.url + "' in '" + options.store + "'");
   }
+  if (options.json) {
+    const std::string text = reader.text(found->id);
+    print_line(whole_article_json(found->id, found->article, text).line());
+    return;
+  }
   print_line("url: " + found->article.url);
   print_line("id: " + std::to_string(found->id));
   print_line(metadata_lines(found->article.metadata));
@@ -94,6 +101,9 @@ void add_show_command(const Command& program) {
       program.add_command("show", "Print an article: its metadata and its text");
   command.add_text("STORE", options->store, "Store directory").required();
   command.add_text("URL", options->url, "The article's URL").required();
+  command.add_flag("--json", options->json,
+                   "Print one JSON object: id, url, title, date, source, mime, lang, metadata (all "
+                   "others, an object) and text");
   command.set_footer(
       "Example:\n"
       "  fenra show articles.store https://example.eus/1.html");

@@ -5,10 +5,12 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/databases.h"
+#include "cli/json.h"
 #include "cli/output.h"
 #include "cli/progress.h"
 #include "cli/rules.h"
@@ -19,6 +21,11 @@ namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
+
+struct StatsOptions {
+  std::string store;
+  bool json = false;
+};
 
 struct Size {
   uint64_t entries = 0;
@@ -63,21 +70,65 @@ uint64_t log_bytes(const std::string& path) {
   return bytes;
 }
 
-// The lexicons that the store's record names, with blanks between them.
-std::string lexicons_of(const std::string& path) {
+// The lexicons that the store's record names; none when it was not recorded.
+std::vector<std::string> lexicons_of(const std::string& path) {
   std::ifstream record(fs::path(path) / ostren::fenra::LEXICON_RECORD);
-  std::string lexicons;
+  std::vector<std::string> lexicons;
   for (std::string line; std::getline(record, line);) {
-    lexicons += (lexicons.empty() ? "" : " ") + line;
+    lexicons.push_back(line);
   }
   return lexicons;
 }
 
-void print_lexicons(const std::string& path) {
-  const std::string used = lexicons_of(path);
-  const std::string own = ostren::fenra::lexiconVersion();
-  print_line("lexicon  " + (used.empty() ? "not recorded" : used) + "; of this library " + own);
-  if (!used.empty() && used != own) {
+struct DatabaseStats {
+  std::string name;
+  Size size;
+};
+
+struct StoreStats {
+  uint64_t articles = 0;
+  uint64_t last_id = 0;
+  uint64_t log_bytes = 0;
+  std::string rules;
+  std::vector<std::string> lexicons;
+  std::vector<DatabaseStats> databases;
+  Size total;
+};
+
+StoreStats measure_store(const std::string& path) {
+  StatusLine line;
+  const Snapshot snapshot(path, line);
+  line.clear();
+  const Store store = open_store(snapshot.path());
+  const ArticledbDb& db = *store;
+  StoreStats stats;
+  stats.articles = measure_size(db.urldb).entries;
+  stats.last_id = last_id(store.get());
+  stats.log_bytes = log_bytes(path);
+  stats.rules = rules_of(store.get()).name;
+  stats.lexicons = lexicons_of(path);
+  for (const DatabaseSpec* database : CLOSING_ORDER) {
+    const Size size = measure_size(db.*database->field);
+    stats.total.entries += size.entries;
+    stats.total.bytes += size.bytes;
+    stats.databases.push_back({database->name, size});
+  }
+  return stats;
+}
+
+bool needs_rebuild(const StoreStats& stats) {
+  const std::vector<std::string> own = {ostren::fenra::lexiconVersion()};
+  return !stats.lexicons.empty() && stats.lexicons != own;
+}
+
+void print_lexicons(const StoreStats& stats) {
+  std::string used;
+  for (const std::string& lexicon : stats.lexicons) {
+    used += (used.empty() ? "" : " ") + lexicon;
+  }
+  print_line("lexicon  " + (used.empty() ? "not recorded" : used) + "; of this library " +
+             ostren::fenra::lexiconVersion());
+  if (needs_rebuild(stats)) {
     print_line("         they differ: some words are not found until the store has been indexed");
     print_line("         anew, with: fenra rebuild STORE NEW");
   }
@@ -89,43 +140,68 @@ void print_row(const std::string& name, const std::string& entries, const std::s
   print_line(row);
 }
 
-void stats(const std::string& path) {
-  StatusLine line;
-  const Snapshot snapshot(path, line);
-  line.clear();
-  const Store store = open_store(snapshot.path());
-  const uint64_t last = last_id(store.get());
-  const ArticledbDb& db = *store;
-  print_line("articles " + std::to_string(measure_size(db.urldb).entries));
-  print_line("last id  " + std::to_string(last));
-  print_line("log      " + std::to_string(log_bytes(path)) + " bytes");
-  print_line(std::string("rules    ") + rules_of(store.get()).name);
-  print_lexicons(path);
+void print_row(const std::string& name, const Size& size) {
+  print_row(name, std::to_string(size.entries), std::to_string(size.bytes));
+}
+
+void print_plain(const StoreStats& stats) {
+  print_line("articles " + std::to_string(stats.articles));
+  print_line("last id  " + std::to_string(stats.last_id));
+  print_line("log      " + std::to_string(stats.log_bytes) + " bytes");
+  print_line("rules    " + stats.rules);
+  print_lexicons(stats);
   print_line("");
   print_row("database", "entries", "bytes");
-  Size total;
-  for (const DatabaseSpec* database : CLOSING_ORDER) {
-    const Size size = measure_size(db.*database->field);
-    total.entries += size.entries;
-    total.bytes += size.bytes;
-    print_row(database->name, std::to_string(size.entries), std::to_string(size.bytes));
+  for (const DatabaseStats& database : stats.databases) {
+    print_row(database.name, database.size);
   }
-  print_row("total", std::to_string(total.entries), std::to_string(total.bytes));
+  print_row("total", stats.total);
+}
+
+JsonObject with_size(JsonObject object, const Size& size) {
+  return object.add_number("entries", size.entries).add_number("bytes", size.bytes);
+}
+
+JsonObject stats_json(const StoreStats& stats) {
+  std::vector<JsonObject> databases;
+  for (const DatabaseStats& database : stats.databases) {
+    databases.push_back(with_size(JsonObject().add_text("name", database.name), database.size));
+  }
+  return JsonObject()
+      .add_number("articles", stats.articles)
+      .add_number("last_id", stats.last_id)
+      .add_number("log_bytes", stats.log_bytes)
+      .add_text("rules", stats.rules)
+      .add_texts("lexicons", stats.lexicons)
+      .add_text("library_lexicon", ostren::fenra::lexiconVersion())
+      .add_flag("needs_rebuild", needs_rebuild(stats))
+      .add_objects("databases", databases)
+      .add_object("total", with_size(JsonObject(), stats.total));
+}
+
+void stats(const StatsOptions& options) {
+  const StoreStats measured = measure_store(options.store);
+  if (options.json) {
+    print_line(stats_json(measured).line());
+  } else {
+    print_plain(measured);
+  }
 }
 
 }  // namespace
 
 void add_stats_command(const Command& program) {
-  auto path = std::make_shared<std::string>();
+  auto options = std::make_shared<StatsOptions>();
   const Command command =
       program.add_command("stats", "Print the size of a store and of its databases");
-  command.add_text("STORE", *path, "Store directory").required();
+  command.add_text("STORE", options->store, "Store directory").required();
+  command.add_flag("--json", options->json, "Print one JSON object");
   command.set_footer(
       "Copies the store as it stands to the temporary directory, which needs room for it (set\n"
       "TMPDIR), and reads the whole copy, so the store can be in use and written to.\n"
       "Example:\n"
       "  fenra stats articles.store");
-  command.set_action([path] { stats(*path); });
+  command.set_action([options] { stats(*options); });
 }
 
 }  // namespace cli

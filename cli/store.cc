@@ -224,12 +224,22 @@ std::optional<Article> ArticleReader::article(uint64_t id) {
   return article;
 }
 
-std::string ArticleReader::text(uint64_t id) {
-  const std::optional<std::string_view> found = record(articledb_db_lookup_id_to_txt, id);
-  if (!found) {
+std::optional<std::string> ArticleReader::current_text(uint64_t id) {
+  if (const std::optional<std::string_view> found = record(articledb_db_lookup_id_to_txt, id)) {
+    return inflate_text(id, *found);
+  }
+  if (record(articledb_db_lookup_id_to_url, id)) {
     fail_record(id, "is missing");
   }
-  return inflate_text(id, *found);
+  return std::nullopt;
+}
+
+std::string ArticleReader::text(uint64_t id) {
+  std::optional<std::string> text = current_text(id);
+  if (!text) {
+    fail_record(id, "is missing");
+  }
+  return *std::move(text);
 }
 
 std::vector<std::pair<std::string, std::string>> metadata_pairs(const std::string& metadata) {
@@ -288,7 +298,8 @@ uint64_t last_id(ArticledbDb* db) {
   return id;
 }
 
-void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit, bool count_only) {
+uint64_t each_article(ArticledbDb* db, const Stream& stream, uint64_t limit,
+                      const std::function<void(uint64_t id, const Article& article)>& take) {
   if (stream == nullptr) {
     throw Failure("the lookup in the store failed");
   }
@@ -297,18 +308,25 @@ void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit, bool 
   int status = 1;
   void* item = nullptr;
   while (count < limit && (status = ostren_generator_next(stream.get(), &item)) == 1) {
-    const std::optional<Article> article = reader.article(*static_cast<const guint64*>(item));
-    if (!article) {
-      continue;
-    }
-    ++count;
-    if (!count_only) {
-      print_line(article->url);
+    const uint64_t id = *static_cast<const guint64*>(item);
+    const std::optional<Article> article = reader.article(id);
+    if (article) {
+      ++count;
+      take(id, *article);
     }
   }
   if (status == 2) {
     throw Failure("the store failed while the answer was read");
   }
+  return count;
+}
+
+void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit, bool count_only) {
+  const uint64_t count = each_article(db, stream, limit, [=](uint64_t, const Article& article) {
+    if (!count_only) {
+      print_line(article.url);
+    }
+  });
   if (count_only) {
     print_line(std::to_string(count));
   }

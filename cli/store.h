@@ -3,6 +3,7 @@
 #define FENRA_CLI_STORE_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -81,6 +82,10 @@ class ArticleReader {
   // damaged, too.
   std::string text(uint64_t id);
 
+  // As text(), of an article that has just been found; nothing when it has been replaced
+  // since.
+  std::optional<std::string> current_text(uint64_t id);
+
  private:
   using Lookup = int (*)(ArticledbDb*, guint64, void*, guint32*);
 
@@ -92,9 +97,12 @@ class ArticleReader {
   std::vector<char> buffer_ = std::vector<char>(4096);
 };
 
-// Prints the URLs of a stream's articles, one a line, replaced ones left out, at
-// most `limit`; or only their number. Throws Failure when the stream is null or
-// fails.
+// Gives `take` a stream's articles, replaced ones left out, at most `limit`, and returns their
+// number. Throws Failure when the stream is null or fails.
+uint64_t each_article(ArticledbDb* db, const Stream& stream, uint64_t limit,
+                      const std::function<void(uint64_t id, const Article& article)>& take);
+
+// Prints the URLs of such articles, one a line, or only their number.
 void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit = UINT64_MAX,
                     bool count_only = false);
 
