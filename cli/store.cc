@@ -81,6 +81,12 @@ bool is_complete(ArticledbDb* db) {
   return db->iddb->exists(db->iddb, nullptr, &key, 0) != DB_NOTFOUND;
 }
 
+// Whether what begins at `at` can stand behind a pair: another pair, or letters to the end.
+bool can_follow_value(const std::string& metadata, size_t at) {
+  const size_t key_end = metadata.find_first_not_of("abcdefghijklmnopqrstuvwxyz", at);
+  return key_end == std::string::npos || metadata.compare(key_end, 2, "=\"") == 0;
+}
+
 [[noreturn]] void fail_record(uint64_t id, const std::string& reason) {
   throw Failure("the text of article " + std::to_string(id) + " " + reason);
 }
@@ -252,9 +258,7 @@ std::vector<std::pair<std::string, std::string>> metadata_pairs(const std::strin
       break;
     }
     size_t close = metadata.find("\";", open + 2);
-    while (close != std::string::npos && close + 2 < metadata.size() &&
-           metadata.find_first_not_of("abcdefghijklmnopqrstuvwxyz", close + 2) !=
-               metadata.find("=\"", close + 2)) {
+    while (close != std::string::npos && !can_follow_value(metadata, close + 2)) {
       close = metadata.find("\";", close + 1);
     }
     const bool ends = close != std::string::npos;

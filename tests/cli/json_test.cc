@@ -4,6 +4,7 @@
 #include <fenra/articledb.h>
 #include <zlib.h>
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/program.h"
@@ -191,6 +192,16 @@ TEST_F(JsonTest, SummariesAndSizesAreThoseOfThePlainAnswers) {
   EXPECT_EQ(stats["rules"], "web");
   EXPECT_EQ(stats["lexicons"], ordered_json::array({lexicon}));
   EXPECT_EQ(stats["needs_rebuild"], false);
+}
+
+// What ends a value looks like what ends it, again and again.
+TEST_F(JsonTest, MetadataAreReadInLinearTime) {
+  const std::string source = many(1000000, "\";");
+  const std::string path = write("a", "etxe");
+  run("index @store --list -", "u:1\ttext/plain\t" + path + "\t20090315\t" + source + "\n");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(objects(run("show @store u:1 --json")).at(0)["source"], source);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
 }
 
 TEST(Json, WritesEveryKindOfMember) {
