@@ -1,16 +1,19 @@
 #include <fenra/articledb_query.h>
-#include <unistd.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "cli/article_json.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
+#include "cli/json.h"
 #include "cli/output.h"
 #include "cli/rules.h"
 #include "cli/search_results.h"
+#include "cli/snippets.h"
 #include "cli/store.h"
 
 namespace cli {
@@ -25,12 +28,12 @@ struct SearchOptions {
   std::string sort;
   bool snippets = false;
   bool explain = false;
+  bool json = false;
 };
 
-using Query = std::unique_ptr<ArticledbQuery, Releaser<articledb_query_free>>;
-using Marker = std::unique_ptr<ArticledbQueryMarker, Releaser<articledb_query_marker_free>>;
+using ostren::fenra::text::character_ranges;
 
-constexpr guint32 kSnippetBytes = 240;
+using Query = std::unique_ptr<ArticledbQuery, Releaser<articledb_query_free>>;
 
 std::string joined(const std::vector<std::string>& words) {
   std::string query;
@@ -85,6 +88,24 @@ std::string meaning(const ArticledbQueryTerm& term) {
   return form;
 }
 
+const char* kind(const ArticledbQueryTerm& term) {
+  switch (term.kind) {
+    case ARTICLEDB_QUERY_LEMMA:
+      return "lemma";
+    case ARTICLEDB_QUERY_FORM:
+      return "form";
+    case ARTICLEDB_QUERY_PREFIX:
+      return "prefix";
+    case ARTICLEDB_QUERY_PHRASE:
+      return "phrase";
+    case ARTICLEDB_QUERY_SOURCE:
+      return "source";
+    case ARTICLEDB_QUERY_DATES:
+      return "dates";
+  }
+  return "";
+}
+
 class Explanation {
  public:
   Explanation(ArticledbDb* db, const ArticledbQuery* query, std::string_view text)
@@ -94,13 +115,34 @@ class Explanation {
     for (guint32 i = 0; i < articledb_query_terms(query_); ++i) {
       const ArticledbQueryTerm& term = *articledb_query_term(query_, i);
       const uint64_t count = articles(i);
-      print_line("# " + std::string(text_.substr(term.position, term.length)) + ": " +
-                 (term.excluded != 0 ? "without " : "") + meaning(term) + ", " +
-                 std::to_string(count) + (count == 1 ? " article" : " articles"));
+      print_line("# " + written(term) + ": " + (term.excluded != 0 ? "without " : "") +
+                 meaning(term) + ", " + std::to_string(count) +
+                 (count == 1 ? " article" : " articles"));
     }
   }
 
+  JsonObject json() const {
+    std::vector<JsonObject> terms;
+    for (guint32 i = 0; i < articledb_query_terms(query_); ++i) {
+      const ArticledbQueryTerm& term = *articledb_query_term(query_, i);
+      JsonObject object;
+      object.add_text("query", written(term)).add_text("kind", kind(term));
+      object.add_text("form", term.form);
+      if (term.lemma != nullptr) {
+        object.add_text("lemma", term.lemma);
+      }
+      terms.push_back(
+          object.add_flag("excluded", term.excluded != 0).add_number("articles", articles(i)));
+    }
+    JsonObject explanation;
+    return explanation.add_objects("explain", terms);
+  }
+
  private:
+  std::string written(const ArticledbQueryTerm& term) const {
+    return std::string(text_.substr(term.position, term.length));
+  }
+
   uint64_t articles(guint32 term) const {
     guint64 count = 0;
     const int status = articledb_query_term_articles(query_, db_, term, &count);
@@ -117,68 +159,6 @@ class Explanation {
 
 // ---- results ----
 
-// A part of an article's text, with the matches in it.
-struct Snippet {
-  std::string_view text;
-  std::vector<ArticledbQueryRange> matches;  // from the snippet's beginning
-};
-
-class Snippets {
- public:
-  Snippets(ArticledbDb* db, const ArticledbQuery* query)
-      : marker_(articledb_query_marker_new(query, db)) {
-    if (marker_ == nullptr) {
-      throw Failure("the store failed while the forms of the words were read");
-    }
-  }
-
-  // Of a text, which it borrows.
-  Snippet of(std::string_view text) const {
-    ArticledbQueryRange window = {};
-    const ArticledbQueryRange* ranges = nullptr;
-    guint32 count = 0;
-    if (articledb_query_snippet(marker_.get(), text.data(), static_cast<guint32>(text.size()),
-                                kSnippetBytes, &window, &ranges, &count) != 0) {
-      throw std::bad_alloc();
-    }
-    Snippet snippet = {text.substr(window.begin, window.end - window.begin), {}};
-    for (guint32 i = 0; i < count; ++i) {
-      snippet.matches.push_back({ranges[i].begin - window.begin, ranges[i].end - window.begin});
-    }
-    return snippet;
-  }
-
- private:
-  const Marker marker_;
-};
-
-// Text in one line and without what a terminal would obey.
-std::string shown(std::string_view text) {
-  std::string line;
-  for (const char c : text) {
-    const bool control = static_cast<unsigned char>(c) < ' ' || c == 0x7F;
-    if (!(control && !line.empty() && line.back() == ' ')) {
-      line += control ? ' ' : c;
-    }
-  }
-  const GlibText valid(g_utf8_make_valid(line.data(), static_cast<gssize>(line.size())));
-  return valid.get();
-}
-
-// With the matches in bold where somebody looks.
-std::string line_of(const Snippet& snippet) {
-  const bool bold = isatty(STDOUT_FILENO) == 1;
-  std::string line;
-  guint32 at = 0;
-  for (const ArticledbQueryRange& match : snippet.matches) {
-    line += shown(snippet.text.substr(at, match.begin - at));
-    const std::string word = shown(snippet.text.substr(match.begin, match.end - match.begin));
-    line += bold ? "\x1b[1m" + word + "\x1b[0m" : word;
-    at = match.end;
-  }
-  return line + shown(snippet.text.substr(at));
-}
-
 Page page_of(const SearchOptions& options) {
   if (!options.sort.empty() && options.sort != "date") {
     throw Failure("--sort: there is no order '" + options.sort + "'; date is known", kWrongCall);
@@ -190,25 +170,57 @@ Page page_of(const SearchOptions& options) {
   return page;
 }
 
+void print_count(const SearchOptions& options, uint64_t count) {
+  JsonObject object;
+  print_line(options.json ? object.add_number("count", count).line() : std::to_string(count));
+}
+
+class ResultPrinter {
+ public:
+  ResultPrinter(const SearchOptions& options, ArticledbDb* db, const ArticledbQuery* query)
+      : options_(options), reader_(db) {
+    if (!options.count && (options.snippets || options.json)) {
+      snippets_ = std::make_unique<Snippets>(db, query);
+    }
+  }
+
+  void print_article(uint64_t id, const Article& article) {
+    if (snippets_ == nullptr) {
+      print_line(article.url);
+      return;
+    }
+    const std::optional<std::string> text = reader_.current_text(id);
+    const Snippet snippet = snippets_->of(text ? *text : "");
+    if (options_.json) {
+      print_line(article_json(id, article, text ? *text : "")
+                     .add_text("snippet", snippet.text)
+                     .add_ranges("matches", character_ranges(snippet.text, snippet.matches))
+                     .line());
+    } else {
+      print_line(article.url);
+      print_line("    " + line_of(snippet));
+    }
+  }
+
+ private:
+  const SearchOptions& options_;
+  ArticleReader reader_;
+  std::unique_ptr<Snippets> snippets_;
+};
+
 void print_results(const SearchOptions& options, const Page& page, ArticledbDb* db,
                    const ArticledbQuery* query) {
-  ArticleReader reader(db);
-  const std::unique_ptr<Snippets> snippets =
-      options.snippets ? std::make_unique<Snippets>(db, query) : nullptr;
+  ResultPrinter printer(options, db, query);
   uint64_t count = 0;
   visit_articles(db, Stream(articledb_query_generator_new(query, db)), page,
                  [&](uint64_t id, const Article& article) {
                    ++count;
-                   if (options.count) {
-                     return;
-                   }
-                   print_line(article.url);
-                   if (snippets != nullptr) {
-                     print_line("    " + line_of(snippets->of(reader.text(id))));
+                   if (!options.count) {
+                     printer.print_article(id, article);
                    }
                  });
   if (options.count) {
-    print_line(std::to_string(count));
+    print_count(options, count);
   }
 }
 
@@ -220,12 +232,17 @@ void search(const SearchOptions& options) {
   const Query query = read_query(text, rules_of(store.get()), lemmatizer.get());
   if (query == nullptr) {
     if (options.count) {
-      print_line("0");
+      print_count(options, 0);
     }
     return;
   }
   if (options.explain) {
-    Explanation(store.get(), query.get(), text).print_lines();
+    const Explanation explanation(store.get(), query.get(), text);
+    if (options.json) {
+      print_line(explanation.json().line());
+    } else {
+      explanation.print_lines();
+    }
   }
   print_results(options, page, store.get(), query.get());
 }
@@ -248,6 +265,8 @@ void add_search_command(const Command& program) {
   command.add_flag("--snippets", options->snippets, "Print the part of the text that matches best");
   command.add_flag("--explain", options->explain,
                    "Print what each word was taken for, and how many articles have it");
+  command.add_flag("--json", options->json,
+                   "Print an object a line: id, url, title, date, source, snippet, matches");
   command.set_footer(
       "QUERY:\n"
       "  etxe zuri              both words, each in any form of its lemma\n"

@@ -12,17 +12,17 @@ namespace {
 
 using Ids = std::vector<uint64_t>;
 
-// Calls `take(id)` until that is false or the stream at its end.
-template <typename Take>
-void pull_ids(OstrenGenerator* stream, Take take) {
+Ids all_ids(OstrenGenerator* stream) {
+  Ids ids;
   void* item = nullptr;
   int status = 1;
-  while ((status = ostren_generator_next(stream, &item)) == 1 &&
-         take(*static_cast<const guint64*>(item))) {
+  while ((status = ostren_generator_next(stream, &item)) == 1) {
+    ids.push_back(*static_cast<const guint64*>(item));
   }
   if (status == 2) {
     throw Failure("the store failed while the answer was read");
   }
+  return ids;
 }
 
 // The ids greater than `after`.
@@ -61,11 +61,7 @@ Ids by_date(ArticleReader& reader, Ids ids) {
 
 // All ids, in the page's order, that come behind the one that is named.
 Ids ordered_ids(ArticleReader& reader, OstrenGenerator* stream, const Page& page) {
-  Ids ids;
-  pull_ids(stream, [&](uint64_t id) {
-    ids.push_back(id);
-    return true;
-  });
+  Ids ids = all_ids(stream);
   if (page.order == Order::NEWEST) {
     std::reverse(ids.begin(), ids.end());
     if (page.after != 0) {
@@ -93,23 +89,19 @@ void visit_articles(ArticledbDb* db, Stream stream, const Page& page,
   if (stream == nullptr) {
     throw Failure("the lookup in the store failed");
   }
+  if (page.order == Order::INDEXING) {
+    each_article(db, behind(std::move(stream), page.after), page.limit, visit);
+    return;
+  }
   ArticleReader reader(db);
   uint64_t count = 0;
-  const auto take = [&](uint64_t id) {
+  for (const uint64_t id : ordered_ids(reader, stream.get(), page)) {
     const std::optional<Article> article = reader.article(id);
     if (article) {
       visit(id, *article);
-      ++count;
-    }
-    return count < page.limit;
-  };
-  if (page.order == Order::INDEXING) {
-    pull_ids(behind(std::move(stream), page.after).get(), take);
-    return;
-  }
-  for (const uint64_t id : ordered_ids(reader, stream.get(), page)) {
-    if (!take(id)) {
-      break;
+      if (++count == page.limit) {
+        break;
+      }
     }
   }
 }
