@@ -108,16 +108,18 @@ size_t good_beginning(std::string_view text, size_t least, size_t most) {
 // The place from `least` up to `most` that is best to end at: behind the last sentence, or else
 // behind the last word.
 size_t good_end(std::string_view text, size_t least, size_t most) {
-  size_t behind_word = least;
-  for (size_t at = most; at > least; --at) {
-    const bool behind = !is_blank(text[at - 1]) && (at == text.size() || is_blank(text[at]));
+  size_t behind_word = 0;
+  for (size_t at = most; at > 0 && at >= least; --at) {
+    if (is_blank(text[at - 1]) || (at < text.size() && !is_blank(text[at]))) {
+      continue;
+    }
     const char last = text[at - 1];
-    if (behind && (last == '.' || last == '!' || last == '?' || at == text.size())) {
+    if (last == '.' || last == '!' || last == '?' || at == text.size()) {
       return at;
     }
-    behind_word = behind && behind_word == least ? at : behind_word;
+    behind_word = behind_word == 0 ? at : behind_word;
   }
-  if (behind_word != least || least == most) {
+  if (behind_word != 0) {
     return behind_word;
   }
   size_t at = most;

@@ -80,9 +80,8 @@ class Parser {
     std::vector<Node> operands;
     for (bool more = true; more;) {
       Result operand = parse_not();
-      const size_t place = at_;
-      const bool explicitly = is_next("AND");
-      if (explicitly) {
+      if (is_next("AND")) {
+        const size_t place = at_;
         at_ += 3;
         if (!operand || !starts_operand()) {
           fail(place, "AND stands between two words or groups; write \"AND\" for the word");
