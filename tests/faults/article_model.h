@@ -136,11 +136,6 @@ class ArticleModel {
   };
   using Take = std::function<void(const Shown&)>;
 
-  struct Releaser {
-    void operator()(ArticledbUtf8Tokenizer* t) const { articledb_utf8_tokenizer_free(t); }
-    void operator()(OstrenGenerator* stream) const { EXPECT_EQ(ostren_generator_free(stream), 0); }
-  };
-
   // What the long words, and URLs, of a family begin with; none that the lexicon knows, or
   // takes an ending off.
   static std::string letters(uint32_t family) {
@@ -184,7 +179,7 @@ class ArticleModel {
     auto values = articleValues(urls_[url], text);
     values["bertsioa"] = std::to_string(version);
     values["source"] = url % 16 == 0 ? urls_[url] : "iturria";
-    const std::unique_ptr<ArticledbUtf8Tokenizer, Releaser> tokenizer(
+    const Tokenizer tokenizer(
         articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())));
     return articledb_db_index(db, Metadata(values), articledb_utf8_tokenizer_next_token,
                               tokenizer.get(), articledb_simple_fst_lemmatizer_first_lemma,
@@ -216,7 +211,7 @@ class ArticleModel {
   void read(ArticledbDb* db, uint32_t word, const Take& take) const {
     const std::string& key = words_[word];
     const bool by_lemma = key.size() <= 256 && word % 2 == 0 && word != kCommon;
-    const std::unique_ptr<OstrenGenerator, Releaser> stream(
+    const std::unique_ptr<OstrenGenerator, ostren::fenra::Releaser<ostren_generator_free>> stream(
         (by_lemma ? articledb_db_lemma_lookup_generator_new
                   : articledb_db_form_lookup_generator_new)(db, key.data(),
                                                             static_cast<guint32>(key.size())));

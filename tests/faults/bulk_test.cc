@@ -17,16 +17,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Releaser {
-  void operator()(ArticledbBulk* bulk) const { articledb_bulk_free(bulk); }
-  void operator()(ArticledbUtf8Tokenizer* t) const { articledb_utf8_tokenizer_free(t); }
-};
-
 // Prepares article `number` and adds it.
 int add(ArticledbBulk* bulk, uint64_t number, int words) {
   const std::string text = text_of(number, words);
   const Metadata metadata(articleValues(url_of(number), text));
-  const std::unique_ptr<ArticledbUtf8Tokenizer, Releaser> tokenizer(
+  const Tokenizer tokenizer(
       articledb_utf8_tokenizer_new(text.data(), static_cast<int>(text.size())));
   ArticledbBulkArticle* article = nullptr;
   const int status =
@@ -42,7 +37,7 @@ int build(const std::string& path, uint64_t articles = kArticles, int words = 60
   constexpr guint64 kMemory = 100000;
   ArticledbBulk* made = nullptr;
   int status = articledb_bulk_new(&made, path.c_str(), kMemory);
-  const std::unique_ptr<ArticledbBulk, Releaser> bulk(made);
+  const Bulk bulk(made);
   for (uint64_t number = 0; status == 0 && number < articles; ++number) {
     status = add(bulk.get(), number, words);
   }

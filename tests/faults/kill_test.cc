@@ -16,11 +16,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Closer {
-  void operator()(ArticledbDb* db) const { EXPECT_EQ(articledb_db_close(db), 0); }
-};
-using Store = std::unique_ptr<ArticledbDb, Closer>;
-
 constexpr size_t kProcesses = 3;
 
 class KillTest : public FaultTest {
@@ -66,10 +61,10 @@ class KillTest : public FaultTest {
   }
 
  private:
-  Store open_handle() const {
-    ArticledbDb* db = articledb_db_new();
-    EXPECT_EQ(articledb_db_open(db, path().c_str()), 0);
-    return Store(db);
+  Handle open_handle() const {
+    Handle db(articledb_db_new());
+    EXPECT_EQ(articledb_db_open(db.get(), path().c_str()), 0);
+    return db;
   }
 
   void start_missing() {
@@ -86,7 +81,7 @@ class KillTest : public FaultTest {
 
   void work(size_t number, uint64_t seed) {
     random_.seed(seed);
-    const Store store = open_handle();
+    const Handle store = open_handle();
     while (Clock::now() < end_ && !HasFailure()) {
       beats_->last[number] = Clock::now().time_since_epoch().count();
       step_(store.get(), static_cast<int>(number));

@@ -61,15 +61,6 @@ void* lemmatizer() {
   return loaded;
 }
 
-Urls answer(Fenra& fenra, const std::string& query) {
-  Urls urls;
-  const Results results(fenra.lookup(query.c_str()));
-  while (const char* url = results->next()) {
-    urls.emplace_back(url);
-  }
-  return urls;
-}
-
 FaultTest::FaultTest()
     : seed_(getenv("FENRA_TEST_SEED") != nullptr ? strtoull(getenv("FENRA_TEST_SEED"), nullptr, 10)
                                                  : std::random_device()()),

@@ -16,14 +16,14 @@
 #include <string>
 #include <vector>
 
-#include "facade/fenra.h"
+#include "base/handles.h"
+#include "tests/support/instance.h"
 #include "tests/support/temporary_directory.h"
 
 namespace faults {
 
-using Instance = std::unique_ptr<ostren::fenra::Fenra>;
-using Results = std::unique_ptr<ostren::fenra::ResultIterator>;
-using Urls = std::vector<std::string>;
+using Tokenizer =
+    std::unique_ptr<ArticledbUtf8Tokenizer, ostren::fenra::Releaser<articledb_utf8_tokenizer_free>>;
 
 // The value of an environment variable, for long runs: FENRA_FAULT_ROUNDS for tests
 // that go by rounds, FENRA_FAULT_SECONDS for those that go by time.
@@ -59,9 +59,6 @@ class Shared {
  private:
   T* const object_;
 };
-
-// The URLs of an answer.
-Urls answer(ostren::fenra::Fenra& fenra, const std::string& query);
 
 class FaultTest : public testing::Test {
  protected:

@@ -2,10 +2,8 @@
 #ifndef FENRA_TESTS_STORE_CONTENTS_H
 #define FENRA_TESTS_STORE_CONTENTS_H
 
-#include <algorithm>
 #include <random>
 
-#include "store/articledb_bulk.h"
 #include "store/layout/database.h"
 #include "store/layout/schema.h"
 #include "tests/store/store_fixture.h"
@@ -151,9 +149,7 @@ class ContentsTest : public StoreTest {
   // A cursor that has been read and stands nowhere: beside it nothing waits in the journal.
   ArticledbCursor* cursorOfAHost() {
     ArticledbCursor* cursor = whole(articledb_db_get_forms);
-    char bytes[8];
-    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
-    EXPECT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_END);
+    EXPECT_EQ(once(cursor, articledb_cursor_next_key), std::to_string(CURSOR_END) + ":0");
     return cursor;
   }
 

@@ -1,12 +1,9 @@
 // What a store is after its files have been copied, and put back.
-#include <filesystem>
-
 #include "store_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using testing::SizeIs;
 
 class CopyTest : public StoreTest {
  protected:

@@ -1,5 +1,4 @@
 // Cursors, key lookups and id resolution.
-#include <cerrno>
 #include <random>
 
 #include "store/layout/database.h"
@@ -8,10 +7,6 @@
 #include "store_fixture.h"
 
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 using ostren::fenra::store::ItemBatch;
 using ostren::fenra::store::ReadCache;
@@ -23,32 +18,16 @@ constexpr guint64 PLACES = ReadCache::LEAST_ROOM / 128;
 class CursorTest : public StoreTest {
  protected:
   void putTrigram(const std::string& key, guint64 id) {
-    ASSERT_EQ(
-        articledb_transaction_put_trigram(t, key.data(), static_cast<guint32>(key.size()), id), 0);
+    ASSERT_EQ(put(articledb_transaction_put_trigram, key, id), 0);
   }
-  void putLemma(const std::string& lemma, const std::string& form) {
-    ASSERT_EQ(articledb_transaction_put_lemma(t, lemma.data(), static_cast<guint32>(lemma.size()),
-                                              form.data(), static_cast<guint32>(form.size())),
-              0);
-  }
-
-  // One read of a key or data item with room for `capacity` bytes: the item, or the
-  // status, a colon and the length.
-  template <typename Read>
-  static std::string once(ArticledbCursor* cursor, Read read, guint32 capacity = 64) {
-    std::string bytes(capacity, '?');
-    ArticledbBuffer buffer = {bytes.data(), capacity, 0};
-    const int status = read(cursor, &buffer);
-    return status == CURSOR_OK ? bytes.substr(0, buffer.length)
-           : status == DB_BUFFER_SMALL
-               ? "small:" + std::to_string(buffer.length)
-               : std::to_string(status) + ":" + std::to_string(buffer.length);
+  static std::string small(guint32 length) {
+    return std::to_string(DB_BUFFER_SMALL) + ":" + std::to_string(length);
   }
   static std::string pair(ArticledbCursor* cursor, const std::string& search, guint32 capacity) {
     std::string key = search + std::string(64, '?');
-    std::string data(64, '?');
+    std::string data(1000, '?');
     ArticledbBuffer k = {key.data(), capacity, static_cast<guint32>(search.size())};
-    ArticledbBuffer d = {data.data(), 64, 0};
+    ArticledbBuffer d = {data.data(), 1000, 0};
     const int status = articledb_cursor_next_key_and_data(cursor, &k, &d);
     return status == CURSOR_OK ? key.substr(0, k.length) + "=" + data.substr(0, d.length)
                                : std::to_string(status) + ":" + std::to_string(k.length);
@@ -71,8 +50,7 @@ TEST_F(CursorTest, WalksGiveKeysOnceAndPairsEach) {
   const std::string key(static_cast<char*>(cursor->key.data), cursor->key.size);
   EXPECT_EQ(key, first == "d" ? "bi" : "bat");
   // Berkeley DB's own key memory is copied by a duplicate, and survives the source.
-  ArticledbCursor* copy = nullptr;
-  ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+  ArticledbCursor* copy = copyOf(cursor);
   EXPECT_EQ(once(cursor, articledb_cursor_next_data).size(), 1U);
   EXPECT_EQ(articledb_cursor_close(cursor), 0);
   EXPECT_EQ(once(copy, articledb_cursor_next_data_dup), first);
@@ -84,21 +62,21 @@ TEST_F(CursorTest, TooSmallABufferTellsTheLengthAndTheReadCanBeRepeated) {
   putLemma("l1", "bbbbbbbb");
   ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, "l1");
   for (const char* wanted : {"aaaaaaaa", "bbbbbbbb"}) {
-    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 7), "small:8");
-    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 0), "small:8");
+    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 7), small(8));
+    EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 0), small(8));
     EXPECT_EQ(cursor->next_op, static_cast<guint32>(DB_NEXT_DUP));
     EXPECT_EQ(once(cursor, articledb_cursor_next_data_dup, 8), wanted);
-    ArticledbCursor* copy = nullptr;
-    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
-    EXPECT_EQ(once(copy, articledb_cursor_next_data_dup, 7), "small:8");
+    ArticledbCursor* copy = copyOf(cursor);
+    EXPECT_EQ(once(copy, articledb_cursor_next_data_dup, 7), small(8));
     EXPECT_EQ(once(copy, articledb_cursor_next_data_dup), wanted);
     EXPECT_EQ(articledb_cursor_close(copy), 0);
   }
   EXPECT_THAT(dups(cursor), IsEmpty());
   for (auto* read : {articledb_cursor_next_key, articledb_cursor_next_data}) {
     cursor = whole(articledb_db_get_lemmas);
-    EXPECT_EQ(once(cursor, read, 1).substr(0, 6), "small:");
-    EXPECT_EQ(once(cursor, read), read == articledb_cursor_next_key ? "l1" : "aaaaaaaa");
+    const bool key = read == articledb_cursor_next_key;
+    EXPECT_EQ(once(cursor, read, 1), small(key ? 2 : 8));
+    EXPECT_EQ(once(cursor, read), key ? "l1" : "aaaaaaaa");
     EXPECT_EQ(articledb_cursor_close(cursor), 0);
   }
 }
@@ -113,9 +91,9 @@ TEST_F(CursorTest, KeyAndDataReadsSearchByTheCallersKey) {
     return cursor;
   };
   ArticledbCursor* cursor = ranged();
-  EXPECT_EQ(pair(cursor, "c", 3), std::to_string(DB_BUFFER_SMALL) + ":4");
+  EXPECT_EQ(pair(cursor, "c", 3), small(4));
   EXPECT_EQ(pair(cursor, "zzzz", 64), "dddd=AAAAAAAA");
-  EXPECT_EQ(pair(cursor, "", 1), std::to_string(DB_BUFFER_SMALL) + ":2");
+  EXPECT_EQ(pair(cursor, "", 1), small(2));
   EXPECT_EQ(pair(cursor, "", 64), "ff=AAAAAAAA");
   EXPECT_EQ(pair(cursor, "", 64), "2:0");
   EXPECT_EQ(articledb_cursor_close(cursor), 0);
@@ -140,8 +118,7 @@ TEST_F(CursorTest, DuplicatesStandOnTheRecordOfTheirSource) {
     EXPECT_EQ(std::string(static_cast<char*>(copy->key.data), copy->key.size), key);
     EXPECT_EQ(copy->key.flags, cursor->key.flags);
     found.push_back(ids(copy));
-    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
-    EXPECT_EQ(ids(copy), found.back());
+    EXPECT_EQ(ids(copyOf(cursor)), found.back());
   }
   EXPECT_EQ(split, (Strings{"k1", "k2", "k3"}));
   EXPECT_EQ(found, (std::vector<Ids>{{1}, {2, 3}, {4}}));
@@ -152,15 +129,7 @@ TEST_F(CursorTest, DuplicatesStandOnTheRecordOfTheirSource) {
   ArticledbCursor* copy = nullptr;
   ASSERT_EQ(articledb_cursor_dup_with_key_data(cursor, &copy, "other", 5), 0);
   EXPECT_EQ(ids(copy), Ids{1});
-  // A cursor that never had a position cannot be duplicated into one that has.
-  ArticledbCursor* fresh = whole(articledb_db_get_trigrams);
-  ASSERT_EQ(articledb_cursor_close(cursor), 0);
-  copy = nullptr;
-  if (articledb_cursor_dup(fresh, &copy) == 0) {
-    EXPECT_EQ(once(copy, articledb_cursor_next_key).substr(0, 2), std::to_string(EINVAL));
-    EXPECT_EQ(articledb_cursor_close(copy), 0);
-  }
-  EXPECT_EQ(articledb_cursor_close(fresh), 0);
+  EXPECT_EQ(articledb_cursor_close(cursor), 0);
 }
 
 TEST_F(CursorTest, TrigramLookupStartsAtTheFirstKeyNotLess) {
@@ -214,29 +183,21 @@ TEST_F(CursorTest, IdResolutionSeesEveryChangeAtOnce) {
   const Handle other = another();
   ArticledbTransaction* theirs = articledb_transaction_new();
   ASSERT_EQ(articledb_transaction_begin(theirs, other.get()), 0);
-  const auto resolve = [this](guint64 id) {
-    char buffer[8];
-    guint32 size = sizeof buffer;
-    const int status = articledb_db_lookup_id_to_url(db, id, buffer, &size);
-    return status == 0 ? std::string(buffer, size) : std::to_string(status);
-  };
   for (ArticledbTransaction* writer : {t, theirs}) {
     // Two ids that share a place in what is kept.
     for (const guint64 id : {guint64{7}, 7 + PLACES}) {
       for (const std::string record : {"a|first", "", "b|next"}) {
-        ASSERT_EQ(articledb_transaction_put_url(writer, record.data(),
-                                                static_cast<guint32>(record.size()), id),
-                  0);
-        EXPECT_EQ(resolve(id), record);
-        EXPECT_EQ(resolve(id), record);
+        ASSERT_EQ(articledb_transaction_put_url(writer, record.data(), sizeOf(record), id), 0);
+        EXPECT_EQ(url(id), record);
+        EXPECT_EQ(url(id), record);
       }
     }
     const guint64 id = 7;
-    EXPECT_EQ(resolve(id), "b|next");
+    EXPECT_EQ(url(id), "b|next");
     // There is no text to remove.
     ASSERT_EQ(articledb_transaction_delete_id(writer, &id), DB_NOTFOUND);
-    EXPECT_EQ(resolve(id), std::to_string(STATUS_NOT_FOUND));
-    EXPECT_EQ(resolve(id + PLACES), "b|next");
+    EXPECT_EQ(url(id), "-6");
+    EXPECT_EQ(url(id + PLACES), "b|next");
   }
   EXPECT_EQ(articledb_transaction_abort(theirs), 0);
 }
@@ -247,28 +208,25 @@ TEST(ReadCacheTest, HoldsWhatItsRoomAllows) {
   const auto bytes = [](guint64 id) {
     return std::to_string(id) + std::string(id % 1900, static_cast<char>('a' + id % 26));
   };
-  const auto name_of = [](guint64 id) {
-    const std::string text = "name of " + std::to_string(id);
+  const auto name_of = [](const std::string& text) {
     ReadName name;
     name.append(text.data(), text.size());
     return name;
   };
-  EXPECT_FALSE(cache.find(name_of(1), 0, &found));
+  const auto find = [&](guint64 id) {
+    return id % 2 == 0 ? cache.find_url(id, 5, &found)
+                       : cache.find(name_of(std::to_string(id)), 5, &found);
+  };
+  EXPECT_FALSE(find(1));
   cache.carry_urls_over(5, 50);
   guint64 earlier_found = 0;
   for (guint64 id = 1; id <= 100000; ++id) {
-    const std::string own = bytes(id);
-    const bool as_url = id % 2 == 0;
-    as_url ? cache.keep_url(id, own) : cache.keep(name_of(id), 5, own);
-    const auto find = [&](guint64 asked) {
-      return asked % 2 == 0 ? cache.find_url(asked, 5, &found)
-                            : cache.find(name_of(asked), 5, &found);
-    };
+    id % 2 == 0 ? cache.keep_url(id, bytes(id))
+                : cache.keep(name_of(std::to_string(id)), 5, bytes(id));
     ASSERT_TRUE(find(id));
-    ASSERT_EQ(found, own);
-    ASSERT_FALSE(cache.find(name_of(id), 6, &found));
-    ASSERT_FALSE(cache.find_url(id, 6, &found));
-    ASSERT_FALSE(cache.find_url(id + PLACES, 5, &found));
+    ASSERT_EQ(found, bytes(id));
+    ASSERT_FALSE(cache.find(name_of(std::to_string(id)), 6, &found));
+    ASSERT_FALSE(cache.find_url(id, 6, &found) || cache.find_url(id + PLACES, 5, &found));
     // One of the last thousand is there, and what is there of others is their own.
     for (const guint64 earlier : {id - id % 1000, id / 2}) {
       if (earlier != 0 && find(earlier)) {
@@ -284,15 +242,13 @@ TEST(ReadCacheTest, HoldsWhatItsRoomAllows) {
   cache.carry_urls_over(7, 51);
   EXPECT_FALSE(cache.find_url(100000, 7, &found));
   // Neither what is long nor a name that is too long is kept.
-  cache.keep(name_of(3), 7, std::string(ReadCache::LEAST_ROOM / 64, 'x'));
-  EXPECT_FALSE(cache.find(name_of(3), 7, &found));
-  ReadName long_name;
-  long_name.append(std::string(500, 'n').data(), 500);
-  cache.keep(long_name, 7, "e");
-  EXPECT_FALSE(cache.find(long_name, 7, &found));
+  cache.keep(name_of("3"), 7, std::string(ReadCache::LEAST_ROOM / 64, 'x'));
+  cache.keep(name_of(std::string(500, 'n')), 7, "e");
+  EXPECT_FALSE(cache.find(name_of("3"), 7, &found) ||
+               cache.find(name_of(std::string(500, 'n')), 7, &found));
   // More room has more places, and is empty.
   cache.set_room(2 * ReadCache::LEAST_ROOM);
-  EXPECT_FALSE(cache.find(name_of(99999), 5, &found));
+  EXPECT_FALSE(find(99999));
   for (const guint64 id : {guint64{1}, 1 + PLACES}) {
     cache.keep_url(id, "");
   }
@@ -348,42 +304,24 @@ TEST_F(CursorTest, ListsTakeItemsOfAnySizeAndOtherReads) {
     putLemma("etxe", form);
   }
   putLemma("etxea", "bestea");
-  std::string bytes(1000, '?');
-  ArticledbBuffer data = {bytes.data(), static_cast<guint32>(bytes.size()), 0};
-  ArticledbBuffer key = {new char[64], 64, 0};
-  const std::unique_ptr<char[]> owner(static_cast<char*>(key.data));
   // Reads of the list, a copy of it, and then reads of another kind from its place.
   for (size_t place = 0; place < wanted.size(); place += 129) {
     ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, "etxe");
     for (size_t i = 0; i <= place; ++i) {
-      ASSERT_EQ(articledb_cursor_next_data_dup(cursor, &data), CURSOR_OK);
-      ASSERT_EQ(bytes.compare(0, data.length, wanted[i]), 0) << i;
+      ASSERT_EQ(once(cursor, articledb_cursor_next_data_dup), wanted[i]) << i;
     }
     EXPECT_EQ(cursor->dbc, nullptr);
-    ArticledbCursor* copy = nullptr;
-    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
-    for (size_t i = place; i < wanted.size(); ++i) {
-      ASSERT_EQ(articledb_cursor_next_data_dup(copy, &data), CURSOR_OK);
-      ASSERT_EQ(bytes.compare(0, data.length, wanted[i]), 0) << i;
-    }
-    EXPECT_EQ(articledb_cursor_next_data_dup(copy, &data), CURSOR_END);
-    EXPECT_EQ(articledb_cursor_close(copy), 0);
+    EXPECT_EQ(dups(copyOf(cursor)), Strings(wanted.begin() + place, wanted.end()));
     cursor->next_op = DB_CURRENT;
-    ASSERT_EQ(articledb_cursor_next_key_and_data(cursor, &key, &data), CURSOR_OK);
-    EXPECT_EQ(std::string(static_cast<char*>(key.data), key.length), "etxe");
-    EXPECT_EQ(bytes.compare(0, data.length, wanted[place]), 0);
+    EXPECT_EQ(pair(cursor, "", 64), "etxe=" + wanted[place]);
     cursor->next_op = DB_NEXT_DUP;
-    const bool more = place + 1 < wanted.size();
-    ASSERT_EQ(articledb_cursor_next_data_dup(cursor, &data), more ? CURSOR_OK : CURSOR_END);
-    EXPECT_TRUE(!more || bytes.compare(0, data.length, wanted[place + 1]) == 0);
-    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+    EXPECT_EQ(dups(cursor), Strings(wanted.begin() + place + 1, wanted.end()));
   }
   // A list that nothing was read from stands nowhere.
   for (const char* lemma : {"etxe", "etxerik"}) {
     ArticledbCursor* cursor = lookup(articledb_db_lookup_lemma, lemma);
-    ArticledbCursor* copy = nullptr;
-    ASSERT_EQ(articledb_cursor_dup(cursor, &copy), 0);
-    EXPECT_EQ(articledb_cursor_next_data_dup(copy, &data), EINVAL);
+    ArticledbCursor* copy = copyOf(cursor);
+    EXPECT_EQ(once(copy, articledb_cursor_next_data_dup), std::to_string(EINVAL) + ":0");
     EXPECT_EQ(articledb_cursor_close(copy), 0);
     EXPECT_EQ(articledb_cursor_close(cursor), 0);
   }

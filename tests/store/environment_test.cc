@@ -1,12 +1,7 @@
 // Creating, opening and closing stores; statistics, logs and the id counter.
-#include <cerrno>
-
 #include "store_fixture.h"
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 class EnvironmentTest : public StoreTest {};
 
@@ -22,23 +17,16 @@ TEST_F(EnvironmentTest, FailedCreationAndOpeningLeaveHandlesThatClose) {
   }
   std::filesystem::create_directory(root + "/full");
   std::filesystem::create_directory(root + "/full/fenra.index");
-  const struct {
-    const char* name;
-    int code;
-    const char* message;
-  } cases[] = {{"/none", ENOENT, "articledb_create error articledb:98.: No such file"},
-               {"/full", EISDIR, "articledb_create error articledb:103.: "}};
-  for (const auto& c : cases) {
+  for (const auto& [name, code, message] :
+       {std::tuple("/none", ENOENT, "articledb_create error articledb:98.: No such file"),
+        {"/full", EISDIR, "articledb_create error articledb:103.: "}}) {
     ArticledbDb* handle = articledb_db_new();
     testing::internal::CaptureStderr();
-    const int status = articledb_db_open(handle, (root + c.name).c_str());
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(c.message));
+    const int status = articledb_db_open(handle, (root + name).c_str());
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(message));
     EXPECT_NE(handle->env, nullptr);
     EXPECT_EQ(handle->urlidx, nullptr);
-    EXPECT_NE(status, 0) << c.name;
-    if (c.code == ENOENT) {
-      EXPECT_EQ(status, c.code);
-    }
+    EXPECT_TRUE(status == code || (status != 0 && code == EISDIR)) << status;
     EXPECT_EQ(articledb_db_close(handle), 0);
   }
   EXPECT_EQ(articledb_db_close(nullptr), 0);

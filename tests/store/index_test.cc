@@ -1,11 +1,10 @@
 // Indexing of articles.
+#include "store/layout/database.h"
 #include "store_fixture.h"
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
+using testing::StartsWith;
 
 class IndexTest : public StoreTest {
  protected:
@@ -28,9 +27,7 @@ TEST_F(IndexTest, ArticleIsStoredWithAllItsPostings) {
   EXPECT_EQ(formIds(long_word), Ids{1});
   EXPECT_EQ(formIds("gure"), Ids{1});
   EXPECT_EQ(ids(lookup(articledb_db_lookup_source, "iturria")), Ids{1});
-  ArticledbCursor* date = nullptr;
-  ASSERT_EQ(articledb_db_lookup_date(db, &date, 20260102), 0);
-  EXPECT_EQ(ids(date), Ids{1});
+  EXPECT_EQ(dateIds(20260102), Ids{1});
   EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "gure")), ElementsAre("gure"));
   EXPECT_THAT(
       keys(whole(articledb_db_get_trigrams)),
@@ -59,30 +56,14 @@ TEST_F(IndexTest, DatesAreDecimalAndReducedTo32Bits) {
     auto values = articleValues("u" + std::to_string(++id));
     values["date"] = string;
     ASSERT_EQ(index(Metadata(values), {}), 0);
-    ArticledbCursor* cursor = nullptr;
-    ASSERT_EQ(articledb_db_lookup_date(db, &cursor, date), 0);
-    EXPECT_EQ(ids(cursor).back(), id) << string;
+    EXPECT_EQ(dateIds(date).back(), id) << string;
   }
-}
-
-TEST_F(IndexTest, UrlCanBeReplacedAnyNumberOfTimes) {
-  for (guint64 round = 1; round <= 300; ++round) {
-    const std::string text_now = "testua " + std::to_string(round);
-    ASSERT_EQ(index("http://a", {"hitz"}, text_now), 0);
-    ASSERT_EQ(text(round), text_now);
-    ASSERT_EQ(url(round - 1), "-6");
-    ASSERT_EQ(text(round - 1), "-6");
-  }
-  EXPECT_EQ(formIds("hitz").size(), 300U);
-  EXPECT_EQ(drain(whole(articledb_db_get_txts), articledb_cursor_next_data).size(), 1U);
 }
 
 TEST_F(IndexTest, HalfMissingEarlierArticlesAreReplacedToo) {
   ASSERT_EQ(index("a"), 0);
-  DBT key{};
   guint64 id = 1;
-  key.data = &id;
-  key.size = sizeof id;
+  DBT key = ostren::fenra::store::id_item(&id);
   EXPECT_THAT(url(1), StartsWith("a|"));
   ASSERT_EQ(db->urldb->del(db->urldb, nullptr, &key, 0), 0);
   ASSERT_EQ(index("a"), 0);
@@ -117,7 +98,7 @@ TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {
   };
   ASSERT_EQ(index(Metadata(articleValues("a")), {{"ezezaguna", "hitza", "hitzak"}}, lemmatize), 0);
   Strings lemmas = keys(whole(articledb_db_get_lemmas));
-  EXPECT_THAT(lemmas, testing::UnorderedElementsAre("bat", "bi"));
+  EXPECT_THAT(lemmas, UnorderedElementsAre("bat", "bi"));
   EXPECT_THAT(dups(lookup(articledb_db_lookup_lemma, "bi")), ElementsAre("hitza", "hitzak"));
   EXPECT_EQ(formIds("ezezaguna"), Ids{1});
 }
@@ -153,7 +134,7 @@ TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
   EXPECT_EQ(index("a", tokens), EFBIG);
   EXPECT_EQ(FailingPuts::groups, 1);
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
-              testing::HasSubstr("Errorea articledb_transaction_put_with_string_guint64: lau"));
+              HasSubstr("Errorea articledb_transaction_put_with_string_guint64: lau"));
   EXPECT_EQ(text(1), "testua");
   EXPECT_EQ(formIds("bost"), Ids{1});
   EXPECT_THAT(formIds("hiru"), IsEmpty());
@@ -166,18 +147,6 @@ TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
   EXPECT_EQ(formIds("zazpi"), (Ids{1, 2}));
   close();
   verify();
-}
-
-TEST_F(IndexTest, PairsThatAreOnDiskAreNotWrittenAgain) {
-  ASSERT_EQ(index("a", {"etxe", "zuri"}), 0);
-  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), testing::SizeIs(2));
-  // Whoever puts one of them fails.
-  FailingPuts::real = db->lemmadb->put;
-  FailingPuts::key = "etxe";
-  db->lemmadb->put = FailingPuts::put;
-  EXPECT_EQ(index("b", {"etxe", "gorri"}), 0);
-  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)),
-              testing::UnorderedElementsAre("etxe", "zuri", "gorri"));
 }
 
 }  // namespace

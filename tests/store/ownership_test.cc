@@ -2,9 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
-
-#include "store/articledb_bulk.h"
 #include "store/bulk/build_directory.h"
 #include "store/creation.h"
 #include "store_fixture.h"
@@ -13,7 +10,6 @@ namespace {
 
 using ostren::fenra::store::BUILD_SUFFIX;
 using testing::AllOf;
-using testing::HasSubstr;
 
 constexpr uid_t SOMEBODY = 20001;
 constexpr uid_t SOMEBODY_ELSE = 20002;

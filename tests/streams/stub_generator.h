@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/handles.h"
 #include "streams/articledb_generator.h"
 
 namespace fenra_test {
@@ -77,10 +78,20 @@ class Stub : private OstrenGenerator {
   int frees_ = 0;
 };
 
-struct GeneratorFree {
-  void operator()(OstrenGenerator* gener) const { ostren_generator_free(gener); }
-};
-using GeneratorPtr = std::unique_ptr<OstrenGenerator, GeneratorFree>;
+using GeneratorPtr =
+    std::unique_ptr<OstrenGenerator, ostren::fenra::Releaser<ostren_generator_free>>;
+
+using Generators = std::vector<OstrenGenerator*>;
+
+inline OstrenGenerator* uniteList(const Generators& inputs) {
+  GList* list = nullptr;
+  for (auto input = inputs.rbegin(); input != inputs.rend(); ++input) {
+    list = g_list_prepend(list, *input);
+  }
+  OstrenGenerator* result = ostren_generator_union_from_glist(list, guint64_cmp);
+  g_list_free(list);
+  return result;
+}
 
 // One pull as a number: the id, kFail, or 0 for the end (0 is never an id). An
 // item that changes without an element shows as kStale.
