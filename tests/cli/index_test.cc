@@ -4,20 +4,12 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <memory>
 
 #include "facade/fenra.h"
 #include "tests/cli/program.h"
 
 namespace cli_test {
 namespace {
-
-using testing::AllOf;
-using testing::AnyOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 class IndexTest : public ProgramTest {
  protected:
@@ -264,7 +256,7 @@ TEST_F(VerifyTest, FindsSoundnessAndDamage) {
   file.close();
   const Result result = run("verify @store --deep");
   EXPECT_EQ(1, result.status);
-  EXPECT_THAT(result.out + result.err, AnyOf(HasSubstr("problem: "), HasSubstr("cannot")));
+  EXPECT_THAT(result.out + result.err, testing::AnyOf(HasSubstr("problem: "), HasSubstr("cannot")));
   EXPECT_EQ(1, run("verify @none").status);
 }
 

@@ -13,6 +13,13 @@
 
 namespace cli_test {
 
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
 struct Result {
   int status = -1;  // exit status; 1000 + number when a signal ended the program
   std::string out;

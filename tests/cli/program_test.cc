@@ -4,12 +4,6 @@
 namespace cli_test {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::StartsWith;
-
 TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
   const std::pair<std::string, const char*> cases[] = {
       {"", "subcommand is required"},

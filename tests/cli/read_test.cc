@@ -9,12 +9,6 @@
 namespace cli_test {
 namespace {
 
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
-using testing::SizeIs;
-
 // A store of six articles, one of which takes the place of another.
 class ReadTest : public ProgramTest {
  protected:
@@ -81,8 +75,9 @@ TEST_F(ReadTest, ShowPrintsTheLatestArticleOfAUrl) {
   expect("show @store u:1", 0,
          "url: u:1\nid: 2\nlang: eu\nmime: text/plain\ndate: 20090315\nsource: Argia\n\n"
          "Etxe zuria mendian dago\n");
-  expect("show @store u:old", 0,
-         AllOf(HasSubstr("id: 6\n"), HasSubstr("etxea mendia itsasoa"), SizeIs(100000 + 81)));
+  expect(
+      "show @store u:old", 0,
+      AllOf(HasSubstr("id: 6\n"), HasSubstr("etxea mendia itsasoa"), testing::SizeIs(100000 + 81)));
   // A value may hold what ends a pair.
   expect("show @store u:3", 0, HasSubstr("\nsource: a\";b\n\n"));
   expect("show @store u:9", 1, "", HasSubstr("there is no article 'u:9' in"));

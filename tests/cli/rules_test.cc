@@ -5,10 +5,6 @@
 namespace cli_test {
 namespace {
 
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
-
 class RulesTest : public ProgramTest {
  protected:
   void SetUp() override {

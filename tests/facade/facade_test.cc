@@ -1,7 +1,5 @@
 // Instances, queries and result iterators, over real stores and the embedded
 // lexicon.
-#include "facade/fenra.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -12,12 +10,11 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "facade/lexicon_record.h"
+#include "tests/support/instance.h"
 #include "tests/support/process.h"
+#include "tests/support/repeat.h"
 #include "tests/support/temporary_directory.h"
 
 namespace ostren::fenra {
@@ -25,20 +22,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-using Instance = std::unique_ptr<Fenra>;
-using Results = std::unique_ptr<ResultIterator>;
-using Urls = std::vector<std::string>;
-
-Urls Drain(ResultIterator* results) {
-  Urls urls;
-  while (const char* url = results->next()) {
-    urls.push_back(url);
-  }
-  return urls;
-}
-
-Urls Search(Fenra* fenra, const char* query) { return Drain(Results(fenra->lookup(query)).get()); }
 
 class FacadeTest : public testing::Test {
  protected:
@@ -115,7 +98,7 @@ TEST_F(FacadeTest, RefusedArticlesWriteNothing) {
   for (const auto& article : refused) {
     EXPECT_EQ(fenra->index(article.url, article.text, article.mime), FENRA_ERROR);
   }
-  EXPECT_THAT(Search(fenra.get(), "etxe"), IsEmpty());
+  EXPECT_THAT(answer(*fenra, "etxe"), IsEmpty());
 
   // Nothing was drawn or counted for them.
   EXPECT_EQ(Index(fenra.get(), "first", "etxe"), FENRA_NO_ERROR);
@@ -129,14 +112,6 @@ TEST_F(FacadeTest, RefusedArticlesWriteNothing) {
        {"first|", "source=\"\";", "date=\"\";", "lang=\"eu\";", "mime=\"text/plain\";"}) {
     EXPECT_THAT(metadata, testing::HasSubstr(pair));
   }
-}
-
-std::string Repeat(const std::string& text, int count) {
-  std::string all;
-  while (count-- > 0) {
-    all += text;
-  }
-  return all;
 }
 
 TEST_F(FacadeTest, QueriesAreSplitAtEverythingButLetters) {
@@ -153,15 +128,15 @@ TEST_F(FacadeTest, QueriesAreSplitAtEverythingButLetters) {
   const std::pair<Urls, std::vector<std::string>> cases[] = {
       {{"u:1"},
        {"etxe mendi", "mendi12etxe", "  etxe--mendi! ", "etxe\tmendi\n", "'etxe','mendi'",
-        "ma\u00F1ana etxe", Repeat("etxe mendi;", 300000)}},
+        "ma\u00F1ana etxe", repeat("etxe mendi;", 300000)}},
       // Neither words nor forms are case-folded.
       {{},
-       {"etxe zzunknown", "zzunknown etxe", "Etxe", Repeat("etxe mendi;", 300000) + "c", unknown,
+       {"etxe zzunknown", "zzunknown etxe", "Etxe", repeat("etxe mendi;", 300000) + "c", unknown,
         std::string(1000000, 'a'), bytes}},
   };
   for (const auto& [urls, queries] : cases) {
     for (const std::string& query : queries) {
-      EXPECT_EQ(Search(fenra.get(), query.c_str()), urls) << query.substr(0, 20);
+      EXPECT_EQ(answer(*fenra, query), urls) << query.substr(0, 20);
     }
   }
   for (const char* query :
@@ -188,12 +163,12 @@ TEST_F(FacadeTest, AStoreOfTheWebHasTheWordsOfTheWeb) {
       {"eremu-izenak", {"u:1", "u:2"}},
       {"1", {"u:2"}},
       {"1.5.1", {}},  // no number is found by its parts
-      {Repeat("izena eremu-etxe", 100000), {}},
-      {Repeat("izena eremu-etxe ", 100000), {"u:1", "u:2"}},
+      {repeat("izena eremu-etxe", 100000), {}},
+      {repeat("izena eremu-etxe ", 100000), {"u:1", "u:2"}},
       {"?!", {}},
   };
   for (const auto& [query, urls] : cases) {
-    EXPECT_EQ(Search(fenra.get(), query.c_str()), urls) << query.substr(0, 40);
+    EXPECT_EQ(answer(*fenra, query), urls) << query.substr(0, 40);
   }
 }
 
@@ -218,7 +193,7 @@ TEST_F(FacadeTest, AnIteratorOutlivesItsInstance) {
   const Results unread(fenra->lookup("etxe"));
   EXPECT_STREQ(results->next(), "u:1");
   fenra.reset();
-  EXPECT_THAT(Drain(results.get()), ElementsAre("u:2", "u:3"));
+  EXPECT_THAT(rest_of(results), ElementsAre("u:2", "u:3"));
   EXPECT_TRUE(static_cast<ResultIteratorBasic*>(results.get())->isClosed());
   EXPECT_EQ(results->next(), nullptr);
 }
@@ -231,7 +206,7 @@ TEST_F(FacadeTest, RecordsThatDoNotFitOrHaveNoMetadataAreSkipped) {
   for (const std::string& url : {fits, fits + "y", std::string("u:a|b"), std::string("u:last")}) {
     ASSERT_EQ(Index(fenra.get(), url, "etxe"), FENRA_NO_ERROR);
   }
-  EXPECT_THAT(Search(fenra.get(), "etxe"), ElementsAre(fits, "u:a", "u:last"));
+  EXPECT_THAT(answer(*fenra, "etxe"), ElementsAre(fits, "u:a", "u:last"));
 }
 
 // ---- several users of one store ----
@@ -271,7 +246,7 @@ TEST_F(FacadeTest, AnInstanceStaysOnItsStoreWhereverTheProcessGoes) {
   std::filesystem::current_path(place);
   ANeighbourDies();
   ASSERT_EQ(Index(relative.get(), "u:1", "etxe"), FENRA_NO_ERROR);
-  EXPECT_THAT(Search(Open().get(), "etxe"), ElementsAre("u:1"));
+  EXPECT_THAT(answer(*Open(), "etxe"), ElementsAre("u:1"));
 }
 
 // ---- the lexicon and its file ----

@@ -8,17 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "base/handles.h"
 #include "fst/ostrenfst.h"
 
-struct FstFree {
-  void operator()(LkFst* fst) const { lk_fst_free(fst); }
-};
-using Fst = std::unique_ptr<LkFst, FstFree>;
-
-struct IteratorFree {
-  void operator()(LkLookIterator* it) const { lk_look_iterator_free(it); }
-};
-using Iterator = std::unique_ptr<LkLookIterator, IteratorFree>;
+using Fst = std::unique_ptr<LkFst, ostren::fenra::Releaser<lk_fst_free>>;
+using Iterator = std::unique_ptr<LkLookIterator, ostren::fenra::Releaser<lk_look_iterator_free>>;
 
 inline Fst from_att(const std::string& text) {
   return Fst(lk_fst_new_from_att_string(text.c_str()));

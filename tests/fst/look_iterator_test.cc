@@ -35,13 +35,13 @@ struct Model {
 };
 
 // Arcs with an epsilon lead upwards, so that no cycle consumes nothing.
-Model random_model(std::mt19937& random) {
+Model random_model(std::mt19937& random, unsigned most_arcs) {
   const Char labels[] = {0, 0, 1, 2, 'a', 'a', 'b', 'c', 200};
   Model model;
   model.states.resize(1 + random() % 7);
   for (size_t s = 0; s < model.states.size(); ++s) {
     model.finals.push_back(random() % 3 == 0);
-    for (size_t n = random() % 9; n > 0; --n) {
+    for (size_t n = random() % most_arcs; n > 0; --n) {
       const Arc arc{random() % model.states.size(), labels[random() % std::size(labels)],
                     labels[random() % std::size(labels)]};
       if ((arc.lower != 0 && arc.upper != 0) || arc.target > s) {
@@ -129,7 +129,7 @@ TEST(LookIterator, FindsAllPathsOfRandomTransducers) {
   const std::string alphabet = "abc\xc8";
   size_t found = 0;
   for (int i = 0; i < 1500; ++i) {
-    Model model = random_model(random);
+    Model model = random_model(random, i % 50 == 0 ? 40 : 9);  // a sort of many may not be stable
     const Fst fst = pack(model);
     std::string word;
     for (size_t n = random() % 5; n > 0; --n) {
@@ -167,23 +167,6 @@ TEST(LookIterator, FindsAllPathsOfRandomTransducers) {
   EXPECT_GT(found, 1000U);
 }
 
-TEST(ArcSort, KeepsTheOrderOfEqualLabelsInLargeStates) {
-  std::string labels;
-  for (int i = 0; i < 200; ++i) {
-    labels += "cab"[i * i % 3];
-  }
-  const Fst fst = fan(labels, 0);
-  lk_fst_sort(fst.get(), LK_LOOK_UP);
-  for (int i = 1; i < 200; ++i) {
-    const Edge& a = fst->data[i - 1];
-    const Edge& b = fst->data[i];
-    // The upper labels count the arcs, modulo 256.
-    EXPECT_TRUE(a.lower < b.lower ||
-                (a.lower == b.lower && Char(a.upper - '0') < Char(b.upper - '0')))
-        << i;
-  }
-}
-
 TEST(LookIterator, EpsilonOutOfOrderDoesNotStepOverTheEndOfTheWord) {
   const Fst fst = fan(std::string("a\0\0", 3), LK_FST_SORTED_LOWER);
   EXPECT_EQ(Words{}, look(fst, std::string(1, '\0')));
@@ -198,19 +181,14 @@ TEST(LookIterator, ReportsAResultBeforeItsContinuationsAndStaysAtTheEnd) {
   const Fst fst = from_att("0 1 3 4\n1 1 3 4\n1 2 5 0\n1\n2\n3 X\n4 a\n5 Y\n");
   const Iterator it(lk_look_iterator_new());
   char out[4];
-  for (const char* word : {"aaaaaa", "a"}) {
-    lk_look_iterator_init(it.get(), fst.get(), word, LK_LOOK_UP);
-    EXPECT_TRUE(it->search_cmp != nullptr &&
-                it->push_transitions == look_stack_push_transitions_sorted);
-    ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, sizeof out));
-    EXPECT_STREQ(word[1] == 0 ? "X" : "XXX", out);
-    ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, sizeof out));
-    EXPECT_STREQ(word[1] == 0 ? "XY" : "XXX", out);
-    for (int i = 0; i < 3; ++i) {
-      EXPECT_EQ(0, lk_look_iterator_next(it.get(), out, sizeof out));
-      EXPECT_EQ(1, look_stack_empty(it.get()));
-    }
+  lk_look_iterator_init(it.get(), fst.get(), "aaaaaa", LK_LOOK_UP);
+  EXPECT_TRUE(it->search_cmp != nullptr &&
+              it->push_transitions == look_stack_push_transitions_sorted);
+  for (const int found : {1, 1, 0, 0}) {  // both results are cut
+    EXPECT_EQ(found, lk_look_iterator_next(it.get(), out, sizeof out));
+    EXPECT_STREQ("XXX", out);
   }
+  EXPECT_EQ((Words{"X", "XY"}), look(fst, "a"));
   lk_look_iterator_init(it.get(), fst.get(), "XY", LK_LOOK_DOWN);
   EXPECT_TRUE(it->search_cmp == nullptr && it->push_transitions == look_stack_push_transitions);
   ASSERT_EQ(1, lk_look_iterator_next(it.get(), out, 1));

@@ -91,16 +91,11 @@ TEST(TokenizerConstructorTest, RefusesWithTheRightMessage) {
       {"text/plai", "a", "text/plai tokenizatzailea inplementatu gabe.\n"},
       {"", "a", " tokenizatzailea inplementatu gabe.\n"},
       {"text/plain", "", empty},
-      {"text/html", "", empty},
       {"text/html", page("", ""), empty},
       {"text/html", "<p>izenbururik gabe</p>", ""},
       {"text/html", page("a", "b\xFF"), ""},
-      {"text/html", page("a", "&#xFF;"), ""},
-      {"text/plain", "\xFF", invalid(0)},
       {"text/plain", "abc\xC3", invalid(3)},
       {"text/plain", std::string("a\0\xED\xA0\x80", 5), invalid(2)},
-      {"text/plain", "a\xF4\x90\x80\x80", invalid(1)},
-      {"text/plain", "\xC0\x80", invalid(0)},
   };
   for (const auto& c : cases) {
     const Outcome o = tokenize(c.mime, c.data);

@@ -36,8 +36,6 @@ TEST(HtmlToTxt, Converts) {
       {"<html><head><title> Izen  burua </title></head><body>\n<p>Lehen   lerroa<br>bigarren"
        "</p>\r\n\r\n<script>var a=1;</script>azken\t</body>",
        "Izen burua\n\nLehen lerroa\nbigarren\nazken\n"},
-      {page(">a<br/>b<br />c<p class=x>d"), "T\n\n>abcd"},
-      {page("<b>a</b><i>b</i>"), "T\n\nab"},
       {page("a\r\n\r\nb\n \nc\n\n\nd \t e"), "T\n\na\nb\nc\n\nd e"},
       {page("<!-- <b>x</b> -->a<script>1</script>b<script>2<3</script>c"), "T\n\nab2c"},
       {"<title></title><body></p>", ""},

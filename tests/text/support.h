@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/repeat.h"
 #include "tests/support/small_stack.h"
 #include "text/articledb_util.h"
 
@@ -22,13 +23,5 @@ extern int failure;
 inline const std::vector<std::string> kInvalidUtf8 = {
     "\x80", "\xC3",         "\xC0\x80",     "\xE2\x82",        "\xED\xA0\x80",
     "\xFF", "\xE0\x80\x80", "\xF0\x9F\x98", "\xF4\x90\x80\x80"};
-
-inline std::string repeat(const std::string& unit, int count) {
-  std::string text;
-  while (count-- > 0) {
-    text += unit;
-  }
-  return text;
-}
 
 #endif  // FENRA_TESTS_TEXT_SUPPORT_H
