@@ -9,7 +9,6 @@
 #include "tools/lexicon_compiler/hunspell_dictionary.h"
 
 namespace lexicon_compiler {
-
 namespace {
 
 // Flags with a meaning of their own; the dictionary defines them as prefixes.
