@@ -14,6 +14,7 @@
 
 #include "store/articledb.h"
 #include "tests/cli/program.h"
+#include "tests/faults/injection.h"
 
 namespace faults {
 
@@ -144,11 +145,23 @@ void silence() {
   }
 }
 
-void for_each_call(const std::function<bool(int)>& fails) {
+void for_each_call(const std::function<bool(int)>& work, const std::function<void(int)>& look) {
+  enum { kBroken = 1, kUnreached = 40, kReached = 41 };
   const int density = rounds(1);
   int n = 1;
-  while (fails(n) && !testing::Test::HasFailure()) {
-    n += 1 + n / (2 * density);
+  for (; !testing::Test::HasFailure(); n += 1 + n / (2 * density)) {
+    const int status = wait_for(start([&] {
+      silence();
+      install_hooks();
+      const bool reached = work(n);
+      fflush(stdout);
+      _exit(testing::Test::HasFailure() ? kBroken : reached ? kReached : kUnreached);
+    }));
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kUnreached) {
+      break;
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == kReached) << "wait status " << status;
+    look(n);
   }
   EXPECT_FALSE(testing::Test::HasFailure()) << "call " << n;
   EXPECT_GT(n, 1) << "no call has failed";

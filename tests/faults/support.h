@@ -109,9 +109,10 @@ void run_apart(const std::function<void()>& work);
 // For the rest of the process nothing is heard of standard error.
 void silence();
 
-// Calls `fails`, which has a call of that number fail, until it tells with false that there
-// were not so many. In long runs all calls fail, a part of them otherwise.
-void for_each_call(const std::function<bool(int)>& fails);
+// Runs `work`, which has a call of that number fail, in a silenced process of its own with the
+// hooks in, and `look` behind it, until `work` tells with false that there were not so many
+// calls. In long runs all calls fail, a part of them otherwise.
+void for_each_call(const std::function<bool(int)>& work, const std::function<void(int)>& look);
 
 // The same, silenced, with an empty file system of the given size, as "48m", mounted on
 // `directory`, for up to two minutes more; skips the test where none can be mounted.
