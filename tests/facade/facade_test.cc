@@ -43,10 +43,7 @@ class FacadeTest : public testing::Test {
                   return raise(SIGKILL);
                 };
                 // So many words are none for the journal.
-                std::string text = "etxea mendia";
-                for (int i = 0; i < 5000; ++i) {
-                  text += " a";
-                }
+                const std::string text = "etxea mendia" + repeat(" a", 5000);
                 return static_cast<int>(data.index("u:dead", text.c_str(), "text/plain"));
               }),
               -SIGKILL);
