@@ -3,8 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "facade/fenra.h"
 #include "tests/cli/program.h"
 

@@ -2,8 +2,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "tests/cli/program.h"
 
 namespace cli_test {

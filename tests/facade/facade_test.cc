@@ -1,15 +1,9 @@
 // Instances, queries and result iterators, over real stores and the embedded
 // lexicon.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-#include <functional>
 
 #include "facade/lexicon_record.h"
 #include "tests/support/instance.h"

@@ -3,16 +3,10 @@
 #ifndef FENRA_TESTS_FAULTS_ARTICLE_MODEL_H
 #define FENRA_TESTS_FAULTS_ARTICLE_MODEL_H
 
-#include <algorithm>
 #include <atomic>
 #include <bitset>
-#include <map>
-#include <memory>
 #include <optional>
-#include <random>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "streams/articledb_generator.h"
 #include "tests/faults/support.h"

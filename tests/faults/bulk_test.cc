@@ -1,13 +1,6 @@
 // Faults while a store is built from many articles or written anew: there is all of it or
 // what there was before.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <string>
-
-#include "store/articledb_bulk.h"
 #include "tests/faults/injection.h"
 #include "tests/faults/support.h"
 #include "tests/store/store_fixture.h"

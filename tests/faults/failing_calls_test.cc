@@ -1,8 +1,5 @@
 // Every single write, fsync and allocation of some work on a store fails once.
-#include <filesystem>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "tests/faults/injection.h"
 #include "tests/faults/support.h"

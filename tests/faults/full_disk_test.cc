@@ -2,8 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 
 #include "tests/faults/injection.h"
 #include "tests/faults/support.h"

@@ -1,15 +1,10 @@
 // Processes that write and read one store and are killed at any moment.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <memory>
 
 #include "tests/faults/article_model.h"
-#include "tests/faults/support.h"
 
 namespace faults {
 namespace {

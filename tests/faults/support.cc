@@ -10,7 +10,6 @@
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 
 #include "store/articledb.h"
 #include "tests/cli/program.h"

@@ -10,11 +10,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <new>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "base/handles.h"
 #include "tests/support/instance.h"

@@ -1,9 +1,5 @@
 // Stores that are built from many articles at once, compared with those that were
 // indexed one article after the other.
-#include "store/articledb_bulk.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/store/contents.h"
 

@@ -1,11 +1,8 @@
 // What a store does when the processes on it die, hold places or come and go.
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <set>
 
 #include "store/creation.h"

@@ -1,9 +1,5 @@
 // Articles that wait in the journal for being written to the databases.
 #include <sys/resource.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <random>
 
 #include "base/failed.h"
 #include "store/writing/journal_article.h"

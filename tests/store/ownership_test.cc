@@ -1,6 +1,5 @@
 // What others have prepared in or beside a store is not touched.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "store/bulk/build_directory.h"
 #include "store/creation.h"

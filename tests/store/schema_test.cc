@@ -1,7 +1,6 @@
 // Hash databases whose files have been written without the library.
 #include "store/layout/schema.h"
 
-#include <algorithm>
 #include <random>
 
 #include "store/layout/database.h"

@@ -1,7 +1,5 @@
 // Intersections that pass over ids against the same ones that pull every id.
-#include <algorithm>
 #include <deque>
-#include <iterator>
 #include <numeric>
 #include <random>
 

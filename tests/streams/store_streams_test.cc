@@ -1,7 +1,4 @@
 // Id streams over a real store in a temporary directory.
-#include <algorithm>
-#include <functional>
-#include <iterator>
 #include <optional>
 #include <set>
 

@@ -2,10 +2,6 @@
 #ifndef FENRA_TESTS_STREAMS_STREAM_STORE_H
 #define FENRA_TESTS_STREAMS_STREAM_STORE_H
 
-#include <string>
-#include <utility>
-
-#include "streams/articledb_generator.h"
 #include "tests/store/store_fixture.h"
 #include "tests/streams/stub_generator.h"
 

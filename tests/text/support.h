@@ -4,7 +4,6 @@
 
 #include <pcre.h>
 
-#include <string>
 #include <vector>
 
 #include "tests/support/repeat.h"

@@ -6,9 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/fst/fst_test_util.h"
 #include "tools/lexicon_compiler/att_text.h"

@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "fst/ostrenfst.h"
 #include "tests/support/temporary_directory.h"
 

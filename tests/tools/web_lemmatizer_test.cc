@@ -1,10 +1,7 @@
 // The lemmatizer for the web, asked of the default lexicon.
 #include "lexicon/web_lemmatizer.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
-#include <string>
 
 #include "lexicon/articledb_lemmatizer.h"
 #include "tests/support/repeat.h"
