@@ -31,6 +31,8 @@ TEST_F(DbConfigTest, WhatAStoreCannotBeUsedWithIsRefused) {
        "line 1, 'set_open_flags DB_PRIVATE on': a store takes no"},
       {"# the log\n\n\tset_lg_dir /elsewhere", "line 3, '\tset_lg_dir /elsewhere'"},
       {"set_flags DB_TXN_NOT_DURABLE on\r\n", "set_flags"},
+      {"set_cachesize", "line 1"},
+      {"set_cachesize 64 1 1", "64 GiB"},
       {"set_cachesize 0 -1 1", "gigabytes, bytes and a number of parts"},
       {"set_cachesize 0 20479 1", "altogether 20 KiB to 64 GiB"},
       {"set_cachesize 0 4294967296 1", "set it with: fenra tune"},

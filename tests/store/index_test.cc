@@ -149,4 +149,14 @@ TEST_F(IndexTest, FailureOfAWriteLeavesWhatCameBeforeIt) {
   verify();
 }
 
+TEST_F(IndexTest, PairsThatAreOnDiskAreNotWrittenAgain) {
+  ASSERT_EQ(index("a", {"etxe", "zuri"}), 0);
+  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), SizeIs(2));
+  // Whoever puts one of them fails.
+  FailingPuts::real = std::exchange(db->lemmadb->put, FailingPuts::put);
+  FailingPuts::key = "etxe";
+  EXPECT_EQ(index("b", {"etxe", "gorri"}), 0);
+  EXPECT_THAT(keys(whole(articledb_db_get_lemmas)), UnorderedElementsAre("etxe", "zuri", "gorri"));
+}
+
 }  // namespace
