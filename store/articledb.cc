@@ -75,8 +75,7 @@ int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
     ret = gate_open(db, path, {make_journal, prepare});
   }
   if (ret == 0) {
-    ret = run_in_gate(
-        db, [db] { return db->memory->reading->set_room(db->env); }, Access::APPEND);
+    ret = read_in_gate(db, [db] { return db->memory->reading->set_room(db->env); });
   }
   return ret;
 }
