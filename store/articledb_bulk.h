@@ -91,9 +91,11 @@ FENRA_API int articledb_bulk_finish(ArticledbBulk* bulk, ArticledbBulkProgressFu
 FENRA_API void articledb_bulk_free(ArticledbBulk* bulk);
 
 // Writes a store anew, in an order and with a fill of the pages as a build does, and puts
-// it into the place of the old one in one step. Contents, ids and the id counter stay; the
-// log is gone, since nothing is left in it. Room for a second copy of the store is
-// needed beside it for a time, in `path`.fenra-build. `memory` and `progress` as above.
+// it into the place of the old one in one step. Articles, ids and the id counter stay. What
+// leads to ids that have neither a URL record nor a text, since their articles were replaced or
+// deleted, or never came to have them, is left out: postings of forms, trigrams, sources and dates,
+// and ids of URLs. The log is gone, since nothing is left in it. Room for a second copy of the
+// store is needed beside it for a time, in `path`.fenra-build. `memory` and `progress` as above.
 //
 // Mode and owner stay, the owner as far as the user may give files away.
 //

@@ -2,9 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <bitset>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "base/failed.h"
@@ -132,19 +135,86 @@ class Source {
   std::vector<char> buffer_;
 };
 
-// The order of the old buckets is one of the new ones too, as long as there are not
-// more of them, but for some rounds where there are fewer.
-void copy_database(const std::string& file, const DatabaseSpec& spec, StoreWriter* writer,
-                   WorkMeter* meter) {
+// Which articles have a record.
+class LiveIds {
+ public:
+  void add(std::string_view id_bytes) {
+    if (id_bytes.size() == sizeof(guint64)) {
+      const guint64 id = id_of(id_bytes);
+      blocks_[id / Block().size()].set(id % Block().size());
+    }
+  }
+
+  // What is not an id belongs to nobody, and stays.
+  bool has(std::string_view id_bytes) {
+    if (id_bytes.size() != sizeof(guint64)) {
+      return true;
+    }
+    const guint64 id = id_of(id_bytes);
+    const guint64 number = id / Block().size();
+    // Most lists go through the ids of a block together.
+    if (number != last_number_) {
+      const auto found = blocks_.find(number);
+      last_ = found == blocks_.end() ? nullptr : &found->second;
+      last_number_ = number;
+    }
+    return last_ != nullptr && last_->test(id % Block().size());
+  }
+
+ private:
+  using Block = std::bitset<4096>;
+
+  static guint64 id_of(std::string_view bytes) {
+    guint64 id;
+    memcpy(&id, bytes.data(), sizeof id);
+    return id;
+  }
+
+  // Damaged ids may lie anywhere.
+  std::unordered_map<guint64, Block> blocks_;
+  // Of the last question.
+  guint64 last_number_ = G_MAXUINT64;
+  const Block* last_ = nullptr;
+};
+
+LiveIds find_live_ids(const std::string& file, DB_ENV* env) {
+  LiveIds live;
+  for (const DatabaseSpec& spec : DATABASES) {
+    if (spec.field == &ArticledbDb::urldb || spec.field == &ArticledbDb::txtdb) {
+      Source(env, file, spec).for_each([&](std::string_view key, std::string_view) {
+        live.add(key);
+      });
+    }
+  }
+  return live;
+}
+
+// Whether the database leads from something to ids of articles.
+bool holds_postings(const DatabaseSpec& spec) {
+  return spec.duplicates == Duplicates::NUMERIC || spec.field == &ArticledbDb::urlidx;
+}
+
+// Without the postings of articles that have no record. The order of the old buckets is one of
+// the new ones too, as long as there are not more of them, but for some rounds where there are
+// fewer.
+void copy_database(const std::string& file, const DatabaseSpec& spec, LiveIds* live,
+                   StoreWriter* writer, WorkMeter* meter) {
+  const bool all = !holds_postings(spec);
+  const auto is_kept = [&](std::string_view data) { return all || live->has(data); };
   Source source(writer->environment(), file, spec);
   BucketBytes bytes;
   if (spec.type == DB_HASH) {
-    source.for_each(
-        [&](std::string_view key, std::string_view data) { bytes.add(key, 1, data.size()); });
+    source.for_each([&](std::string_view key, std::string_view data) {
+      if (is_kept(data)) {
+        bytes.add(key, 1, data.size());
+      }
+    });
   }
   writer->begin(spec.field, bytes);
   source.for_each([&](std::string_view key, std::string_view data) {
-    writer->put(key, data);
+    if (is_kept(data)) {
+      writer->put(key, data);
+    }
     meter->advance(key.size() + data.size());
   });
 }
@@ -167,8 +237,9 @@ void compact_store(const std::string& path, size_t cache_bytes, WorkMeter* meter
   require_call(stat(file.c_str(), &attributes));
   meter->set_total(static_cast<guint64>(attributes.st_size));
   StoreWriter writer(directory.path(), cache_bytes);
+  LiveIds live = find_live_ids(file, writer.environment());
   for (const DatabaseSpec& spec : DATABASES) {
-    copy_database(file, spec, &writer, meter);
+    copy_database(file, spec, &live, &writer, meter);
   }
   writer.finish();
   directory.adopt_from_target(DATABASE_FILE);
