@@ -10,6 +10,7 @@
 namespace cli {
 
 void add_index_command(const Command& program, ExitStatus& status);
+void add_delete_command(const Command& program, ExitStatus& status);
 void add_search_command(const Command& program);
 void add_lookup_command(const Command& program);
 void add_show_command(const Command& program);

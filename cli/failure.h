@@ -11,8 +11,8 @@ enum ExitStatus : int {
   kSuccess = 0,
   kFailed = 1,         // a store, a file or standard output failed
   kWrongCall = 2,      // the command line makes no sense
-  kSomeRefused = 3,    // `index`, `rebuild`: at least one article was not stored
-  kInterrupted = 130,  // `index`, `rebuild`, `compact`: stopped by SIGINT or SIGTERM
+  kSomeRefused = 3,    // `index`, `rebuild`: at least one article was not stored; `delete`: found
+  kInterrupted = 130,  // `index`, `rebuild`, `compact`, `delete`: stopped by SIGINT or SIGTERM
 };
 
 // Thrown by a command and turned into a message and an exit status by main().

@@ -6,12 +6,13 @@
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/index_inputs.h"
-#include "cli/input_article.h"
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/prune.h"
 #include "cli/rules.h"
 #include "cli/stop.h"
 #include "cli/store.h"
+#include "cli/store_indexer.h"
 
 namespace cli {
 namespace {
@@ -20,47 +21,11 @@ struct IndexOptions {
   std::string store;
   InputOptions inputs;
   bool bulk = false;
+  bool skip_unchanged = false;
+  bool prune = false;
   std::string rules;  // empty: not given
   bool json = false;
 };
-
-class Indexer {
- public:
-  Indexer(ArticledbDb* db, const ArticledbRules& rules, void* lemmatizer)
-      : db_(db), rules_(rules), lemmatizer_(lemmatizer) {}
-
-  const ArticledbRules& rules() const { return rules_; }
-
-  // Throws Failure when the store fails.
-  void add(const Input& input, const InputArticle& article) {
-    const int status = articledb_db_index(db_, article.metadata(), rules_.next_token,
-                                          article.tokenizer(), rules_.first_lemma, lemmatizer_);
-    if (status != 0) {
-      throw Failure("the store failed at " + input.path + ": " + status_text(status));
-    }
-  }
-
- private:
-  ArticledbDb* db_;
-  const ArticledbRules& rules_;
-  void* lemmatizer_;
-};
-
-void index_one(Indexer& indexer, const Input& input, Progress& progress) {
-  try {
-    const InputArticle article(input, indexer.rules());
-    indexer.add(input, article);
-    progress.indexed(article.bytes());
-  } catch (const Refused& refused) {
-    progress.refused(input.path, refused.reason);
-  }
-}
-
-void index_all(Indexer& indexer, const std::vector<Input>& inputs, Progress& progress) {
-  for (size_t done = 0; done < inputs.size() && !stop_requested(); ++done) {
-    index_one(indexer, inputs[done], progress);
-  }
-}
 
 void check_call(const IndexOptions& options) {
   if (options.inputs.paths.empty() && options.inputs.list.empty()) {
@@ -69,6 +34,16 @@ void check_call(const IndexOptions& options) {
   if (!options.inputs.mime.empty() && !is_known_mime(options.inputs.mime)) {
     throw Failure("index: unknown MIME type '" + options.inputs.mime +
                       "'; text/plain and text/html are known",
+                  kWrongCall);
+  }
+  if (options.bulk && (options.skip_unchanged || options.prune)) {
+    throw Failure(
+        "index: --bulk builds a new store, in which there is nothing for "
+        "--skip-unchanged or --prune to look at; leave out one of them",
+        kWrongCall);
+  }
+  if (options.prune && options.inputs.source.empty()) {
+    throw Failure("index: --prune deletes articles of one source; name it with --source",
                   kWrongCall);
   }
   if (!options.rules.empty()) {
@@ -82,13 +57,24 @@ std::vector<Input> find_inputs(const IndexOptions& options, Progress& progress) 
   return inputs;
 }
 
+void index_all(const IndexOptions& options, ArticledbDb* db, void* lemmatizer,
+               const std::vector<Input>& inputs, Progress& progress) {
+  StoreIndexer indexer(db, lemmatizer, options.skip_unchanged, progress);
+  for (size_t done = 0; done < inputs.size() && !stop_requested(); ++done) {
+    indexer.add(inputs[done]);
+  }
+  indexer.finish();
+  if (options.prune) {
+    prune(db, options.inputs.source, inputs, progress);
+  }
+}
+
 void index_into_store(const IndexOptions& options, Progress& progress) {
   const Lemmatizer lemmatizer = load_lemmatizer();
   Store store = open_or_make_store(options.store, options.rules);
   const std::vector<Input> inputs = find_inputs(options, progress);
   catch_stop_signals();
-  Indexer indexer(store.get(), rules_of(store.get()), lemmatizer.get());
-  index_all(indexer, inputs, progress);
+  index_all(options, store.get(), lemmatizer.get(), inputs, progress);
   close_store(std::move(store));
 }
 
@@ -149,6 +135,14 @@ void add_index_command(const Command& program, ExitStatus& status) {
   command.add_flag("--bulk", options->bulk,
                    "Build a new store of all articles at once, on all processors; STORE must not "
                    "exist, or be empty, and is there when everything is done");
+  command.add_flag("--skip-unchanged", options->skip_unchanged,
+                   "Pass over what is stored already with the same text, MIME type, date and "
+                   "source");
+  command.add_flag("--prune", options->prune,
+                   "After a run in which nothing was refused, delete the articles of --source that "
+                   "are in STORE and were not among the inputs. Lines of a list that name another "
+                   "source are indexed, and their URLs kept; articles of other sources are never "
+                   "deleted");
   command.add_text("--rules", options->rules,
                    std::string(kRulesHelp) + ", which a store keeps; default: the store's, and " +
                        kDefaultRules + " for a new one");

@@ -22,6 +22,8 @@ class InputArticle {
   InputArticle(const Input& input, const ArticledbRules& rules);
 
   const Input& input() const { return input_; }
+  const std::string& url() const { return url_; }  // as it is stored
+  const char* text() const { return text_.get(); }
   GHashTable* metadata() const { return metadata_.get(); }
   // At the first of the tokens.
   void* tokenizer() const { return tokenizer_.get(); }
@@ -29,7 +31,7 @@ class InputArticle {
 
  private:
   const Input& input_;
-  const std::string url_;  // as it is stored
+  const std::string url_;
   const Metadata metadata_;
   GlibText text_;  // outlives the tokenizer, which walks it
   Tokens tokenizer_;

@@ -21,6 +21,7 @@ ExitStatus run(int argc, char** argv) {
       "  fenra search articles.store etxe zuria");
   ExitStatus status = kSuccess;
   add_index_command(program, status);
+  add_delete_command(program, status);
   add_search_command(program);
   add_lookup_command(program);
   add_show_command(program);

@@ -87,6 +87,11 @@ void Progress::indexed(uint64_t bytes) {
   advance();
 }
 
+void Progress::unchanged() {
+  ++*counts_.unchanged;
+  advance();
+}
+
 void Progress::refused(const std::string& name, const std::string& reason) {
   reject(name, reason);
   advance();
@@ -115,10 +120,17 @@ void Progress::note(const std::string& text) {
 }
 
 std::vector<std::pair<const char*, uint64_t>> Progress::summed_up() const {
-  return {{"indexed", counts_.indexed},
-          {"refused", counts_.refused},
-          {"skipped", counts_.skipped},
-          {"bytes", counts_.bytes}};
+  std::vector<std::pair<const char*, uint64_t>> counts = {{"indexed", counts_.indexed},
+                                                          {"refused", counts_.refused},
+                                                          {"skipped", counts_.skipped}};
+  if (counts_.unchanged) {
+    counts.emplace_back("unchanged", *counts_.unchanged);
+  }
+  if (counts_.deleted) {
+    counts.emplace_back("deleted", *counts_.deleted);
+  }
+  counts.emplace_back("bytes", counts_.bytes);
+  return counts;
 }
 
 std::string Progress::summary() const {

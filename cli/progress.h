@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,9 @@ struct Counts {
   uint64_t refused = 0;
   uint64_t skipped = 0;  // of a type that is not indexed
   uint64_t bytes = 0;    // of the indexed inputs
+  // Nothing when the run does not look for them.
+  std::optional<uint64_t> unchanged;  // stored already as they are
+  std::optional<uint64_t> deleted;    // articles
 };
 
 // One line for a bar of `done` out of `total` after `seconds`, at most `width`
@@ -80,6 +84,11 @@ class Progress {
   bool started() const { return started_; }
 
   void indexed(uint64_t bytes);
+  // From now on the summary has them.
+  void count_unchanged() { counts_.unchanged = 0; }
+  void count_deleted() { counts_.deleted = 0; }
+  void unchanged();
+  void deleted() { ++*counts_.deleted; }
   void skipped() { ++counts_.skipped; }
   // Moves on without counting anything.
   void passed_over() { advance(); }
@@ -99,7 +108,8 @@ class Progress {
 
   const Counts& counts() const { return counts_; }
 
-  // "indexed 5, refused 0, skipped 1, bytes 1234, seconds 0.12", or the same as JSON.
+  // "indexed 5, refused 0, skipped 1, bytes 1234, seconds 0.12", or the same as JSON; before the
+  // bytes, "unchanged 3" and "deleted 2" where they are counted.
   std::string summary() const;
 
  private:

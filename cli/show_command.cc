@@ -24,42 +24,24 @@ struct StoredArticle {
   Article article;
 };
 
-// The article that is stored under a URL. Usually two reads; but the URL index keeps
-// the ids of replaced articles, and of a URL that was indexed more than once its first
-// id is rarely that of the article. Then the URL records are walked from the latest
-// one down: in the worst case one read for every id that was ever handed out, some
-// seconds for a million.
+// The article that a URL shows, in this spelling.
 std::optional<StoredArticle> find_article(ArticledbDb* db, ArticleReader& reader,
                                           const std::string& url) {
-  const std::optional<uint64_t> first = first_id_of_url(db, url);
-  if (!first) {
-    return std::nullopt;
-  }
-  if (std::optional<Article> article = reader.article(*first)) {
-    return StoredArticle{*first, *article};
-  }
-  guint64 id = 0;
-  const int status = articledb_db_max_id(db, &id);
-  if (status != 0) {
-    throw Failure("cannot read the id counter: " + status_text(status));
-  }
-  for (; id > 0; --id) {
-    const std::optional<Article> article = reader.article(id);
-    if (article && article->url == url) {
-      return StoredArticle{id, *article};
+  // Others may replace it meanwhile.
+  while (const std::optional<uint64_t> id = shown_id(db, url)) {
+    if (std::optional<Article> article = reader.article(*id)) {
+      return StoredArticle{*id, *article};
     }
   }
   return std::nullopt;
 }
 
-// The newest article of a URL, which the program stores with its '|' escaped and the
-// library as it comes.
+// The newest article of a URL in any spelling.
 std::optional<StoredArticle> find_newest(ArticledbDb* db, ArticleReader& reader,
                                          const std::string& url) {
-  std::optional<StoredArticle> found = find_article(db, reader, url);
-  const std::string escaped = escape_bars(url);
-  if (escaped != url) {
-    std::optional<StoredArticle> other = find_article(db, reader, escaped);
+  std::optional<StoredArticle> found;
+  for (const std::string& spelling : spellings(url)) {
+    std::optional<StoredArticle> other = find_article(db, reader, spelling);
     if (other && (!found || found->id < other->id)) {
       found = std::move(other);
     }

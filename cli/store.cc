@@ -302,6 +302,14 @@ uint64_t last_id(ArticledbDb* db) {
   return id;
 }
 
+bool delete_article(ArticledbDb* db, const std::string& url) {
+  const int status = articledb_db_delete(db, url.data(), static_cast<guint32>(url.size()));
+  if (status != 0 && status != STATUS_NOT_FOUND) {
+    throw Failure("the store failed at the deletion of '" + url + "': " + status_text(status));
+  }
+  return status == 0;
+}
+
 uint64_t each_article(ArticledbDb* db, const Stream& stream, uint64_t limit,
                       const std::function<void(uint64_t id, const Article& article)>& take) {
   if (stream == nullptr) {

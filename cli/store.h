@@ -47,6 +47,10 @@ Lexicon load_lexicon();
 // The last id that has been handed out. Throws Failure.
 uint64_t last_id(ArticledbDb* db);
 
+// Deletes the article that the URL shows, in this spelling. False when it shows none. Throws
+// Failure.
+bool delete_article(ArticledbDb* db, const std::string& url);
+
 // What a status of the store's means, for people.
 std::string status_text(int status);
 

@@ -91,6 +91,27 @@ size_t url_end(ArticledbDb* db, std::string_view record, uint64_t id) {
   return *end;
 }
 
+std::vector<std::string> spellings(const std::string& url) {
+  std::vector<std::string> all = {url};
+  const std::string escaped = escape_bars(url);
+  if (escaped != url) {
+    all.push_back(escaped);
+  }
+  return all;
+}
+
+std::optional<uint64_t> shown_id(ArticledbDb* db, const std::string& url) {
+  guint64 id = 0;
+  const int status = articledb_db_lookup_url(db, url.data(), static_cast<guint32>(url.size()), &id);
+  if (status == STATUS_NOT_FOUND) {
+    return std::nullopt;
+  }
+  if (status != 0) {
+    throw Failure("cannot look for the URL '" + url + "': " + status_text(status));
+  }
+  return id;
+}
+
 std::optional<uint64_t> first_id_of_url(ArticledbDb* db, const std::string& url) {
   const Transaction transaction(articledb_transaction_new());
   if (transaction == nullptr) {

@@ -31,6 +31,14 @@ std::optional<size_t> indexed_url_end(ArticledbDb* db, const std::vector<size_t>
 // also when that does not decide it.
 size_t url_end(ArticledbDb* db, std::string_view record, uint64_t id);
 
+// The spellings under which a URL may be stored: as it comes, which is how the library does it,
+// and as the program does, where that is another one.
+std::vector<std::string> spellings(const std::string& url);
+
+// The id of the article that a URL shows, in this spelling; nothing when it shows none. Throws
+// Failure.
+std::optional<uint64_t> shown_id(ArticledbDb* db, const std::string& url);
+
 // The first id that the URL index has for a URL, in byte order; nothing when the URL
 // was never indexed. Throws Failure.
 std::optional<uint64_t> first_id_of_url(ArticledbDb* db, const std::string& url);

@@ -203,6 +203,28 @@ FENRA_API int articledb_db_index(ArticledbDb* db, GHashTable* metadata,
                                  ArticledbNextTokenFunc next_token, void* tokenizer,
                                  ArticledbLemmatizerFunc lemmatize, void* lemmatizer);
 
+// Removes the article that the URL shows, with its URL record and its text, as an article that
+// replaces it would; what earlier ones may have left goes with it. Its postings stay, and its id
+// is in the answers of lookups until the store is compacted, but resolves to nothing.
+//
+// Returns 0 when that is on disk: either both records are there or neither, whoever is killed,
+// and whoever reads after it finds neither. STATUS_NOT_FOUND, and nothing done, when the URL shows
+// no article; -1 when memory is short; else Berkeley DB's code, with the article there as before.
+FENRA_API int articledb_db_delete(ArticledbDb* db, const char* url, guint32 length);
+
+// Tells whether articledb_db_index would store again what the URL of `metadata` shows already:
+// the same text, the same pairs in the URL record in whatever order, so the same source and date,
+// and all of its words. *unchanged is then 1, else 0: also when the article's indexing was cut
+// short before its last words. Writes nothing of an article.
+//
+// The token source, which gives the tokens that it would give for articledb_db_index, is read only
+// when everything else is the same, and then to its end. Returns 0; STATUS_MISSING_METADATA as
+// articledb_db_index; -1 when memory is short; what the token source has failed with; or Berkeley
+// DB's code. *unchanged is set on success only.
+FENRA_API int articledb_db_is_unchanged(ArticledbDb* db, GHashTable* metadata,
+                                        ArticledbNextTokenFunc next_token, void* tokenizer,
+                                        int* unchanged);
+
 // ---- cursors ----
 
 // Results of a cursor read besides Berkeley DB's codes.
@@ -288,6 +310,11 @@ FENRA_API int articledb_db_lookup_date(ArticledbDb* db, ArticledbCursor** cursor
 // more than 192 bytes.
 FENRA_API int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor,
                                           const char* trigram, guint32 length);
+
+// The id of the article that the URL shows. STATUS_NOT_FOUND, and *id untouched, when it shows
+// none: it has never had an article, or that was deleted. -1 when memory is short.
+FENRA_API int articledb_db_lookup_url(ArticledbDb* db, const char* url, guint32 length,
+                                      guint64* id);
 
 // Copies the URL record, respectively the text record, of an id into `buffer`
 // (`*size` bytes, no terminator added). 0 and STATUS_BUFFER_SMALL set *size to

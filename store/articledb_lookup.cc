@@ -9,6 +9,7 @@
 #include "store/process/gate.h"
 #include "store/reading/cursor.h"
 #include "store/reading/read_memory.h"
+#include "store/writing/article_version.h"
 
 using namespace ostren::fenra::store;
 
@@ -172,6 +173,11 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 }
 
 // ---- id resolution ----
+
+int articledb_db_lookup_url(ArticledbDb* db, const char* url, guint32 length, guint64* id) {
+  const int ret = read_in_gate(db, [&] { return find_shown(db, {url, length}, id); });
+  return ret == DB_NOTFOUND ? STATUS_NOT_FOUND : ret;
+}
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
   DBT data = output_item(buffer, *size);

@@ -31,15 +31,16 @@ Article::Article(GHashTable* metadata)
 }
 
 int Article::build_records() {
+  const int ret = build_keys();
+  return ret != 0 ? ret : build_text_record();
+}
+
+int Article::build_keys() {
   const bool complete = !records_.url.empty() && records_.source.data() != nullptr &&
                         text_.data() != nullptr && date_ != nullptr && lang_ != nullptr &&
                         raw_length_ != 0;
   if (!complete) {
     return STATUS_MISSING_METADATA;
-  }
-  const int ret = build_text_record();
-  if (ret != 0) {
-    return ret;
   }
   records_.date = static_cast<guint32>(strtol(date_, nullptr, 10));
   url_record_.reset(articledb_pack_url_with_metadata(records_.url.data(), metadata_));

@@ -36,6 +36,11 @@ class Article {
   // zlib's code.
   int build_records();
 
+  // The same, but for the text record.
+  int build_keys();
+
+  std::string_view text() const { return text_; }
+
   // Valid as long as this and the metadata.
   const ArticleRecords& records() const { return records_; }
 

@@ -22,7 +22,21 @@ struct OtherVersions {
   std::vector<guint64> ids;
   guint64 shown = 0;  // the highest id with a URL record; 0 for none
 };
-int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, OtherVersions* others);
+
+// Which of a URL's ids are looked at. A URL keeps all that it ever had, and only the highest ones
+// can have records: every version of this library, when it writes an article, removes the records
+// of all ids that the URL has by then. So what lies below the article that is shown, and has
+// records, was written at the same time as one above it, by another process and without the gate,
+// or was cut short; there are no more of those than there were writers. NEWEST goes down from the
+// highest id to the one that is shown, over articles that wait for their records, and a few ids
+// further; so what it costs does not grow with the number of replacements.
+enum class Reach { NEWEST, ALL };
+int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, Reach reach,
+                        OtherVersions* others);
+
+// The id of the article that the URL shows: the highest one with a URL record. DB_NOTFOUND, and
+// *id untouched, when there is none.
+int find_shown(ArticledbDb* db, std::string_view url, guint64* id);
 
 // Puts the records of `id`, which may be there, and removes those of `replaced`, which may be
 // missing.
@@ -37,6 +51,10 @@ int put_first_version(ArticledbDb* db, guint64 id, const ArticleRecords& records
 // The same for an article whose words are on disk: it replaces those with a lower id, and is
 // itself replaced by one with a higher id that the URL shows. Returns when it is on disk.
 int put_next_version(ArticledbDb* db, guint64 id, const ArticleRecords& records);
+
+// Removes the records of all articles of a URL in one transaction, and returns when that is on
+// disk. DB_NOTFOUND, and nothing removed, when the URL shows none.
+int remove_versions(ArticledbDb* db, std::string_view url);
 
 }  // namespace ostren::fenra::store
 

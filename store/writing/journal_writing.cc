@@ -251,7 +251,7 @@ class Writing {
 
   std::vector<guint64> others_of(const JournalArticle& article) const {
     OtherVersions others;
-    require(read_other_versions(db_, article.records.url, article.id, &others));
+    require(read_other_versions(db_, article.records.url, article.id, Reach::NEWEST, &others));
     return others.ids;
   }
 

@@ -47,13 +47,22 @@ class ArticleModel {
   uint64_t written() const { return known_->written; }
   uint64_t answers() const { return known_->answers; }
 
-  // Indexes the next version of some URL of which this writer is the only one.
+  // Indexes the next version of some URL of which this writer is the only one, or deletes it.
   void write(ArticledbDb* db, std::mt19937_64& random, uint32_t writer, uint32_t writers) const {
     // Of ever more URLs, so that new ones come and old ones are replaced.
     const auto most = static_cast<uint32_t>(std::min<uint64_t>(kUrls, 20 + written() / 2));
     const auto url = static_cast<uint32_t>(random() % (most / writers) * writers + writer);
+    const uint32_t acknowledged = known_->acknowledged[url];
     const uint32_t version = ++known_->tried[url];
-    EXPECT_EQ(index(db, url, version), 0) << urls_[url].substr(0, 60) << " " << version;
+    if (is_deletion(version)) {
+      const int status =
+          articledb_db_delete(db, urls_[url].data(), static_cast<guint32>(urls_[url].size()));
+      // One that was killed may have done it.
+      const bool is_shown = acknowledged != 0 && acknowledged + 1 == version;
+      EXPECT_TRUE(status == 0 || (status == STATUS_NOT_FOUND && !is_shown)) << status;
+    } else {
+      EXPECT_EQ(index(db, url, version), 0) << urls_[url].substr(0, 60) << " " << version;
+    }
     known_->acknowledged[url] = version;
     ++known_->written;
   }
@@ -74,14 +83,16 @@ class ArticleModel {
     });
     for (uint32_t url = 0; url < kUrls; ++url) {
       // Whatever replaces an article has the common word, and it may not have the other one.
-      const bool stays = word == kCommon || known_->tried[url] == before[url];
+      const bool stays = (word == kCommon && !may_be_deleted(url, before[url])) ||
+                         known_->tried[url] == before[url];
       EXPECT_FALSE(before[url] != 0 && ids[url] == 0 && stays && has_word(url, before[url], word))
           << "URL " << url << " is missing for " << words_[word].substr(0, 60);
     }
     ++known_->answers;
   }
 
-  // While nobody writes: each URL shows its last version, acknowledged or in flight, and all
+  // While nobody writes: each URL shows its last version, acknowledged or in flight, or nothing
+  // when that was a deletion, and all
   // words have the answers of these. A URL of which nothing was acknowledged shows anything.
   // Returns the ids of the others.
   std::vector<uint64_t> expect_all(ArticledbDb* db) const {
@@ -94,7 +105,11 @@ class ArticleModel {
     });
     std::vector<std::set<uint32_t>> expected(kWords);
     for (uint32_t url = 0; url < kUrls; ++url) {
-      EXPECT_GE(versions[url], known_->acknowledged[url]) << "URL " << url;
+      const uint32_t acknowledged = known_->acknowledged[url];
+      EXPECT_TRUE(versions[url] >= acknowledged ||
+                  (versions[url] == 0 && may_be_deleted(url, acknowledged - 1)))
+          << "URL " << url;
+      EXPECT_FALSE(is_deletion(versions[url])) << "URL " << url;
       EXPECT_LE(versions[url], known_->tried[url]) << "URL " << url;
       for (uint32_t word = 0; versions[url] != 0 && word < kWords; ++word) {
         if (has_word(url, versions[url], word)) {
@@ -141,9 +156,25 @@ class ArticleModel {
     return letters;
   }
 
+  // Some versions delete the article.
+  static bool is_deletion(uint32_t version) { return version % 4 == 3; }
+
+  // Whether a version behind this one does.
+  bool may_be_deleted(uint32_t url, uint32_t version) const {
+    while (version < known_->tried[url]) {
+      if (is_deletion(++version)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
   static bool is_long(uint32_t word) { return word % 8 == 0 && word >= 8; }
 
   std::vector<uint32_t> words_of(uint32_t url, uint32_t version) const {
+    if (is_deletion(version)) {
+      return {};
+    }
     std::mt19937_64 random(uint64_t{url} << 32 | version);
     const bool many = kind_ == Kind::ANY && random() % 30 == 0;
     std::vector<uint32_t> words(5 + random() % 60 + (many ? random() % 10000 : 0));

@@ -89,6 +89,131 @@ TEST_F(IndexTest, FailingTokenSourceLeavesWhatWasWritten) {
   EXPECT_EQ(stats(), (std::vector<guint32>{1, 1, 6, 4, 3, 40}));
 }
 
+// ---- what is stored already ----
+
+class UnchangedTest : public IndexTest {
+ protected:
+  using Values = std::map<std::string, std::string>;
+  using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+  int unchanged(GHashTable* metadata, TokenList tokens) {
+    int result = 2;
+    EXPECT_EQ(articledb_db_is_unchanged(db, metadata, TokenList::pull, &tokens, &result), 0);
+    return result;
+  }
+  int unchanged(const Values& values, const Strings& tokens = kTokens) {
+    return unchanged(Metadata(values), {tokens});
+  }
+
+  std::map<std::string, std::string> files() const {
+    std::map<std::string, std::string> all;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+      const std::string name = entry.path().filename();
+      if (name == "fenra.index" || name.substr(0, 4) == "log.") {
+        std::ifstream file(entry.path(), std::ios::binary);
+        all[name] = {std::istreambuf_iterator<char>(file), {}};
+      }
+    }
+    return all;
+  }
+
+  static inline const Strings kTokens = {"bat", "bi", "hiru", "bat", "bi", "lau"};
+};
+
+TEST_F(UnchangedTest, IsWhatTheUrlShows) {
+  const Values values = articleValues("u", std::string(100000, 'x'));
+  EXPECT_EQ(unchanged(values), 0);
+  ASSERT_EQ(index(Metadata(values), {kTokens}), 0);
+  EXPECT_EQ(unchanged(values), 1);
+  for (const auto& [key, value] : Pairs{{"_url", "v"},
+                                        {"_url", "U"},
+                                        {"_txt", std::string(99999, 'x')},
+                                        {"_txt", std::string(99999, 'x') + "y"},
+                                        {"source", "iturriz"},
+                                        {"date", "20260103"},
+                                        {"lang", "es"},
+                                        {"mime", "text/plain"},
+                                        {"", ""}}) {
+    Values other = values;
+    other[key] = value;
+    EXPECT_EQ(unchanged(other), 0) << key << " " << value.substr(0, 20);
+  }
+  Values other = values;
+  other["_unstored"] = "bat";
+  EXPECT_EQ(unchanged(other), 1);
+  // What is replaced is not shown, and what is deleted neither.
+  ASSERT_EQ(index("u", kTokens), 0);
+  EXPECT_EQ(unchanged(values), 0);
+  EXPECT_EQ(unchanged(articleValues("u")), 1);
+  ASSERT_EQ(articledb_db_delete(db, "u", 1), 0);
+  EXPECT_EQ(unchanged(articleValues("u")), 0);
+
+  other.erase("lang");
+  TokenList tokens;
+  int result = 2;
+  EXPECT_EQ(articledb_db_is_unchanged(db, Metadata(other), TokenList::pull, &tokens, &result),
+            STATUS_MISSING_METADATA);
+  EXPECT_EQ(result, 2);
+}
+
+TEST_F(UnchangedTest, TheOrderOfThePairsIsOfNoAccount) {
+  Values values = articleValues("u");
+  values["bat"] = "1";
+  values["bi"] = "2";
+  GHashTable* one = g_hash_table_new([](gconstpointer) -> guint { return 0; }, g_str_equal);
+  for (auto entry = values.rbegin(); entry != values.rend(); ++entry) {
+    g_hash_table_insert(one, const_cast<char*>(entry->first.c_str()), entry->second.data());
+  }
+  g_hash_table_insert(one, const_cast<char*>("_length"), GUINT_TO_POINTER(1));
+  ASSERT_EQ(index(one, {kTokens}), 0);
+  const std::string first = url(1);
+  EXPECT_EQ(unchanged(values), 1);
+  ASSERT_EQ(index(Metadata(values), {kTokens}), 0);
+  EXPECT_EQ(unchanged(one, {kTokens}), 1);
+  // Or there was nothing to be seen here.
+  EXPECT_NE(url(2), first);
+  g_hash_table_destroy(one);
+}
+
+// Two articles that have the same URL record, since nothing is escaped in it.
+TEST_F(UnchangedTest, PairsInsideOfValuesAreToldApart) {
+  Values values = articleValues("u");
+  values["source"] = "s\";date=\"1";
+  values["date"] = "2";
+  ASSERT_EQ(index(Metadata(values), {kTokens}), 0);
+  EXPECT_EQ(unchanged(values), 1);
+  for (const auto& [source, date] :
+       {std::pair("s", "1\";date=\"2"), {"s", "2\";date=\"1"}, {"s\";date=\"2", "1"}}) {
+    values["source"] = source;
+    values["date"] = date;
+    EXPECT_EQ(unchanged(values), 0) << source;
+  }
+}
+
+// Its records may come before its words.
+TEST_F(UnchangedTest, WhatWasCutShortIsNotWhole) {
+  Strings words(5000, "bat");
+  words.insert(words.end(), kTokens.begin(), kTokens.end());
+  for (size_t length : {0, 1, 4999, 5001, 5002}) {
+    const Values values = articleValues("u" + std::to_string(length));
+    const Strings first(words.begin(), words.begin() + static_cast<long>(length));
+    ASSERT_EQ(index(Metadata(values), {first, -1}), -1);
+    EXPECT_EQ(unchanged(values, first), 1) << length;
+    EXPECT_EQ(unchanged(values, words), 0) << length;
+  }
+}
+
+TEST_F(UnchangedTest, AskingWritesNothing) {
+  ASSERT_EQ(index("u", kTokens), 0);
+  reopen();
+  close();
+  const auto before = files();
+  open();
+  EXPECT_EQ(unchanged(articleValues("u")), 1);
+  close();
+  EXPECT_EQ(files() == before, true);
+}
+
 TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {
   const ArticledbLemmatizerFunc lemmatize = [](void*, const char* form, int length) -> GList* {
     if (std::string(form, static_cast<size_t>(length)) == "ezezaguna") {

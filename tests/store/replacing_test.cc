@@ -1,10 +1,27 @@
 // A URL shows one article, the earlier or the later one, and all of it.
 #include <atomic>
 #include <thread>
+#include <utility>
 
 #include "store_fixture.h"
 
 namespace {
+
+// Counts the lookups in a database.
+struct Lookups {
+  static inline int (*real)(DB*, DB_TXN*, DBT*, DBT*, guint32);
+  static inline int count;
+
+  static void install(DB* database) {
+    real = database->get == get ? real : database->get;
+    database->get = get;
+  }
+
+  static int get(DB* database, DB_TXN* txn, DBT* key, DBT* data, guint32 flags) {
+    ++count;
+    return real(database, txn, key, data, flags);
+  }
+};
 
 class ReplacingTest : public StoreTest {
  protected:
@@ -79,6 +96,95 @@ TEST_F(ReplacingTest, ADeathLeavesOneOfTheTwo) {
   }
   EXPECT_EQ(replace([](size_t) {}), 0);
   EXPECT_EQ(shown(), "berria");
+  close();
+  verify();
+}
+
+TEST_F(ReplacingTest, CostsTheSameEachTime) {
+  const auto lookups = [this] {
+    Lookups::install(db->urldb);
+    EXPECT_EQ(index("u", {AT_ONCE}), 0);
+    return std::exchange(Lookups::count, 0);
+  };
+  for (int i = 0; i < 30; ++i) {
+    lookups();
+  }
+  const int early = lookups();
+  for (int i = 0; i < 300; ++i) {
+    lookups();
+  }
+  EXPECT_LE(lookups(), early);
+  EXPECT_THAT(live()["u"], testing::ElementsAre(maxId()));
+}
+
+// ---- deleting ----
+
+int remove(ArticledbDb* db, const std::string& url) {
+  return articledb_db_delete(db, url.data(), static_cast<guint32>(url.size()));
+}
+
+TEST_F(ReplacingTest, ADeletedArticleIsGoneForEverybody) {
+  const std::string url_of_any_length = "u" + std::string(3000, 'u');
+  for (const std::string& u : {std::string("u"), url_of_any_length}) {
+    EXPECT_EQ(remove(db, u), STATUS_NOT_FOUND);
+    ASSERT_EQ(index(u, {"lehena"}), 0);
+    ASSERT_EQ(index(u, {"bigarrena"}), 0);
+    const guint64 id = maxId();
+    ASSERT_EQ(index("utzi", {"hitza"}), 0);
+    const Handle reader = another();
+    // The reader keeps it, and it waits in the journal no more; the next ones do.
+    EXPECT_NE(with(reader, [&] { return url(id); }), "-6");
+    ASSERT_EQ(index(u, {"hirugarrena"}), 0);
+    ASSERT_EQ(remove(db, u), 0);
+    with(reader, [&] {
+      for (const guint64 gone : {id - 1, id, id + 2}) {
+        EXPECT_EQ(url(gone), "-6") << gone;
+        EXPECT_EQ(text(gone), "-6") << gone;
+      }
+      guint64 found = 77;
+      EXPECT_EQ(articledb_db_lookup_url(db, u.data(), static_cast<guint32>(u.size()), &found),
+                STATUS_NOT_FOUND);
+      EXPECT_EQ(found, 77U);
+      // Its words and its place in the index of URLs stay.
+      EXPECT_THAT(formIds("hirugarrena"), testing::Contains(id + 2));
+      EXPECT_EQ(articledb_transaction_get_id_from_url(t, u.c_str(), static_cast<guint32>(u.size()),
+                                                      &found),
+                0);
+      EXPECT_NE(url(id + 1), "-6");
+      return 0;
+    });
+    EXPECT_EQ(remove(db, u), STATUS_NOT_FOUND);
+  }
+  ASSERT_EQ(index("u", {"berriro"}), 0);
+  EXPECT_THAT(live()["u"], testing::ElementsAre(maxId()));
+}
+
+// In the middle the article stays, at the end it is gone.
+TEST_F(ReplacingTest, ADeathLeavesAnArticleOrDeletesIt) {
+  const auto die = [](DB*, DB_TXN*, DBT*, guint32) { return raise(SIGKILL); };
+  for (const Field field : {&ArticledbDb::urldb, &ArticledbDb::txtdb}) {
+    const auto die_in_deletion = [&] {
+      ASSERT_EQ(index("u", words("zaharra"), "zaharra"), 0);
+      maxId();
+      (db->*field)->del = die;
+      remove(db, "u");
+    };
+    EXPECT_FALSE(getsToTheEnd(die_in_deletion));
+    EXPECT_EQ(shown(), "zaharra");
+    EXPECT_FALSE(getsToTheEndAlone(die_in_deletion));
+    EXPECT_EQ(shown(), "zaharra");
+  }
+  // What an earlier version may have left, far below the article that is shown.
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(index("u", {"berriz"}), 0);
+  }
+  maxId();
+  ASSERT_EQ(articledb_transaction_put_url(t, "u", 1, 2), 0);
+  ASSERT_EQ(articledb_transaction_put_txt(t, 3, "hondarra", 8), 0);
+  const auto end = [this] { EXPECT_EQ(remove(db, "u"), 0); };
+  EXPECT_TRUE(getsToTheEndAlone(end));
+  EXPECT_THAT(live(), testing::IsEmpty());
+  EXPECT_EQ(text(3), "-6");
   close();
   verify();
 }

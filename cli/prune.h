@@ -1,0 +1,21 @@
+// `index --prune`: deleting the articles of a source that a run has not met.
+#ifndef FENRA_CLI_PRUNE_H
+#define FENRA_CLI_PRUNE_H
+
+#include <string>
+#include <vector>
+
+#include "cli/handles.h"
+#include "cli/index_inputs.h"
+#include "cli/progress.h"
+
+namespace cli {
+
+// Deletes the articles of the source whose URL is none of the inputs'; none of them after a run
+// that was interrupted, or in which something was refused, and says so. Throws Failure.
+void prune(ArticledbDb* db, const std::string& source, const std::vector<Input>& met,
+           Progress& progress);
+
+}  // namespace cli
+
+#endif  // FENRA_CLI_PRUNE_H
