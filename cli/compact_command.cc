@@ -163,7 +163,9 @@ void add_compact_command(const Command& program, ExitStatus& status) {
   command.add_text("STORE", *path, "Store directory").required();
   command.set_footer(
       "Writes all databases anew in their own order and puts them in the place of the old ones,\n"
-      "in one step, when they are complete. Articles and ids stay. The log is gone afterwards.\n"
+      "in one step, when they are complete. Articles and ids stay; the words of articles that "
+      "were\n"
+      "replaced or deleted go. The log is gone afterwards.\n"
       "Nobody else can have the store open meanwhile, and the disk needs room for a second copy\n"
       "of it. Prints the pages of each database and how full they are, before and after.\n"
       "Example:\n"
