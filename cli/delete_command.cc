@@ -86,7 +86,8 @@ void add_delete_command(const Command& program, ExitStatus& status) {
   command.add_texts("URL", options->urls, "URLs of the articles");
   command.add_text("--list", options->list, "File of URLs, one a line; - for standard input");
   command.set_footer(
-      "An article that is deleted is gone for everybody at once; \"fenra compact\" frees the room of\n"
+      "An article that is deleted is gone for everybody at once; \"fenra compact\" frees the room "
+      "of\n"
       "its words. A URL is found with its '|' as it stands and as %7C.\n"
       "Status 3 tells that there was no article of some URLs; each is on standard error.\n"
       "Example:\n"
