@@ -1,9 +1,11 @@
 #include "base/file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "base/failed.h"
 
@@ -11,6 +13,36 @@ namespace ostren::fenra {
 
 Descriptor open_to_read(const std::string& path, int flags) {
   return Descriptor(require_call(open(path.c_str(), O_RDONLY | O_CLOEXEC | flags)));
+}
+
+Descriptor open_regular(int directory, const std::string& name) {
+  Descriptor file(
+      openat(directory, name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  if (!file) {
+    require(errno == ENOENT ? 0 : errno == ELOOP ? EINVAL : errno);
+    return file;
+  }
+  struct stat status = {};
+  require_call(fstat(file.get(), &status));
+  require(S_ISREG(status.st_mode) ? 0 : EINVAL);
+  return file;
+}
+
+std::vector<std::string> names_in(int directory) {
+  const int fd = require_call(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DIR* const entries = fdopendir(fd);
+  if (entries == nullptr) {
+    close(fd);
+    throw Failed{ENOMEM};
+  }
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(entries)) {
+    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  closedir(entries);
+  return names;
 }
 
 void write_whole(int fd, const void* bytes, size_t length, guint64 offset) {

@@ -7,6 +7,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace ostren::fenra {
 
@@ -34,6 +35,13 @@ class Descriptor {
 
 // Opens for reading.
 Descriptor open_to_read(const std::string& path, int flags = 0);
+
+// Opens a file of an open directory for reading; none when there is no such name. EINVAL for
+// what is no regular file, which is not waited for: a link, a pipe, a directory.
+Descriptor open_regular(int directory, const std::string& name);
+
+// The names in an open directory.
+std::vector<std::string> names_in(int directory);
 
 // Writes all of it at the offset; ENOSPC when the system takes nothing.
 void write_whole(int fd, const void* bytes, size_t length, guint64 offset);

@@ -19,6 +19,7 @@ void add_tune_command(const Command& program);
 void add_verify_command(const Command& program, ExitStatus& status);
 void add_rebuild_command(const Command& program, ExitStatus& status);
 void add_compact_command(const Command& program, ExitStatus& status);
+void add_backup_command(const Command& program, ExitStatus& status);
 void add_lemma_command(const Command& program);
 void add_fst_command(const Command& program);
 

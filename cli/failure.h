@@ -12,7 +12,8 @@ enum ExitStatus : int {
   kFailed = 1,         // a store, a file or standard output failed
   kWrongCall = 2,      // the command line makes no sense
   kSomeRefused = 3,    // `index`, `rebuild`: at least one article was not stored; `delete`: found
-  kInterrupted = 130,  // `index`, `rebuild`, `compact`, `delete`: stopped by SIGINT or SIGTERM
+  kInterrupted = 130,  // `index`, `rebuild`, `compact`, `backup`, `delete`:
+                       // stopped by SIGINT or SIGTERM
 };
 
 // Thrown by a command and turned into a message and an exit status by main().

@@ -3,6 +3,7 @@
 #define FENRA_CLI_HANDLES_H
 
 #include <fenra/articledb.h>
+#include <fenra/articledb_backup.h>
 #include <fenra/articledb_bulk.h>
 #include <fenra/articledb_generator.h>
 #include <fenra/articledb_lemmatizer.h>

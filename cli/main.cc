@@ -30,6 +30,7 @@ ExitStatus run(int argc, char** argv) {
   add_verify_command(program, status);
   add_rebuild_command(program, status);
   add_compact_command(program, status);
+  add_backup_command(program, status);
   add_lemma_command(program);
   add_fst_command(program);
   const ExitStatus call = command_line.run(argc, argv);

@@ -11,12 +11,8 @@ namespace cli {
 
 class Snapshot {
  public:
-  // Copies the database file of the store in `store`, then the log, then the journal, to the
-  // temporary directory, and replays the whole log there. The copy then holds every article
-  // that had been acknowledged when the copying of the log began; those that wait in the
-  // journal come to its databases when it is opened as a store. Throws Failure
-  // when the store cannot be read, the temporary directory cannot be written or the
-  // log cannot be replayed. `line` shows how far the copying is.
+  // An articledb_backup_snapshot of the store in `store` in the temporary directory. Throws
+  // Failure. `line` shows how far the copying is.
   Snapshot(const std::string& store, StatusLine& line);
   ~Snapshot();
   Snapshot(const Snapshot&) = delete;

@@ -1,6 +1,5 @@
 #include "store/bulk/build_directory.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -9,8 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <vector>
 
 #include "base/failed.h"
 #include "base/handles.h"
@@ -21,24 +18,6 @@ namespace {
 std::string parent_of(const std::string& path) {
   const size_t slash = path.rfind('/');
   return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// The names of the files in an open directory.
-std::vector<std::string> names_in(int directory) {
-  const int fd = require_call(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  DIR* const entries = fdopendir(fd);
-  if (entries == nullptr) {
-    close(fd);
-    throw Failed{ENOMEM};
-  }
-  std::vector<std::string> names;
-  while (const dirent* entry = readdir(entries)) {
-    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
-      names.emplace_back(entry->d_name);
-    }
-  }
-  closedir(entries);
-  return names;
 }
 
 // A store and a build have files only, no directories.

@@ -106,7 +106,8 @@ int open_environment(DB_ENV* env, const char* directory, Recovery recovery, GArr
 
 // Makes, configures and opens a database. *step becomes the number of the step
 // that was tried last.
-int make_database(ArticledbDb* db, const DatabaseSpec& spec, int* step) {
+int make_database(ArticledbDb* db, const DatabaseSpec& spec, const char* file, guint32 flags,
+                  int* step) {
   DB** field = &(db->*spec.field);
   *step = spec.step;
   int ret = db_create(field, db->env, 0);
@@ -125,8 +126,7 @@ int make_database(ArticledbDb* db, const DatabaseSpec& spec, int* step) {
   }
   ++*step;
   // No DB_THREAD: reads into items without an allocation flag rely on it.
-  return handle->open(handle, nullptr, DATABASE_FILE, spec.name, spec.type,
-                      DB_CREATE | DB_AUTO_COMMIT, 0);
+  return handle->open(handle, nullptr, file, spec.name, spec.type, flags, 0);
 }
 
 // ---- abandoning ----
@@ -190,19 +190,27 @@ int environment_open(ArticledbDb* db, const char* directory, Recovery recovery, 
                    OPEN_ENVIRONMENT_STEP)) {
     return steps.code();
   }
-  for (const DatabaseSpec& spec : DATABASES) {
-    int step = 0;
-    const int ret = make_database(db, spec, &step);
-    if (steps.failed(ret, step)) {
-      return steps.code();
-    }
+  const int ret = environment_open_databases(db, DATABASE_FILE, DB_CREATE | DB_AUTO_COMMIT);
+  if (ret == 0) {
+    // A new one begins with the databases.
+    reserve_log(db->env);
   }
-  // A new one begins with the databases.
-  reserve_log(db->env);
-  return 0;
+  return ret;
 }
 
-void environment_discard(ArticledbDb* db) {
+int environment_open_databases(ArticledbDb* db, const char* file, guint32 flags) {
+  Steps steps(db->env);
+  for (const DatabaseSpec& spec : DATABASES) {
+    int step = 0;
+    const int ret = make_database(db, spec, file, flags, &step);
+    if (steps.failed(ret, step)) {
+      break;
+    }
+  }
+  return steps.code();
+}
+
+void environment_close_databases(ArticledbDb* db) {
   for (const DatabaseSpec& spec : DATABASES) {
     DB* handle = db->*spec.field;
     if (handle != nullptr) {
@@ -210,6 +218,10 @@ void environment_discard(ArticledbDb* db) {
       db->*spec.field = nullptr;
     }
   }
+}
+
+void environment_discard(ArticledbDb* db) {
+  environment_close_databases(db);
   if (db->env != nullptr) {
     db->env->close(db->env, 0);
     db->env = nullptr;

@@ -52,6 +52,13 @@ int environment_make(ArticledbDb* db);
 int environment_open(ArticledbDb* db, const char* directory, Recovery recovery, GArray* regions,
                      bool* opened);
 
+// Makes and opens the nine databases of the file in the open environment. Failures are
+// reported; what has been made stays.
+int environment_open_databases(ArticledbDb* db, const char* file, guint32 flags);
+
+// Closes the databases and ignores failures.
+void environment_close_databases(ArticledbDb* db);
+
 // Closes what `db` has open, the databases first, and ignores failures.
 void environment_discard(ArticledbDb* db);
 

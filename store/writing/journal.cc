@@ -51,6 +51,14 @@ int read_counter(ArticledbDb* db, guint64* last_id) {
   return db->iddb->get(db->iddb, nullptr, &key, &data, 0);
 }
 
+// The same, 0 where there is none. Throws Failed.
+guint64 require_counter(ArticledbDb* db) {
+  guint64 last_id = 0;
+  const int ret = read_counter(db, &last_id);
+  require(ret == DB_NOTFOUND ? 0 : ret);
+  return last_id;
+}
+
 guint64 end_of(const JournalFile::Record& record) {
   return record.offset + JOURNAL_RECORD_HEADER_BYTES + record.payload.size();
 }
@@ -142,9 +150,7 @@ void Journal::apply(ArticledbDb* db) {
     state_.last_id = 0;
     return;
   }
-  guint64 last_id = 0;
-  const int ret = read_counter(db, &last_id);
-  require(ret == DB_NOTFOUND ? 0 : ret);
+  const guint64 last_id = require_counter(db);
   const guint64 begin = state_.known != 0 ? state_.applied : JournalFile::BEGIN;
   std::string bytes;
   const std::vector<JournalFile::Record> records =
@@ -219,6 +225,21 @@ int Journal::remove() {
   file_.reset();
   state_ = {};
   return status_of([this] { JournalFile::remove(directory_); });
+}
+
+void write_out_journal(ArticledbDb* db, const char* directory) {
+  const std::unique_ptr<JournalFile> file = JournalFile::open(directory, false);
+  if (file == nullptr) {
+    return;
+  }
+  std::string bytes;
+  const std::vector<JournalArticle> articles = read_articles(
+      file->read(JournalFile::BEGIN, JournalFile::MOST_BYTES, &bytes), require_counter(db));
+  if (!articles.empty()) {
+    write_articles(db, articles, [] {});
+  }
+  require(db->env->log_flush(db->env, nullptr));
+  JournalFile::remove(directory);
 }
 
 }  // namespace ostren::fenra::store

@@ -57,6 +57,11 @@ class Journal : public WaitingArticles {
   std::unique_ptr<JournalFile> file_;
 };
 
+// Writes what waits in the journal of a directory to the open databases of a store that nobody
+// else has, and removes the journal when that is safe in the log. Throws Failed and
+// std::bad_alloc.
+void write_out_journal(ArticledbDb* db, const char* directory);
+
 }  // namespace ostren::fenra::store
 
 #endif  // FENRA_STORE_WRITING_JOURNAL_H

@@ -49,7 +49,7 @@ TEST_F(ProgramTest, WrongCallsAreNamedWithStatus2) {
 TEST_F(ProgramTest, EveryCommandHasHelpWithAnExample) {
   for (const char* command :
        {"", " index", " search", " lookup", " show", " stats", " tune", " verify", " rebuild",
-        " compact", " lemma", " fst", " fst compile", " fst dump", " fst look"}) {
+        " compact", " backup", " lemma", " fst", " fst compile", " fst dump", " fst look"}) {
     expect(command + std::string(" --help"), 0,
            HasSubstr("Example:\n  fenra" + std::string(command)));
   }

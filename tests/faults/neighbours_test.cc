@@ -3,6 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <filesystem>
+
 #include "store/articledb.h"
 #include "store/process/gate.h"
 #include "tests/cli/program.h"
@@ -39,6 +42,55 @@ TEST_F(NeighboursTest, ACopyThatIsMadeMeanwhileIsWhole) {
   }
   EXPECT_EQ(kill(writer, SIGKILL), 0);
   EXPECT_TRUE(WIFSIGNALED(wait_for(writer)));
+}
+
+// Backups beside a writer: each opens at once, is sound, and has what had been acknowledged before
+// it began. One that is killed leaves nothing under its name, or all of it, and no trouble for
+// the next.
+TEST_F(NeighboursTest, ABackupHasWhatWasAcknowledgedBefore) {
+  open();
+  const Shared<std::atomic<uint64_t>> acknowledged;
+  const pid_t writer = start([&] {
+    const Instance fenra = open();
+    for (uint64_t number = 0; !HasFailure(); ++number) {
+      EXPECT_TRUE(stores(*fenra, number, below(2) * 300));
+      acknowledged->store(number + 1);
+      if (below(40) == 0) {
+        answer(*fenra, "etxea");
+      }
+    }
+  });
+  for (int i = 0; i < rounds(3) && !HasFailure(); ++i) {
+    usleep(seconds(0) != 0 ? 1000000 : 100000);
+    const std::string backup = directory() / ("backup" + std::to_string(i));
+    const bool killed = below(2) == 0;
+    const uint64_t before = acknowledged->load();
+    if (killed) {
+      cli_test::fenra_beside({"backup", path(), backup}, [&](pid_t program) {
+        usleep(static_cast<useconds_t>(below(200000)));
+        kill(program, SIGKILL);
+      });
+    }
+    if (!std::filesystem::exists(backup)) {
+      const cli_test::Result result = cli_test::fenra({"backup", path(), backup});
+      EXPECT_EQ(result.status, 0) << result.err;
+    }
+    EXPECT_EQ(cli_test::fenra({"search", backup, "etxea", "--count"}).status, 0);
+    expect_sound(backup);
+    run_apart([&] {
+      std::vector<uint64_t> numbers;
+      for (uint64_t number = before; number > 0 && numbers.size() < 200; --number) {
+        numbers.push_back(number - 1);
+      }
+      expect_found(*open(backup), numbers);
+    });
+    EXPECT_EQ(std::filesystem::exists(backup + ".fenra-build"), false);
+    std::filesystem::remove_all(backup);
+  }
+  EXPECT_EQ(kill(writer, SIGKILL), 0);
+  EXPECT_TRUE(WIFSIGNALED(wait_for(writer)));
+  printf("%d backups, %llu articles\n", rounds(3),
+         static_cast<unsigned long long>(acknowledged->load()));
 }
 
 // The program measures and verifies a store without taking part in it, whatever somebody
