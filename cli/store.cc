@@ -1,5 +1,6 @@
 #include "cli/store.h"
 
+#include <fcntl.h>
 #include <fenra/fenra.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -34,6 +35,11 @@ Store open_with(Open open, const std::string& path, const std::string& failure) 
     throw Failure(failure + " '" + path + "': " + status_text(status == -1 ? errno : status));
   }
   return store;
+}
+
+bool may_write(const std::string& path) {
+  return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0 ||
+         (errno != EACCES && errno != EROFS);
 }
 
 Store open_existing(const std::string& path) {
@@ -127,7 +133,9 @@ void note_lexicon(const std::string& path) {
 
 Store open_store(const std::string& path) {
   require_store(path);
-  return open_existing(path);
+  return may_write(path)
+             ? open_existing(path)
+             : open_with(articledb_db_open_read_only, path, "cannot open the store for reading");
 }
 
 Store open_or_make_store(const std::string& path, const std::string& rules) {
@@ -182,6 +190,10 @@ std::string status_text(int status) {
       return "no such record";
     case STATUS_UNKNOWN_RULES:
       return "this version of fenra does not have them; use the one that made the store";
+    case STATUS_STORE_CHANGED:
+      return "somebody has written to it meanwhile; try again";
+    case STATUS_NOT_IN_ORDER:
+      return "somebody who may write to it has to close it in order first";
     case -1:
       return "out of memory";
     default:

@@ -23,8 +23,8 @@ bool has_database(const std::string& path);
 // Throws Failure when there is no store in the directory `path`.
 void require_store(const std::string& path);
 
-// Opens the store in the directory `path`. Throws Failure, and leaves the file
-// system alone, when there is none.
+// Opens the store in the directory `path`, for reading only when the caller may not write to the
+// directory. Throws Failure, and leaves the file system alone, when there is none.
 Store open_store(const std::string& path);
 
 // Opens the store in `path`, or makes one when `path` does not exist or is an

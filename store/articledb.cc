@@ -63,7 +63,9 @@ std::unique_ptr<WaitingArticles> make_journal(const char* directory, GateFile* f
 
 using Prepare = int (*)(ArticledbDb* db);
 
-int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
+// `open_gate` does what is particular.
+template <typename OpenGate>
+int open_with(ArticledbDb* db, OpenGate open_gate) {
   int ret = 0;
   if (db->memory == nullptr) {
     ret = status_of([db] { db->memory = new ArticledbMemory; });
@@ -72,12 +74,16 @@ int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
     ret = environment_make(db);
   }
   if (ret == 0) {
-    ret = gate_open(db, path, {make_journal, prepare});
+    ret = open_gate();
   }
   if (ret == 0) {
     ret = read_in_gate(db, [db] { return db->memory->reading->set_room(db->env); });
   }
   return ret;
+}
+
+int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
+  return open_with(db, [=] { return gate_open(db, path, {make_journal, prepare}); });
 }
 
 // The rules come first: a store that is complete has them.
@@ -157,6 +163,10 @@ int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char
 }
 
 int articledb_db_open(ArticledbDb* db, const char* path) { return open_store(db, path, nullptr); }
+
+int articledb_db_open_read_only(ArticledbDb* db, const char* path) {
+  return open_with(db, [=] { return gate_open_read_only(db, path); });
+}
 
 int articledb_db_close(ArticledbDb* db) {
   if (db == nullptr) {

@@ -41,7 +41,12 @@ enum {
   // The key has no record.
   STATUS_NOT_FOUND = 6,
   // The store was made with rules of words that this version does not have.
-  STATUS_UNKNOWN_RULES = 7
+  STATUS_UNKNOWN_RULES = 7,
+  // The store is open for reading only, and somebody has written to it since.
+  STATUS_STORE_CHANGED = 8,
+  // The store cannot be opened for reading only: it was not closed in order, or somebody has it
+  // open and has written to it.
+  STATUS_NOT_IN_ORDER = 9
 };
 
 // What a string that the databases have a shorter one for keeps of its beginning, in bytes.
@@ -102,6 +107,27 @@ FENRA_API int articledb_db_create_with_rules(ArticledbDb* db, const char* path, 
 // minutes for another's opening or closing fails with EBUSY. EPERM: the directory, or a
 // file in it, could have been prepared by another user, and has not been touched.
 FENRA_API int articledb_db_open(ArticledbDb* db, const char* path);
+
+// Opens the store in an existing directory for reading only. Nothing is written to the
+// directory and no lock is taken: permission to read the files is enough, as it is on a
+// read-only file system, and whose they are makes no difference. It takes a store that was closed
+// in order, or one that others have open who have only read since, and makes nobody wait. The
+// cache, of the size that DB_CONFIG sets if that can be read, belongs to the handle.
+//
+// Everything that reads works with the handle as ever: lookups, cursors, generators,
+// articledb_db_get_rules, articledb_db_max_id. What would write gives EROFS and changes nothing.
+// The handle shows the store as it is at the opening. From the time on that somebody else
+// changes the store, what has to be read of its files gives STATUS_STORE_CHANGED, with one
+// message; what had been read before, as the rest of a batch of a list, may still be given. Such
+// a handle can only be closed. Compaction puts another directory into the place, which the
+// handle does not see.
+//
+// Returns 0; STATUS_NOT_IN_ORDER, with the remedy in a message; STATUS_STORE_CHANGED when
+// somebody has written to it meanwhile, and another try may succeed; EINVAL, also with a message,
+// for files that cannot be a store's; ENOENT without a store; EACCES when a file cannot be read;
+// else the system's or Berkeley DB's code. Failures are reported through the environment's
+// error method; the handles made so far stay in `db` for articledb_db_close.
+FENRA_API int articledb_db_open_read_only(ArticledbDb* db, const char* path);
 
 // The rules of words that the open store was made with, by which its articles are to be
 // indexed, and their words to be looked for. *rules is set on success only.

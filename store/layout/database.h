@@ -94,6 +94,10 @@ int in_transaction(DB_ENV* env, Write write) {
   return undone == DB_RUNRECOVERY ? undone : ret;
 }
 
+// The home of an environment that is to read no DB_CONFIG: Berkeley DB looks for one there, and
+// without a home where the process is. A private environment makes no files in it.
+constexpr char NO_HOME[] = "/";
+
 // For an environment whose codes say enough.
 inline void drop_message(const DB_ENV*, const char*, const char*) {}
 

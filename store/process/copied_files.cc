@@ -12,52 +12,16 @@
 
 #include "base/failed.h"
 #include "base/file.h"
+#include "base/handles.h"
 #include "store/layout/database.h"
 #include "store/layout/schema.h"
 #include "store/process/files_mark.h"
+#include "store/process/log_end.h"
 
 namespace ostren::fenra::store {
 namespace {
 
-// On disk: the types of log records, their first 4 bytes.
-enum : guint32 {
-  FILE_RECORD = 2,  // a database is opened or closed
-  CHECKPOINT_RECORD = 11
-};
-
-struct Closer {
-  void operator()(DB_ENV* env) const { env->close(env, 0); }
-  void operator()(DB_LOGC* cursor) const { cursor->close(cursor, 0); }
-};
-
-// An environment that nobody shares, in memory.
-std::unique_ptr<DB_ENV, Closer> open_private(const char* directory, guint32 subsystem) {
-  DB_ENV* made = nullptr;
-  require(db_env_create(&made, 0));
-  std::unique_ptr<DB_ENV, Closer> env(made);
-  made->set_errcall(made, drop_message);
-  require(made->open(made, directory, DB_CREATE | DB_PRIVATE | subsystem, 0));
-  return env;
-}
-
-// Whether the log says that the store was closed in order: after a checkpoint it has only been
-// read.
-bool ends_in_order(const char* directory) {
-  const std::unique_ptr<DB_ENV, Closer> env = open_private(directory, DB_INIT_LOG);
-  DB_LOGC* opened = nullptr;
-  require(env->log_cursor(env.get(), &opened, 0));
-  const std::unique_ptr<DB_LOGC, Closer> cursor(opened);
-  guint32 type = FILE_RECORD;
-  for (guint32 place = DB_LAST; type == FILE_RECORD; place = DB_PREV) {
-    DB_LSN lsn = {};
-    DBT record = {};
-    if (cursor->get(cursor.get(), &lsn, &record, place) != 0 || record.size < sizeof type) {
-      return false;
-    }
-    memcpy(&type, record.data, sizeof type);
-  }
-  return type == CHECKPOINT_RECORD;
-}
+void close_environment(DB_ENV* env) { env->close(env, 0); }
 
 // Whether a page of the database file names a place in a log, as the first number that it
 // begins with. Those of a store that was built in bulk or compacted do not.
@@ -90,7 +54,11 @@ bool follow_each_other(const std::vector<guint32>& numbers) {
 void stand_alone(const std::string& directory, const std::vector<guint32>& logs) {
   const std::string file = directory + "/" + DATABASE_FILE;
   {
-    const std::unique_ptr<DB_ENV, Closer> env = open_private(directory.c_str(), DB_INIT_MPOOL);
+    DB_ENV* made = nullptr;
+    require(db_env_create(&made, 0));
+    const std::unique_ptr<DB_ENV, Releaser<close_environment>> env(made);
+    made->set_errcall(made, drop_message);
+    require(made->open(made, directory.c_str(), DB_CREATE | DB_PRIVATE | DB_INIT_MPOOL, 0));
     require(env->lsn_reset(env.get(), DATABASE_FILE, 0));
     require(env->memp_sync(env.get(), nullptr));
   }
@@ -115,7 +83,7 @@ int adopt_files(const char* directory, GateFile::Origin origin) {
                      : origin == GateFile::Origin::COPY && follow_each_other(logs)) {
       return;
     }
-    if (logs.empty() || ends_in_order(directory)) {
+    if (logs.empty() || log_ends_in_order(directory)) {
       stand_alone(directory, logs);
     }
   });

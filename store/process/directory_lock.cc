@@ -192,6 +192,11 @@ bool directory_lock_is_taken(const ArticledbDirectoryLock* lock, int place) {
   return look_for_others(lock->fd, off_t{1} + place, &alone) != 0 || !alone;
 }
 
+bool directory_has_handles(int directory) {
+  bool alone = false;
+  return look_for_others(directory, 0, &alone) != 0 || !alone;
+}
+
 bool directory_lock_is_own(const ArticledbDirectoryLock* lock) { return lock->fd != -1; }
 
 void directory_lock_release(ArticledbDirectoryLock* lock) {

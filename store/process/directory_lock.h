@@ -35,6 +35,9 @@ int directory_lock_take_place(ArticledbDirectoryLock* lock, int place);
 // Whether another handle is present in the place. A doubt counts as presence.
 bool directory_lock_is_taken(const ArticledbDirectoryLock* lock, int place);
 
+// Whether a handle is present in a directory, by an open descriptor of it.
+bool directory_has_handles(int directory);
+
 // Whether the lock is this process's own, and not that of the one it was forked from.
 bool directory_lock_is_own(const ArticledbDirectoryLock* lock);
 

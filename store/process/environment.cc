@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "base/file.h"
@@ -196,6 +197,29 @@ int environment_open(ArticledbDb* db, const char* directory, Recovery recovery, 
     reserve_log(db->env);
   }
   return ret;
+}
+
+int environment_open_read_only(ArticledbDb* db, const char* directory) {
+  DB_ENV* const env = db->env;
+  DbConfig config;
+  gchar* complaint = nullptr;
+  if (db_config_read(directory, &config, nullptr, nullptr, &complaint) != 0) {
+    config = DbConfig{};
+  }
+  g_free(complaint);
+  Steps steps(env);
+  // A file that is mapped ends the process that reads it, when somebody shortens it.
+  if (steps.failed(env->set_flags(env, DB_NOMMAP, 1), OPEN_ENVIRONMENT_STEP) ||
+      steps.failed(
+          env->set_cachesize(env, static_cast<guint32>(config.cache_bytes >> 30),
+                             static_cast<guint32>(config.cache_bytes & ((1U << 30) - 1)), 1),
+          OPEN_ENVIRONMENT_STEP) ||
+      steps.failed(env->open(env, NO_HOME, DB_CREATE | DB_PRIVATE | DB_INIT_MPOOL, 0),
+                   OPEN_ENVIRONMENT_STEP)) {
+    return steps.code();
+  }
+  const std::string file = std::string(directory) + "/" + DATABASE_FILE;
+  return environment_open_databases(db, file.c_str(), DB_RDONLY);
 }
 
 int environment_open_databases(ArticledbDb* db, const char* file, guint32 flags) {

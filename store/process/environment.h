@@ -52,6 +52,11 @@ int environment_make(ArticledbDb* db);
 int environment_open(ArticledbDb* db, const char* directory, Recovery recovery, GArray* regions,
                      bool* opened);
 
+// Opens the made environment, shared with nobody, for reading the store in the directory, and its
+// databases. A DB_CONFIG that cannot be used is left out of account. Failures are reported;
+// what has been made stays.
+int environment_open_read_only(ArticledbDb* db, const char* directory);
+
 // Makes and opens the nine databases of the file in the open environment. Failures are
 // reported; what has been made stays.
 int environment_open_databases(ArticledbDb* db, const char* file, guint32 flags);

@@ -9,16 +9,22 @@
 namespace ostren::fenra::store {
 namespace {
 
-FileMark mark_of(const std::string& file) {
-  struct stat status = {};
-  if (stat(file.c_str(), &status) != 0) {
-    return {};
-  }
+FileMark mark_of(const struct stat& status) {
   return {status.st_ino, static_cast<guint64>(status.st_size), status.st_mtim.tv_sec,
           status.st_mtim.tv_nsec};
 }
 
+FileMark mark_of(const std::string& file) {
+  struct stat status = {};
+  return stat(file.c_str(), &status) == 0 ? mark_of(status) : FileMark{};
+}
+
 }  // namespace
+
+FileMark mark_of_open_file(int fd) {
+  struct stat status = {};
+  return fstat(fd, &status) == 0 ? mark_of(status) : FileMark{};
+}
 
 std::vector<guint32> log_numbers(const std::string& directory) {
   std::vector<guint32> numbers;

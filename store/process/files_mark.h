@@ -34,6 +34,9 @@ struct FilesMark {
   }
 };
 
+// Zeros when the file cannot be asked.
+FileMark mark_of_open_file(int fd);
+
 FilesMark read_files_mark(const std::string& directory);
 
 // The numbers of the log files of a directory, ascending.

@@ -23,12 +23,31 @@ int run_for_waiting(ArticledbDb* db, Call call) {
       Access::APPEND);
 }
 
+// For a store that is open for reading only. Tells of it once.
+int look_for_changes(ArticledbDb* db) {
+  ReadOnlyStore* const store = db->gate->read_only.get();
+  const bool known = store->changes() != 0;
+  if (store->is_unchanged()) {
+    return 0;
+  }
+  if (!known) {
+    db->env->errx(db->env,
+                  "%s: somebody has written to it since it was opened for reading only; open it "
+                  "again",
+                  db->gate->directory.get());
+  }
+  return STATUS_STORE_CHANGED;
+}
+
 }  // namespace
 
 int gate_enter(ArticledbDb* db, Access access) {
   ArticledbGate* gate = db->gate;
   if (gate == nullptr) {
     return EINVAL;
+  }
+  if (gate->read_only != nullptr) {
+    return access == Access::READ ? look_for_changes(db) : EROFS;
   }
   if (!directory_lock_is_own(gate->lock)) {
     return EPERM;
@@ -65,7 +84,11 @@ int gate_enter(ArticledbDb* db, Access access) {
   return 0;
 }
 
-void gate_leave(ArticledbDb* db, int code) {
+int gate_leave(ArticledbDb* db, int code) {
+  if (db->gate->read_only != nullptr) {
+    const int ret = look_for_changes(db);
+    return ret != 0 ? ret : code;
+  }
   GateFile* file = db->gate->file.get();
   if (code == DB_RUNRECOVERY) {
     file->require_recovery();
@@ -76,12 +99,16 @@ void gate_leave(ArticledbDb* db, int code) {
     db->gate->incomplete = false;
   }
   file->unlock();
+  return code;
 }
 
 bool Retries::again(ArticledbDb* db, int code) {
   constexpr int MAX_REFUSALS = 32;
   constexpr gulong WAIT_MICROSECONDS = 1000;
   constexpr int MAX_RECOVERIES = 2;
+  if (db->gate != nullptr && db->gate->read_only != nullptr) {
+    return false;
+  }
   if (code == DB_RUNRECOVERY) {
     return recoveries_++ < MAX_RECOVERIES;
   }
@@ -100,9 +127,15 @@ bool Retries::again(ArticledbDb* db, int code) {
   return true;
 }
 
-guint64 gate_changes(const ArticledbDb* db) { return db->gate->file->changes(); }
+guint64 gate_changes(const ArticledbDb* db) {
+  const ArticledbGate* gate = db->gate;
+  return gate->read_only != nullptr ? gate->read_only->changes() : gate->file->changes();
+}
 
-guint64 gate_replacements(const ArticledbDb* db) { return db->gate->file->replacements(); }
+guint64 gate_replacements(const ArticledbDb* db) {
+  const ArticledbGate* gate = db->gate;
+  return gate->read_only != nullptr ? gate->read_only->changes() : gate->file->replacements();
+}
 
 guint64 gate_generation(const ArticledbDb* db) {
   return db->gate == nullptr ? 0 : db->gate->generation;
@@ -122,11 +155,17 @@ int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, gu
 }
 
 void gate_cursor_opened(ArticledbDb* db) {
+  if (db->gate->read_only != nullptr) {
+    return;
+  }
   ++db->gate->cursors;
   db->gate->file->set_cursors(db->gate->file->cursors() + 1);
 }
 
 void gate_cursor_closed(ArticledbDb* db) {
+  if (db->gate->read_only != nullptr) {
+    return;
+  }
   --db->gate->cursors;
   db->gate->file->set_cursors(db->gate->file->cursors() - 1);
 }

@@ -30,11 +30,15 @@ enum class Access { READ, CHANGE, APPEND };
 // once at a time. On failure the gate has not been entered: the code of a recovery, an
 // opening or a write of articles that failed, which has been reported and which the next
 // entry tries again.
+//
+// A store that is open for reading only has no gate: EROFS for what is no Access::READ;
+// STATUS_STORE_CHANGED when somebody has written to it.
 int gate_enter(ArticledbDb* db, Access access);
 
-// Leaves it with the code of what was done. After DB_RUNRECOVERY the environment needs recovery:
-// whoever enters next recovers it.
-void gate_leave(ArticledbDb* db, int code);
+// Leaves it with the code of what was done, and returns it. After DB_RUNRECOVERY the environment
+// needs recovery: whoever enters next recovers it. STATUS_STORE_CHANGED instead of the code when
+// what was read of a store that is open for reading only is not to be trusted.
+int gate_leave(ArticledbDb* db, int code);
 
 // What a failed operation has to wait for before it is tried again.
 class Retries {
@@ -60,7 +64,7 @@ int run_in_gate(ArticledbDb* db, Call call, Access access = Access::CHANGE) {
     ret = gate_enter(db, access);
     if (ret == 0) {
       ret = call();
-      gate_leave(db, ret);
+      ret = gate_leave(db, ret);
     }
   } while (retries.again(db, ret));
   return ret;
@@ -140,6 +144,11 @@ struct Opening {
 // recovers it unless it was closed in order. Failures are reported; what has been made
 // stays in `db` for the closing.
 int gate_open(ArticledbDb* db, const char* path, const Opening& opening);
+
+// Opens the store in `path` for reading only, with the handle's made environment:
+// articledb_db_open_read_only. Failures are reported; what has been made stays in `db` for
+// the closing.
+int gate_open_read_only(ArticledbDb* db, const char* path);
 
 struct Closing {
   int (*close_databases)(ArticledbDb* db);

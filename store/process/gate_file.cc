@@ -95,12 +95,15 @@ int GateFile::map(const char* directory, int fd, std::unique_ptr<GateFile>* file
 }
 
 // False for what is not a gate file of this version.
-bool GateFile::read(const char* directory, Layout* layout) {
-  const Descriptor found(open_file(directory, O_RDONLY));
-  return found &&
-         pread(found.get(), static_cast<void*>(layout), sizeof *layout, 0) ==
+bool GateFile::read(int fd, Layout* layout) {
+  return pread(fd, static_cast<void*>(layout), sizeof *layout, 0) ==
              static_cast<ssize_t>(sizeof *layout) &&
          layout->readable();
+}
+
+bool GateFile::read(const char* directory, Layout* layout) {
+  const Descriptor found(open_file(directory, O_RDONLY));
+  return found && read(found.get(), layout);
 }
 
 int GateFile::open(const char* directory, bool first, guint32 configuration,
@@ -166,6 +169,30 @@ GateFile::Origin GateFile::origin(const char* directory) {
     return Origin::HERE;
   }
   return found.files.directory_inode == present.directory_inode ? Origin::PUT_OVER : Origin::COPY;
+}
+
+GateFile::Report GateFile::report(int fd) {
+  Layout found = {};
+  if (!read(fd, &found)) {
+    return {};
+  }
+  const bool unchanged = found.needs_recovery == 0 && found.recovered == 0 && found.changes == 0;
+  Report report = {};
+  report.state = found.clean == 1 && found.needs_recovery == 0 ? Report::State::CLOSED
+                 : unchanged                                   ? Report::State::UNCHANGED
+                                                               : Report::State::CHANGED;
+  report.generation = found.generation;
+  report.changes = found.changes;
+  report.files = found.files;
+  return report;
+}
+
+bool GateFile::is_of_this_run(int fd) {
+  Layout found = {};
+  char boot_id[BOOT_ID_BYTES];
+  read_boot_id(boot_id);
+  return read(fd, &found) && boot_id[0] != '\0' &&
+         memcmp(boot_id, found.boot_id, sizeof boot_id) == 0;
 }
 
 GateFile::~GateFile() { munmap(layout_, FILE_BYTES); }

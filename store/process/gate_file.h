@@ -10,6 +10,7 @@
 #include <string>
 
 #include "store/process/directory_lock.h"
+#include "store/process/files_mark.h"
 
 namespace ostren::fenra::store {
 
@@ -39,6 +40,24 @@ class GateFile {
     PUT_OVER,  // since the store was closed here others have been put into their place
   };
   static Origin origin(const char* directory);
+
+  // What an open gate file says to somebody who only reads the store. Takes no lock.
+  struct Report {
+    enum class State {
+      NOTHING,    // it is none of this version, or is just being made
+      CLOSED,     // the store was closed in order
+      UNCHANGED,  // it is open, was closed in order before, and nothing has been changed in it
+      CHANGED
+    };
+    State state;
+    guint64 generation;
+    guint64 changes;
+    FilesMark files;  // of a store that was closed
+  };
+  static Report report(int fd);
+
+  // Whether the clean mark of an open gate file has been made since the machine was started.
+  static bool is_of_this_run(int fd);
 
   // Waits for the lock, for a handle with a place. A holder is known by its place, and taken
   // for dead when nobody is present there any more: what it leaves behind needs recovery.
@@ -112,6 +131,7 @@ class GateFile {
   struct Layout;
   GateFile(const char* directory, Layout* layout) : directory_(directory), layout_(layout) {}
   static int map(const char* directory, int fd, std::unique_ptr<GateFile>* file);
+  static bool read(int fd, Layout* layout);
   static bool read(const char* directory, Layout* layout);
   void initialise(const Layout& found, guint32 configuration);
   void wait_for_lock(const ArticledbDirectoryLock* directory, guint32 mine);

@@ -112,9 +112,11 @@ bool leaves_in_order(ArticledbDb* db, bool alone) {
   return ret == 0;
 }
 
-// Brings everything into the database file.
+// Brings everything into the database file. On a full disk, too, who has only read leaves it as
+// it was.
 bool make_whole(ArticledbDb* db) {
-  return db->env->txn_checkpoint(db->env, 0, 0, 0) == 0 && db->gate->waiting->remove() == 0;
+  return (db->gate->file->unchanged() || db->env->txn_checkpoint(db->env, 0, 0, 0) == 0) &&
+         db->gate->waiting->remove() == 0;
 }
 
 int close_handles(ArticledbDb* db, const Closing& closing) {
@@ -136,8 +138,7 @@ int leave_store(ArticledbDb* db, bool alone, const Closing& closing) {
   bool in_order = leaves_in_order(db, alone);
   ret = closing.close_databases(db);
   if (ret == 0) {
-    // On a full disk, too, who has only read leaves the store as it was.
-    in_order = in_order && (file->unchanged() || make_whole(db));
+    in_order = in_order && make_whole(db);
     ret = closing.close_environment(db);
   }
   if (ret == DB_RUNRECOVERY) {
@@ -179,10 +180,46 @@ int gate_open(ArticledbDb* db, const char* path, const Opening& opening) {
   return ret;
 }
 
+int gate_open_read_only(ArticledbDb* db, const char* path) {
+  Steps steps(db->env);
+  std::unique_ptr<ArticledbGate> entered(new (std::nothrow) ArticledbGate);
+  if (entered != nullptr) {
+    entered->directory.reset(realpath(path, nullptr));
+  }
+  if (entered == nullptr || entered->directory == nullptr) {
+    steps.failed(entered == nullptr ? ENOMEM : errno, OPEN_ENVIRONMENT_STEP);
+    return steps.code();
+  }
+  gchar* complaint = nullptr;
+  int ret = ReadOnlyStore::open(entered->directory.get(), &entered->read_only, &complaint);
+  const GMemory<gchar> owner(complaint);
+  if (ret != 0) {
+    db->env->errx(db->env, "%s", complaint == nullptr ? "out of memory" : complaint);
+    return ret;
+  }
+  ArticledbGate* const gate = db->gate = entered.release();
+  gate->messages = environment_messages(db->env);
+  gate->generation = 1;
+  ret = environment_open_read_only(db, gate->directory.get());
+  // The databases have been opened by their path.
+  if (ret == 0 && (!gate->read_only->is_unchanged() || !gate->read_only->is_in_place())) {
+    ret = STATUS_STORE_CHANGED;
+  }
+  return ret;
+}
+
 int gate_close(ArticledbDb* db, const Closing& closing) {
   ArticledbGate* gate = db->gate;
   if (gate == nullptr) {
     return close_handles(db, closing);
+  }
+  if (gate->read_only != nullptr) {
+    const int ret = close_handles(db, closing);
+    if (ret == 0) {
+      db->gate = nullptr;
+      delete gate;
+    }
+    return ret;
   }
   if (!directory_lock_is_own(gate->lock)) {
     return EPERM;

@@ -12,6 +12,7 @@
 #include "store/process/environment.h"
 #include "store/process/gate.h"
 #include "store/process/gate_file.h"
+#include "store/process/read_only_store.h"
 #include "store/process/regions.h"
 #include "store/process/waiting_articles.h"
 
@@ -23,6 +24,8 @@ struct ArticledbGate {
 
   ostren::fenra::CMemory<char> directory;  // absolute: the host may change its own
   ArticledbDirectoryLock* lock = nullptr;
+  // Of a store that is open for reading only; then there is no lock, no file and no place.
+  std::unique_ptr<ostren::fenra::store::ReadOnlyStore> read_only;
   std::unique_ptr<ostren::fenra::store::GateFile> file;
   std::unique_ptr<ostren::fenra::store::WaitingArticles> waiting;
   int place = -1;

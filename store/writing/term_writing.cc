@@ -97,7 +97,7 @@ class TermWriting {
         const int put = form_pairs_.put(db->formdb, txn);
         return put != 0 ? put : trigram_pairs_.put(db->trigramdb, txn);
       });
-      gate_leave(db, ret);
+      ret = gate_leave(db, ret);
     }
     return ret;
   }

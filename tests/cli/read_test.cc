@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "tests/cli/program.h"
+#include "tests/support/process.h"
 
 namespace cli_test {
 namespace {
@@ -128,6 +129,50 @@ TEST_F(ReadTest, EndsQuietlyWithoutAReaderAndLoudlyOnAFullDevice) {
     EXPECT_EQ(1, full.status) << call;
     EXPECT_THAT(full.err, HasSubstr("cannot write to standard output: No space left"));
   }
+}
+
+// Who may not write to the store's directory reads it nevertheless, or is told what to do.
+TEST_F(ReadTest, AnotherUserReadsWhatHeMayNotWrite) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can be somebody else";
+  }
+  namespace fs = std::filesystem;
+  const std::string store = directory_ / "store";
+  fs::permissions(directory_.path(), fs::perms(0755));
+  fs::permissions(store, fs::perms(0755));
+  for (const auto& entry : fs::directory_iterator(store)) {
+    fs::permissions(entry, fs::perms(0644));
+  }
+  constexpr uid_t kSomebody = 20001;
+  const auto as_somebody = [&](const std::string& call, int status, const Text& out,
+                               const Text& err) {
+    EXPECT_EQ(0, result_of([&] {
+                if (setgid(kSomebody) != 0 || setuid(kSomebody) != 0) {
+                  return 1;
+                }
+                expect(call, status, out, err);
+                return HasFailure() ? 1 : 0;
+              }))
+        << call;
+  };
+  const std::vector<std::string> before = listing(store);
+  as_somebody("search @store mendia zuria", 0, "u:1\nu:2\n", "");
+  as_somebody("lookup @store --form Etxe", 0, "u:1\n", "");
+  as_somebody("show @store u:old", 0, HasSubstr("id: 6\n"), "");
+  as_somebody("stats @store", 0, HasSubstr("articles 5\n"), "");
+  as_somebody("index @store @store", 1, "", HasSubstr("Permission denied"));
+  EXPECT_EQ(before, listing(store));
+  // A writer has been killed.
+  fs::remove(store + "/fenra.gate");
+  write("store/fenra.journal", "");
+  as_somebody("search @store etxe", 1, "",
+              AllOf(HasSubstr("have user 0 open it once, with: fenra tune " + store),
+                    HasSubstr("fenra backup " + store)));
+  expect("tune @store", 0, HasSubstr("cache"));
+  as_somebody("search @store mendia zuria", 1, "",
+              HasSubstr("fenra.gate: Permission denied; have its owner let you read the store"));
+  fs::permissions(store + "/fenra.gate", fs::perms(0644));
+  as_somebody("search @store mendia zuria", 0, "u:1\nu:2\n", "");
 }
 
 TEST_F(ReadTest, ReadersLeaveAloneWhatIsNoStore) {
