@@ -94,7 +94,8 @@ TEST_F(BackupTest, LeavesNothingOfAFailure) {
   std::string damaged = file;
   damaged.replace(damaged.size() - 4096 + 20, 40, 40, '\x7f');
   directory.write("backup/fenra.index", damaged);
-  EXPECT_NE(backUp(target, root + "/second"), 0);
+  // Apart: Berkeley DB loses some memory when a recovery fails.
+  EXPECT_EQ(result_of([this] { return backUp(target, root + "/second") != 0 ? 7 : 0; }), 7);
   EXPECT_FALSE(fs::exists(root + "/second"));
   EXPECT_FALSE(fs::exists(root + "/second" + BUILD_SUFFIX));
 }
