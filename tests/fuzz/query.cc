@@ -1,5 +1,5 @@
-// Queries of any bytes over generated pages, against sets of lemmas computed by
-// plain code.
+// Queries of any bytes over generated pages: words against sets of lemmas computed by plain
+// code, and the query language, whose answers ascend and whose marks are in the text.
 //
 // An input is a query, up to its first zero byte. Its bytes from 0x80 to 0xEF stand
 // for the words of the pages, so that random queries have answers.
@@ -14,6 +14,7 @@
 
 #include "facade/fenra.h"
 #include "lexicon/ostren_ffst.h"
+#include "query/articledb_query.h"
 #include "tests/fuzz/check.h"
 #include "tests/support/temporary_directory.h"
 
@@ -145,6 +146,49 @@ Strings words_of(const std::string& query) {
   return words;
 }
 
+using Query = std::unique_ptr<ArticledbQuery, void (*)(ArticledbQuery*)>;
+using Marker = std::unique_ptr<ArticledbQueryMarker, void (*)(ArticledbQueryMarker*)>;
+
+void check_marks(const Query& query, ArticledbDb* db, const std::string& text) {
+  const Marker marker(articledb_query_marker_new(query.get(), db), articledb_query_marker_free);
+  FUZZ_CHECK(marker != nullptr);
+  const auto length = static_cast<guint32>(text.size());
+  ArticledbQueryRange window = {};
+  const ArticledbQueryRange* ranges = nullptr;
+  guint32 count = 0;
+  FUZZ_CHECK(articledb_query_snippet(marker.get(), text.data(), length, length / 2, &window,
+                                     &ranges, &count) == 0);
+  guint32 at = window.begin;
+  for (guint32 i = 0; i < count; ++i) {
+    FUZZ_CHECK(at <= ranges[i].begin && ranges[i].begin < ranges[i].end);
+    at = ranges[i].end;
+  }
+  FUZZ_CHECK(at <= window.end && window.end <= length);
+}
+
+void check_language(const FenraData& data, const char* rules, const std::string& text) {
+  ArticledbQuery* parsed = nullptr;
+  ArticledbQueryError error = {};
+  const int status =
+      articledb_query_parse(text.data(), static_cast<guint32>(text.size()),
+                            articledb_rules_by_name(rules), data.lemmatizer, &parsed, &error);
+  FUZZ_CHECK(status >= 0 && (status == 0) == (parsed != nullptr));
+  if (parsed == nullptr) {
+    FUZZ_CHECK(error.position <= text.size() && g_utf8_validate(error.reason, -1, nullptr));
+    return;
+  }
+  const Query query(parsed, articledb_query_free);
+  OstrenGenerator* const stream = articledb_query_generator_new(parsed, data.db);
+  void* item = nullptr;
+  guint64 last = 0;
+  while (ostren_generator_next(stream, &item) == 1) {
+    FUZZ_CHECK(*static_cast<const guint64*>(item) > last);
+    last = *static_cast<const guint64*>(item);
+  }
+  FUZZ_CHECK(ostren_generator_free(stream) == 0);
+  check_marks(query, data.db, text + " Etxeak eta mendiak. etxea " + text);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -165,5 +209,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   FUZZ_CHECK(results->next() == nullptr);
   FUZZ_CHECK(found == collection.expected(words));
+  for (const char* rules : {ARTICLEDB_RULES_PLAIN, ARTICLEDB_RULES_WEB}) {
+    check_language(*collection.data(), rules, query);
+  }
   return 0;
 }

@@ -19,7 +19,7 @@ OstrenGenerator* cutPlainly(OstrenGenerator* left, OstrenGenerator* right) {
   return ostren_sorted_generator_cutter_new(left, right, guint64_cmp);
 }
 
-// A random composition; the same one for the same seed, whatever its cutters are.
+// A random composition; the same one for the same seed, whatever its cutters and substractors are.
 class Composition {
  public:
   Composition(ArticledbDb* db, const Strings& forms, const Strings& lemmas, unsigned seed, Cut cut)
@@ -61,8 +61,13 @@ class Composition {
     OstrenGenerator* left = make(depth - 1);
     OstrenGenerator* right = make(depth - 1);
     return kind == 6   ? articledb_guint64_unioner_new(left, right)
-           : kind == 7 ? articledb_guint64_substractor_new(left, right)
+           : kind == 7 ? subtract(left, right)
                        : cut_(left, right);
+  }
+
+  OstrenGenerator* subtract(OstrenGenerator* left, OstrenGenerator* right) const {
+    return cut_ == cutPlainly ? ostren_sorted_generator_substractor_new(left, right, guint64_cmp)
+                              : articledb_guint64_substractor_new(left, right);
   }
 
   // Ids with repetitions; in one of three scripts with failures among them.
