@@ -189,10 +189,10 @@ class ResultPrinter {
       print_line(article.url);
       return;
     }
-    const std::optional<std::string> text = reader_.current_text(id);
-    const Snippet snippet = snippets_->of(text ? *text : "");
+    const std::string text = reader_.current_text(id).value_or("");
+    const Snippet snippet = snippets_->of(text);
     if (options_.json) {
-      print_line(article_json(id, article, text ? *text : "")
+      print_line(article_json(id, article, text)
                      .add_text("snippet", snippet.text)
                      .add_ranges("matches", character_ranges(snippet.text, snippet.matches))
                      .line());
