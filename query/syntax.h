@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "query/articledb_query.h"
+#include "query/scanner.h"
 #include "query/word.h"
 
 namespace ostren::fenra::query {
@@ -37,13 +38,6 @@ struct Node {
 struct Syntax {
   std::vector<Term> terms;
   Node root;
-};
-
-// The reason is a sentence for people.
-struct SyntaxError {
-  size_t position;
-  std::string reason;
-  bool no_word = false;
 };
 
 // Throws SyntaxError.
