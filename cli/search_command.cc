@@ -70,7 +70,7 @@ Query read_query(const std::string& text, const ArticledbRules& rules, void* lem
 // ---- what the words were taken for ----
 
 std::string meaning(const ArticledbQueryTerm& term) {
-  const std::string form = term.form;
+  std::string form = term.form;
   switch (term.kind) {
     case ARTICLEDB_QUERY_LEMMA:
       return "lemma " + std::string(term.lemma);
