@@ -73,18 +73,19 @@ class Scanner {
     return !is_next("OR") && !is_next("AND") && !at_end() && query_[at_] != ')';
   }
 
-  // The letters that come next, with a colon and a value behind them; empty otherwise, and where
-  // the colon is that of a web address.
+  // The letters that come next with a colon behind them, unless that is a web address's; empty
+  // otherwise.
   Piece field() const {
     size_t end = at_;
     while (end < query_.size() && g_ascii_isalpha(query_[end])) {
       ++end;
     }
-    const size_t length = end - at_;
-    const bool has_value = !ends_piece(peek(length + 1)) || peek(length + 1) == '"';
-    return peek(length) == ':' && has_value && query_.substr(end, 3) != "://" ? Piece{at_, end}
-                                                                              : Piece{at_, at_};
+    return peek(end - at_) == ':' && query_.substr(end, 3) != "://" ? Piece{at_, end}
+                                                                    : Piece{at_, at_};
   }
+
+  // Whether a value begins so many bytes further.
+  bool is_value_next(size_t ahead) const { return !ends_piece(peek(ahead)) || peek(ahead) == '"'; }
 
   // All up to the next blank, parenthesis or quote.
   Piece read_piece() {

@@ -117,14 +117,14 @@ class Parser {
       case '"':
         return parse_phrase();
       case '=':
-        if (!Scanner::ends_piece(in_.peek(1)) || in_.peek(1) == '"') {
+        if (in_.is_value_next(1)) {
           const size_t begin = in_.at();
           in_.skip(1);
           return add_form(begin, in_.read_value());
         }
         return parse_words();
       default:
-        return in_.bytes(in_.field()).empty() ? parse_words() : parse_field();
+        return is_field() ? parse_field() : parse_words();
     }
   }
 
@@ -165,15 +165,29 @@ class Parser {
     return add(std::move(term));
   }
 
+  static bool is_known(std::string_view name) {
+    return name == FORM_FIELD || name == SOURCE_FIELD || name == DATE_FIELD;
+  }
+
+  // A word with a colon behind it is a word.
+  bool is_field() const {
+    const std::string_view name = in_.bytes(in_.field());
+    return is_known(name) || (!name.empty() && in_.is_value_next(name.size() + 1));
+  }
+
   Result parse_field() {
     const Piece field = in_.field();
     const std::string_view name = in_.bytes(field);
-    if (name != FORM_FIELD && name != SOURCE_FIELD && name != DATE_FIELD) {
+    if (!is_known(name)) {
       fail(field.begin,
            "there is no field " + in_.shown(field) +
                "; form:, source: and date: are known; for the words leave out the colon");
     }
     in_.skip(name.size() + 1);
+    if (!in_.is_value_next(0)) {
+      fail(field.begin, "there is nothing behind " + std::string(name) +
+                            ":; write it there without a blank, or leave out the colon");
+    }
     const Piece value = in_.read_value();
     if (name == FORM_FIELD) {
       return add_form(field.begin, value);

@@ -257,6 +257,7 @@ TEST_F(QueryTest, WhatIsNoQueryIsToldAtItsPlace) {
       {"etxe AND OR mendi", "5: AND stands between"},
       {"AND", "0: AND stands between"},
       {"etxe NOT", "5: NOT stands before"},
+      {"etxe date: 2009", "5: there is nothing behind date:"},
       {"date:2009..2008", "5: '2009..2008' is no date"},
       {"date:..", "5: '..' is no date"},
       {"date:20091", "5: '20091' is no date"},
