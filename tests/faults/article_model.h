@@ -92,8 +92,8 @@ class ArticleModel {
   }
 
   // While nobody writes: each URL shows its last version, acknowledged or in flight, or nothing
-  // when that was a deletion, and all
-  // words have the answers of these. A URL of which nothing was acknowledged shows anything.
+  // when that was a deletion, and all words have the answers of these. A URL that may show nothing,
+  // since nothing was acknowledged of it or it was deleted, may show an article half written.
   // Returns the ids of the others.
   std::vector<uint64_t> expect_all(ArticledbDb* db) const {
     std::vector<uint32_t> versions(kUrls);
@@ -258,7 +258,8 @@ class ArticleModel {
 
   void read_acknowledged(ArticledbDb* db, uint32_t word, const Take& take) const {
     read(db, word, [&](const Shown& article) {
-      if (known_->acknowledged[article.url] != 0) {
+      const uint32_t acknowledged = known_->acknowledged[article.url];
+      if (acknowledged != 0 && !may_be_deleted(article.url, acknowledged - 1)) {
         take(article);
       }
     });
