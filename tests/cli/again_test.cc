@@ -2,18 +2,12 @@
 #include <signal.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "tests/cli/program.h"
 
 namespace cli_test {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 class AgainTest : public ProgramTest {
  protected:
@@ -29,8 +23,7 @@ class AgainTest : public ProgramTest {
     std::map<std::string, std::string> bytes;
     for (const std::string& name : listing(directory_ / "store")) {
       if (name == "fenra.index" || name.substr(0, 4) == "log.") {
-        std::ifstream file(directory_ / "store/" + name, std::ios::binary);
-        bytes[name] = {std::istreambuf_iterator<char>(file), {}};
+        bytes[name] = directory_.read("store/" + name);
       }
     }
     return bytes;

@@ -35,31 +35,24 @@ TEST_F(ReadTest, SearchesAndLookupsAnswerInTheOrderOfIds) {
   const std::pair<const char*, std::string> cases[] = {
       {"search @store etxearen", "u:2 " + long_ + " u:old"},
       {"search @store mendia zuria", "u:1 u:2"},
-      {"search @store mendia,_(zuria)!", "u:1 u:2"},
       {"search @store itsasoa", "u:3 " + long_ + " u:old"},
       {"search @store itsasoa --limit 1", "u:3"},
       {"search @store itsasoa --count", "3"},
       {"search @store itsasoa --count --limit 2", "2"},
-      {"search @store itsasoa zuria", ""},
       {"search @store itsasoa zuria --count", "0"},
       // Names of subcommands and what the parser takes for its own.
       {"search @store index", ""},
       {"search @store [itsasoa,zuria]", ""},
       {"search @store ++ urdina", "u:3"},
-      {"lookup @store --form etxeak", "u:2"},
-      {"lookup @store --form etxe", ""},
       {"lookup @store --form Etxe", "u:1"},
       {"lookup @store --lemma etxe", "u:2 " + long_ + " u:old"},
-      {"lookup @store --source Argia", "u:1"},
       {"lookup @store --source Berria", "u:2 " + long_},
       {"lookup @store --source .", "u:old"},
       {"lookup @store --date 20090315", "u:1 u:2"},
       {"lookup @store --date 20090101", ""},
       {"lookup @store --trigram Etxe_zuria_mendian", "u:1"},
       {"lookup @store --trigram _etxea_mendia__itsasoa_", long_ + " u:old"},
-      {"lookup @store --trigram-prefix zuria_mendian", "u:1"},
       {"lookup @store --trigram-prefix mendiko", "u:2"},
-      {"lookup @store --trigram-prefix mendi", ""},
       {"lookup @store --trigram-prefix mendiko_etxeak_zuriak", "u:2"},
   };
   for (const auto& [call, urls] : cases) {
@@ -157,13 +150,14 @@ TEST_F(ReadTest, AnotherUserReadsWhatHeMayNotWrite) {
   };
   const std::vector<std::string> before = listing(store);
   as_somebody("search @store mendia zuria", 0, "u:1\nu:2\n", "");
-  as_somebody("lookup @store --form Etxe", 0, "u:1\n", "");
   as_somebody("show @store u:old", 0, HasSubstr("id: 6\n"), "");
   as_somebody("stats @store", 0, HasSubstr("articles 5\n"), "");
   as_somebody("index @store @store", 1, "", HasSubstr("Permission denied"));
   EXPECT_EQ(before, listing(store));
-  // A writer has been killed.
+  // Where the machine has been started anew, the log is read.
   fs::remove(store + "/fenra.gate");
+  as_somebody("stats @store", 0, HasSubstr("articles 5\n"), "");
+  // A writer has been killed.
   write("store/fenra.journal", "");
   as_somebody("search @store etxe", 1, "",
               AllOf(HasSubstr("have user 0 open it once, with: fenra tune " + store),

@@ -1,5 +1,4 @@
 // The rules of words, from outside.
-#include "store/articledb.h"
 #include "tests/cli/program.h"
 
 namespace cli_test {
@@ -55,15 +54,6 @@ TEST_F(RulesTest, AreThoseOfTheStoreForEveryCommand) {
   expect_web("@bulk");
   expect("rebuild @bulk @new", 0, StartsWith("indexed 3,"));
   expect_web("@new");
-}
-
-TEST_F(RulesTest, AStoreWhoseMakingWasCutShortGetsThem) {
-  std::filesystem::create_directory(directory_ / "cut");
-  ArticledbDb* db = articledb_db_new();
-  ASSERT_EQ(0, articledb_db_open(db, (directory_ / "cut").c_str()));
-  ASSERT_EQ(0, articledb_db_close(db));
-  expect("index @cut --list -", 0, StartsWith("indexed 3,"), "", list_);
-  expect_web("@cut");
 }
 
 TEST_F(RulesTest, OnlyARebuiltStoreHasOthers) {

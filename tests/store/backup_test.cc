@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ostren::fenra::store::BUILD_SUFFIX;
-using testing::HasSubstr;
 
 class BackupTest : public StoreTest {
  protected:

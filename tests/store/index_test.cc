@@ -105,18 +105,6 @@ class UnchangedTest : public IndexTest {
     return unchanged(Metadata(values), {tokens});
   }
 
-  std::map<std::string, std::string> files() const {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : std::filesystem::directory_iterator(path)) {
-      const std::string name = entry.path().filename();
-      if (name == "fenra.index" || name.substr(0, 4) == "log.") {
-        std::ifstream file(entry.path(), std::ios::binary);
-        all[name] = {std::istreambuf_iterator<char>(file), {}};
-      }
-    }
-    return all;
-  }
-
   static inline const Strings kTokens = {"bat", "bi", "hiru", "bat", "bi", "lau"};
 };
 
@@ -201,17 +189,6 @@ TEST_F(UnchangedTest, WhatWasCutShortIsNotWhole) {
     EXPECT_EQ(unchanged(values, first), 1) << length;
     EXPECT_EQ(unchanged(values, words), 0) << length;
   }
-}
-
-TEST_F(UnchangedTest, AskingWritesNothing) {
-  ASSERT_EQ(index("u", kTokens), 0);
-  reopen();
-  close();
-  const auto before = files();
-  open();
-  EXPECT_EQ(unchanged(articleValues("u")), 1);
-  close();
-  EXPECT_EQ(files() == before, true);
 }
 
 TEST_F(IndexTest, LemmatizerMayGiveNoneOrSeveralLemmas) {

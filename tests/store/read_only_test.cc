@@ -1,6 +1,5 @@
 // Stores that are only read.
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -11,8 +10,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing::HasSubstr;
-using testing::SizeIs;
 
 class ReadOnlyTest : public StoreTest {
  protected:
@@ -152,38 +149,6 @@ TEST_F(ReadOnlyTest, BadFilesAreRefused) {
     directory.write(std::string("store") + name, std::string(8192, '\x5a'));
   }
   expectRefusal(EINVAL, "bytes are no databases, or damaged");
-}
-
-TEST_F(ReadOnlyTest, AnotherUserNeedsPermissionToReadOnly) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can be somebody else";
-  }
-  constexpr uid_t SOMEBODY = 20001;
-  const auto as_somebody = [this](int wanted) {
-    EXPECT_EQ(result_of([&] {
-                if (setgid(SOMEBODY) != 0 || setuid(SOMEBODY) != 0 || openReadOnly() != wanted) {
-                  return 1;
-                }
-                if (wanted == 0) {
-                  expectAnswers();
-                }
-                close();
-                return HasFailure() ? 1 : 0;
-              }),
-              0);
-  };
-  for (const auto& entry : fs::directory_iterator(path)) {
-    ASSERT_EQ(chmod(entry.path().c_str(), 0644), 0);
-  }
-  ASSERT_EQ(chmod(root.c_str(), 0755), 0);
-  as_somebody(EACCES);
-  ASSERT_EQ(chmod(path.c_str(), 0755), 0);
-  as_somebody(0);
-  // Where the machine has been started anew, the log is read.
-  ASSERT_EQ(chmod((path + "/fenra.gate").c_str(), 0600), 0);
-  as_somebody(EACCES);
-  fs::remove(path + "/fenra.gate");
-  as_somebody(0);
 }
 
 }  // namespace
