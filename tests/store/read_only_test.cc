@@ -122,6 +122,7 @@ TEST_F(ReadOnlyTest, TakesOnlyWhatWasClosedInOrder) {
   // Without the mark of this machine the log tells; a bulk-built store and a backup have none.
   const std::string copy = root + "/copy";
   fs::copy(path, copy);
+  fs::remove(copy + "/fenra.gate");
   const std::string backup = root + "/backup";
   EXPECT_EQ(articledb_backup(path.c_str(), backup.c_str(), nullptr, nullptr, nullptr), 0);
   for (const std::string& name : {copy, backup}) {
