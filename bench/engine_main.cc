@@ -3,11 +3,14 @@
 //   ENGINE VARIANT bulk STORE LIST [CACHE_MB]      makes a store of the listed articles
 //   ENGINE VARIANT append STORE LIST [CACHE_MB]    adds them one by one, each on disk
 //   ENGINE VARIANT mixed STORE LIST [CACHE_MB]     the same, and asks for words of each
-//   ENGINE VARIANT query STORE QUERIES [CACHE_MB]  answers lines CLASS<tab>USE<tab>WORD[ WORD]...
+//   ENGINE VARIANT query STORE QUERIES [CACHE_MB]  answers lines CLASS<tab>USE<tab>QUERY
+//   ENGINE VARIANT ten STORE QUERIES [CACHE_MB]    finds the first ten answers of each
 //   ENGINE VARIANT open STORE [CACHE_MB]           opens the store
 //
-// LIST has lines URL<tab>MIME<tab>PATH; USE is "warm" or "measure". All but bulk, which is timed
-// from outside, print lines of numbers, as described at the functions.
+// LIST has lines URL<tab>MIME<tab>PATH, or behind these <tab>DATE<tab>SOURCE; USE is "warm" or
+// "measure". A QUERY has words with blanks between, "WORDS IN A ROW", date:FIRST..LAST and
+// source:SOURCE. All but bulk, which is timed from outside, print lines of numbers, as described
+// at the functions.
 #include <algorithm>
 #include <cctype>
 #include <chrono>
@@ -31,6 +34,8 @@ using Clock = std::chrono::steady_clock;
 constexpr double kWarmingSeconds = 0.25;
 constexpr double kMeasuringSeconds = 2.5;
 
+constexpr size_t kFirstAnswers = 10;
+
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
@@ -45,10 +50,15 @@ std::ifstream open_file(const std::string& path) {
 
 void for_each_article(const std::string& list, const std::function<void(const Article&)>& visit) {
   std::ifstream lines = open_file(list);
-  Article article;
-  std::string path;
-  while (std::getline(lines, article.url, '\t') && std::getline(lines, article.mime, '\t') &&
-         std::getline(lines, path)) {
+  std::string line;
+  while (std::getline(lines, line)) {
+    std::istringstream fields(line);
+    Article article;
+    std::string path;
+    for (std::string* field : {&article.url, &article.mime, &path, &article.date}) {
+      std::getline(fields, *field, '\t');
+    }
+    std::getline(fields, article.source);
     std::ifstream file = open_file(path);
     article.text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     visit(article);
@@ -75,14 +85,12 @@ void bulk(Engine& engine, const std::string& list) {
   engine.commit();
 }
 
-using Query = std::vector<std::string>;
-
 // Some words of a text, as a query: letters of ASCII only, which every engine takes for a
 // part of a word.
-Query words_of(const std::string& text) {
+std::vector<std::string> words_of(const std::string& text) {
   constexpr size_t kWords = 2;
   constexpr size_t kLeastLength = 6;
-  Query words;
+  std::vector<std::string> words;
   std::string word;
   for (size_t i = text.find(' ', text.size() / 2); i < text.size() && words.size() < kWords; ++i) {
     if (std::isspace(static_cast<unsigned char>(text[i])) == 0) {
@@ -107,12 +115,15 @@ void append(std::unique_ptr<Engine> engine, const std::string& list, bool asking
   for_each_article(list, [&](const Article& article) { articles.push_back(article); });
   std::vector<double> times;
   for (const Article& article : articles) {
-    const Query query = asking ? words_of(article.text) : Query();
-    bool found = query.empty();
+    Query query;
+    if (asking) {
+      query.words = words_of(article.text);
+    }
+    bool found = query.words.empty();
     const Clock::time_point start = Clock::now();
     engine->add(article);
     engine->commit();
-    if (!query.empty()) {
+    if (!query.words.empty()) {
       engine->search(query, [&](const char* url, size_t length) {
         found = found || article.url.compare(0, std::string::npos, url, length) == 0;
       });
@@ -159,7 +170,28 @@ struct QueryClass {
   std::vector<Query> measured;
 };
 
-std::map<std::string, QueryClass> read_queries(const std::string& path) {
+Query read_query(const std::string& line) {
+  Query query;
+  query.line = line;
+  query.in_a_row = line[0] == '"';
+  std::istringstream tokens(query.in_a_row ? line.substr(1, line.size() - 2) : line);
+  const std::string date = "date:";
+  const std::string source = "source:";
+  const size_t digits = 8;
+  for (std::string token; tokens >> token;) {
+    if (token.rfind(date, 0) == 0) {
+      query.first_date = token.substr(date.size(), digits);
+      query.last_date = token.substr(token.size() - digits);
+    } else if (token.rfind(source, 0) == 0) {
+      query.source = token.substr(source.size());
+    } else {
+      query.words.push_back(token);
+    }
+  }
+  return query;
+}
+
+std::map<std::string, QueryClass> read_queries(const std::string& path, size_t most_answers) {
   std::map<std::string, QueryClass> classes;
   std::ifstream lines = open_file(path);
   std::string name;
@@ -167,19 +199,18 @@ std::map<std::string, QueryClass> read_queries(const std::string& path) {
   std::string line;
   while (std::getline(lines, name, '\t') && std::getline(lines, use, '\t') &&
          std::getline(lines, line)) {
-    std::istringstream words(line);
+    Query query = read_query(line);
+    query.most_answers = most_answers;
     QueryClass& queries = classes[name];
-    (use == "warm" ? queries.warming : queries.measured)
-        .emplace_back(std::istream_iterator<std::string>(words),
-                      std::istream_iterator<std::string>());
+    (use == "warm" ? queries.warming : queries.measured).push_back(std::move(query));
   }
   return classes;
 }
 
 // Prints for each class, of its measured queries when they are asked first and when the same
 // ones are asked again: "first" or "again", name, times of the queries, answers.
-void query(Engine& engine, const std::string& queries_file) {
-  for (const auto& [name, queries] : read_queries(queries_file)) {
+void query(Engine& engine, const std::string& queries_file, size_t most_answers) {
+  for (const auto& [name, queries] : read_queries(queries_file, most_answers)) {
     size_t hits = 0;
     run_queries(engine, queries.warming, kWarmingSeconds, &hits);
     for (const char* asked : {"first", "again"}) {
@@ -211,8 +242,8 @@ int run(const std::vector<std::string>& arguments) {
     bulk(*engine, arguments.at(4));
   } else if (action == "append" || action == "mixed") {
     append(std::move(engine), arguments.at(4), action == "mixed");
-  } else if (action == "query") {
-    query(*engine, arguments.at(4));
+  } else if (action == "query" || action == "ten") {
+    query(*engine, arguments.at(4), action == "ten" ? kFirstAnswers : SIZE_MAX);
   } else {
     throw std::runtime_error("unknown action " + action);
   }

@@ -1,5 +1,7 @@
 // fenra, through its classes: index() for every article, lookup() for every query.
-// Its cache is set by the DB_CONFIG file of the store. The variants are rules of words.
+// Its cache is set by the DB_CONFIG file of the store. The variants are rules of words, and
+//   language   an existing store is asked in the query language
+#include <fenra/articledb_query.h>
 #include <fenra/fenra.h>
 
 #include <stdexcept>
@@ -11,7 +13,16 @@ namespace {
 
 using ostren::fenra::Fenra;
 using ostren::fenra::FENRA_NO_ERROR;
+using ostren::fenra::FenraData;
 using ostren::fenra::ResultIterator;
+using ostren::fenra::ResultIteratorBasic;
+using ostren::fenra::TmpFile;
+
+void visit_urls(ResultIterator& results, size_t most, const Engine::Visit& visit) {
+  for (const char* url = nullptr; most > 0 && (url = results.next()) != nullptr; --most) {
+    visit(url, strlen(url));
+  }
+}
 
 class FenraEngine : public Engine {
  public:
@@ -30,19 +41,55 @@ class FenraEngine : public Engine {
 
   void commit() override {}  // index() returns when the article is on disk
 
-  void search(const std::vector<std::string>& words, const Visit& visit) override {
-    std::string query;
-    for (const std::string& word : words) {
-      query += word + ' ';
+  void search(const Query& query, const Visit& visit) override {
+    std::string line;
+    for (const std::string& word : query.words) {
+      line += word + ' ';
     }
-    const std::unique_ptr<ResultIterator> results(fenra_->lookup(query.c_str()));
-    while (const char* url = results->next()) {
-      visit(url, strlen(url));
-    }
+    const std::unique_ptr<ResultIterator> results(fenra_->lookup(line.c_str()));
+    visit_urls(*results, query.most_answers, visit);
   }
 
  private:
   std::unique_ptr<Fenra> fenra_;
+};
+
+class LanguageEngine : public Engine {
+ public:
+  explicit LanguageEngine(const std::string& store)
+      : data_(new FenraData(store.c_str(), TmpFile(fstContent, fstContentSize).name())) {
+    data_->incRef();
+    if (data_->error() != FENRA_NO_ERROR) {
+      throw std::runtime_error("cannot open the store " + store);
+    }
+  }
+
+  void add(const Article&) override { throw std::runtime_error("the store is only asked"); }
+  void commit() override {}
+
+  void search(const Query& query, const Visit& visit) override {
+    ArticledbQuery* parsed = nullptr;
+    ArticledbQueryError error = {};
+    if (articledb_query_parse(query.line.data(), static_cast<guint32>(query.line.size()),
+                              data_->rules, data_->lemmatizer, &parsed, &error) != 0) {
+      throw std::runtime_error(query.line + ": " + error.reason);
+    }
+    const std::unique_ptr<ArticledbQuery, decltype(&articledb_query_free)> owner(
+        parsed, articledb_query_free);
+    OstrenGenerator* const ids = articledb_query_generator_new(parsed, data_->db);
+    if (ids == nullptr) {
+      throw std::runtime_error("the store failed at " + query.line);
+    }
+    ResultIteratorBasic results(ids, data_.get());
+    visit_urls(results, query.most_answers, visit);
+  }
+
+ private:
+  struct Release {
+    void operator()(FenraData* data) const { data->decRef(); }
+  };
+
+  std::unique_ptr<FenraData, Release> data_;
 };
 
 // Instances go by the rules that a store was made with.
@@ -60,6 +107,9 @@ void make_store(const std::string& store, const std::string& rules) {
 
 std::unique_ptr<Engine> open_engine(const std::string& variant, const std::string& store,
                                     Access access, size_t) {
+  if (variant == "language") {
+    return std::make_unique<LanguageEngine>(store);
+  }
   if (access == Access::BUILD) {
     make_store(store, variant);
   }

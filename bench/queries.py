@@ -76,6 +76,11 @@ def kinds_of_words(texts, lemmas_of, stems_of):
     return kinds
 
 
+def lines_of(name, queries):
+    return [f"{name}\t{('warm', 'measure')[number % 2]}\t{query}\n"
+            for number, query in enumerate(queries)]
+
+
 def write_queries(texts, lemmas_of, stems_of, seed, file):
     """Writes lines CLASS<tab>warm|measure<tab>WORDS for a collection of texts. The two
     functions make a dictionary from a list of words."""
@@ -94,6 +99,5 @@ def write_queries(texts, lemmas_of, stems_of, seed, file):
             if query is not None and frozenset(query) not in known:
                 known.add(frozenset(query))
                 queries.append(query)
-        lines += [f"{name}\t{('warm', 'measure')[number % 2]}\t{' '.join(query)}\n"
-                  for number, query in enumerate(queries)]
+        lines += lines_of(name, map(" ".join, queries))
     file.write_text("".join(lines))

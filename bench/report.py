@@ -4,6 +4,7 @@ usage: report.py RAW_RESULTS DIRECTORY
 """
 import collections
 import json
+import operator
 import pathlib
 import statistics
 import sys
@@ -13,8 +14,9 @@ import matplotlib
 matplotlib.use("svg")
 import matplotlib.pyplot as plt
 
-from run import (FENRA, FROM_HTML, LARGE_CACHE_MB, LEMMA_WORDS, ONE_BY_ONE, RUNNING_TEXT, SIDES,
-                 TRIGRAM_LETTER, WEB, WEB_CLASSES)
+import search
+from run import (FENRA, FORMAT, FROM_HTML, LARGE_CACHE_MB, LEMMA_WORDS, ONE_BY_ONE,
+                 RUNNING_TEXT, SIDES, TRIGRAM_LETTER, WEB, WEB_CLASSES)
 
 COLOURS = dict(zip([*SIDES, *ONE_BY_ONE], ("#b2182b", "#762a83", "#08519c", "#3182bd", "#9ecae1",
                                            "#31a354", "#a1d99b", "#ef8a62", "#c2a5cf")))
@@ -142,13 +144,13 @@ def append(results):
         "With a query of two of its words after each, which has to find it:\n", times("mixed")])
 
 
-def query(results, size):
-    sides = results.sides("query", collection=size)
+def query(results, size, measure="query"):
+    sides = results.sides(measure, collection=size)
     names = list(dict.fromkeys(record["query"] for record in results.records
-                               if record["measure"] == "query" and record["collection"] == size))
+                               if record["measure"] == measure and record["collection"] == size))
 
     def median(side, name, asked, field, unit=1.0):
-        return results.median("query", side, field, unit, collection=size, query=name,
+        return results.median(measure, side, field, unit, collection=size, query=name,
                               asked=asked)
 
     def hits(side, name):
@@ -160,7 +162,7 @@ def query(results, size):
     def rate(side, name, asked):
         counts = {other: median(other, name, asked, "queries") or 0 for other in sides}
         cut = "*" if 0 < counts[side] < max(counts.values()) else ""
-        return results.cell("query", side, "rate", collection=size, query=name,
+        return results.cell(measure, side, "rate", collection=size, query=name,
                             asked=asked) + cut
 
     def rates(asked):
@@ -178,6 +180,19 @@ def query(results, size):
         "The same queries asked again:\n", rates("again"),
         "Latency of a query, p50/p99, microseconds, never asked before:\n", latencies("first"),
         "Asked again:\n", latencies("again")])
+
+
+def narrowing(results):
+    """What a date range and a source add to the time of a query."""
+    def cell(side, answers, asked):
+        narrowed, alone = (results.values(answers, side, "p50", query=name, asked=asked)
+                           for name in (search.NARROWED, search.ALONE))
+        return number(statistics.median(map(operator.truediv, narrowed, alone)))
+
+    rows = [[f"{answers}, {what}", *(cell(side, answers, asked) for side in search.SIDES)]
+            for answers in search.ANSWERS
+            for asked, what in (("first", "never asked before"), ("again", "asked again"))]
+    return table(["", *search.SIDES], rows)
 
 
 def growth(results):
@@ -311,6 +326,13 @@ def page(results):
         query(results, scale["main"]),
         f"## Queries, {large} articles, {LARGE_CACHE_MB} MB of cache\n",
         query(results, scale["large"]),
+        f"## Phrases, and words with a date range and a source, {main} articles: first ten"
+        " answers\n",
+        query(results, scale["main"], "ten"),
+        "## The same: all answers\n",
+        query(results, scale["main"], "all"),
+        f"Time of \"{search.NARROWED}\" by that of \"{search.ALONE}\", medians of the queries:\n",
+        narrowing(results),
         "## Queries in a growing collection\n\nThe same queries, words drawn from the text,"
         " never asked before, default settings.\n\n![latency](latency.svg)\n",
         growth(results),
@@ -326,8 +348,17 @@ def page(results):
     return "\n".join(parts)
 
 
+def read_results(file):
+    raw = json.loads(pathlib.Path(file).read_text())
+    found = raw["conditions"].get("format")
+    if found != FORMAT:
+        sys.exit(f"report.py: {file} is of format {found}, this reads {FORMAT} only: measure anew"
+                 f" with scripts/bench, or take the report.py of {raw['conditions']['revision']}")
+    return raw
+
+
 def main():
-    results = Results(json.loads(pathlib.Path(sys.argv[1]).read_text()))
+    results = Results(read_results(sys.argv[1]))
     directory = pathlib.Path(sys.argv[2])
     directory.mkdir(parents=True, exist_ok=True)
     (directory / "README.md").write_text(page(results))

@@ -20,6 +20,7 @@ import time
 import zlib
 
 import queries
+import search
 
 SEED = 20090315
 
@@ -33,6 +34,8 @@ SIDES = {
     "SQLite": ("sqlite", "apart"),
     "SQLite, stored": ("sqlite", "stored"),
 }
+# Of the file of results: what reads it has to know all of its records and conditions.
+FORMAT = 2
 FENRA = "fenra"
 WEB = "fenra, web rules"
 # index() where others build at one go
@@ -114,7 +117,10 @@ class Bench:
             return run.stdout, seconds, peak / 1024
 
     def engine(self, side, action, *arguments):
-        program, variant = SIDES[ONE_BY_ONE.get(side, side)]
+        return self.program(SIDES[ONE_BY_ONE.get(side, side)], action, *arguments)
+
+    def program(self, program_and_variant, action, *arguments):
+        program, variant = program_and_variant
         return self.measured([self.build / "bench" / f"bench_{program}", variant, action,
                               *arguments])
 
@@ -307,12 +313,15 @@ class Bench:
                 asked_of = self.query_file_of_web(query_file) if side == WEB else query_file
                 output, _, peak = self.engine(side, "query", self.store(side, size), asked_of,
                                               *cache)
-                for line in output.splitlines():
-                    asked, line = line.split(" ", 1)
-                    name, count, seconds, p50, p99, hits = line.rsplit(None, 5)
-                    self.record(measure, side, repetition, collection=size, query=name,
-                                asked=asked, rate=int(count) / float(seconds), p50=float(p50), p99=float(p99),
-                                hits=int(hits) / int(count), queries=int(count), peak_mb=peak)
+                self.record_queries(measure, side, repetition, size, output, peak)
+
+    def record_queries(self, measure, side, repetition, size, output, peak):
+        for line in output.splitlines():
+            asked, line = line.split(" ", 1)
+            name, count, seconds, p50, p99, hits = line.rsplit(None, 5)
+            self.record(measure, side, repetition, collection=size, query=name, asked=asked,
+                        rate=int(count) / float(seconds), p50=float(p50), p99=float(p99),
+                        hits=int(hits) / int(count), queries=int(count), peak_mb=peak)
 
     def query_file_of_web(self, query_file):
         file = self.work / "queries-web"
@@ -332,6 +341,9 @@ class Bench:
         for side in (FENRA, WEB):
             self.set_cache(self.store(side, large))
         self.query("query", large, self.query_file(large), repetitions, LARGE_CACHE_MB)
+
+    def search(self):
+        search.measure(self, self.scale["main"], SEED)
 
     def set_cache(self, store):
         if not store.exists():
@@ -424,8 +436,8 @@ class Bench:
     def run(self):
         shutil.rmtree(self.stores, ignore_errors=True)
         self.stores.mkdir(parents=True)
-        for step in (self.make_collections, self.build_collections, self.query_all, self.append,
-                     self.open, self.lemmas, self.trigram_prefix, self.inner_loops):
+        for step in (self.make_collections, self.build_collections, self.query_all, self.search,
+                     self.append, self.open, self.lemmas, self.trigram_prefix, self.inner_loops):
             print(f"\n== {step.__name__.replace('_', ' ')}", flush=True)
             step()
         shutil.rmtree(self.stores)
@@ -469,6 +481,7 @@ class Bench:
             "load": os.getloadavg()[0],
             "versions": {package: version(package) for package in packages},
             "seed": SEED,
+            "format": FORMAT,
             "scale": self.scale,
             "bulk_known": self.bulk_known,
         }

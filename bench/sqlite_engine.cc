@@ -2,6 +2,8 @@
 // column of words gets the words' Snowball stems.
 //   apart    the full-text table has no content of its own; URLs and texts are in two
 //            ordinary tables
+//   dated    the same, with date and source, and for words in a row the texts themselves in
+//            another full-text table without content
 //   stored   URL, stems and text are columns of the full-text table
 #include <libstemmer.h>
 #include <sqlite3.h>
@@ -92,7 +94,7 @@ class Statement {
 class SqliteEngine : public Engine {
  public:
   SqliteEngine(const std::string& variant, const std::string& store, Access access, size_t cache_mb)
-      : apart_(variant == "apart") {
+      : dated_(variant == "dated"), apart_(dated_ || variant == "apart") {
     if (!apart_ && variant != "stored") {
       throw std::runtime_error("unknown variant " + variant);
     }
@@ -112,9 +114,12 @@ class SqliteEngine : public Engine {
       create();
     }
     if (access != Access::BUILD) {
-      search_ = statement(apart_ ? "SELECT url FROM words JOIN articles ON id = words.rowid "
-                                   "WHERE words MATCH ? ORDER BY words.rowid"
-                                 : "SELECT url FROM words WHERE words MATCH ? ORDER BY rowid");
+      search_ = apart_ ? search_in("words")
+                       : statement("SELECT url FROM words WHERE words MATCH ? ORDER BY rowid");
+    }
+    if (access != Access::BUILD && dated_) {
+      search_rows_ = search_in("forms");
+      search_dated_ = search_in("words", "AND date BETWEEN ? AND ? AND source = ?");
     }
     if (access != Access::READ) {
       prepare_writing();
@@ -128,6 +133,10 @@ class SqliteEngine : public Engine {
     }
     const std::string stems = stemmer_.stems(article.text);
     insert_article_->bind(1, article.url);
+    if (dated_) {
+      insert_article_->bind(2, article.date);
+      insert_article_->bind(3, article.source);
+    }
     if (!apart_) {
       insert_article_->bind(2, stems);
       insert_article_->bind(3, article.text);
@@ -142,6 +151,11 @@ class SqliteEngine : public Engine {
     insert_words_->bind(1, id);
     insert_words_->bind(2, stems);
     insert_words_->run();
+    if (dated_) {
+      insert_forms_->bind(1, id);
+      insert_forms_->bind(2, article.text);
+      insert_forms_->run();
+    }
   }
 
   void commit() override {
@@ -149,16 +163,23 @@ class SqliteEngine : public Engine {
     in_transaction_ = false;
   }
 
-  void search(const std::vector<std::string>& words, const Visit& visit) override {
-    std::string query;  // strings side by side: all of them
-    for (const std::string& word : words) {
-      query += '"' + stemmer_.stem(word) + "\" ";
+  void search(const Query& query, const Visit& visit) override {
+    std::string stems;  // strings side by side: all of them
+    for (const std::string& word : query.words) {
+      stems += '"' + stemmer_.stem(word) + "\" ";
     }
-    search_->bind(1, query);
-    while (search_->next_row()) {
-      visit(search_->text(), search_->size());
+    const bool dated = !query.first_date.empty();
+    Statement& search = *(query.in_a_row ? search_rows_ : dated ? search_dated_ : search_);
+    search.bind(1, query.in_a_row ? query.line : stems);
+    if (dated) {
+      search.bind(2, query.first_date);
+      search.bind(3, query.last_date);
+      search.bind(4, query.source);
     }
-    search_->reset();
+    for (size_t left = query.most_answers; left > 0 && search.next_row(); --left) {
+      visit(search.text(), search.size());
+    }
+    search.reset();
   }
 
  private:
@@ -169,11 +190,21 @@ class SqliteEngine : public Engine {
   }
   void run(const std::string& sql) { statement(sql)->run(); }
 
+  Prepared search_in(const std::string& table, const std::string& condition = "") {
+    return statement("SELECT url FROM " + table + " JOIN articles ON id = " + table +
+                     ".rowid WHERE " + table + " MATCH ? " + condition + " ORDER BY " + table +
+                     ".rowid");
+  }
+
   void create() {
     if (apart_) {
-      run("CREATE TABLE articles(id INTEGER PRIMARY KEY, url TEXT UNIQUE)");
+      run("CREATE TABLE articles(id INTEGER PRIMARY KEY, url TEXT UNIQUE" +
+          std::string(dated_ ? ", date TEXT, source TEXT)" : ")"));
       run("CREATE TABLE texts(id INTEGER PRIMARY KEY, text TEXT)");
       run("CREATE VIRTUAL TABLE words USING fts5(stems, content='', tokenize='ascii')");
+      if (dated_) {
+        run("CREATE VIRTUAL TABLE forms USING fts5(text, content='', tokenize='ascii')");
+      }
     } else {
       run("CREATE VIRTUAL TABLE words USING "
           "fts5(url UNINDEXED, stems, text UNINDEXED, tokenize='ascii')");
@@ -184,20 +215,26 @@ class SqliteEngine : public Engine {
     begin_ = statement("BEGIN IMMEDIATE");
     end_ = statement("COMMIT");
     if (apart_) {
-      insert_article_ = statement("INSERT INTO articles(url) VALUES(?)");
+      insert_article_ = statement(dated_ ? "INSERT INTO articles(url, date, source) VALUES(?, ?, ?)"
+                                         : "INSERT INTO articles(url) VALUES(?)");
       insert_text_ = statement("INSERT INTO texts VALUES(?, ?)");
       insert_words_ = statement("INSERT INTO words(rowid, stems) VALUES(?, ?)");
+      if (dated_) {
+        insert_forms_ = statement("INSERT INTO forms(rowid, text) VALUES(?, ?)");
+      }
     } else {
       insert_article_ = statement("INSERT INTO words VALUES(?, ?, ?)");
     }
   }
 
+  const bool dated_;
   const bool apart_;
   bool in_transaction_ = false;
   Stemmer stemmer_;
   std::unique_ptr<sqlite3, int (*)(sqlite3*)> database_{nullptr, sqlite3_close};
   // Finalized before the database is closed.
-  Prepared begin_, end_, insert_article_, insert_text_, insert_words_, search_;
+  Prepared begin_, end_, insert_article_, insert_text_, insert_words_, insert_forms_;
+  Prepared search_, search_rows_, search_dated_;
 };
 
 }  // namespace

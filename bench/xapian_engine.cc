@@ -2,9 +2,11 @@
 // generator makes them; a term of the URL keeps it unique.
 //   positions   positions of words; URL in a value slot; text in the document's data
 //   plain       the same without positions
+//   dated       positions, and the article's date in a value slot and its source as a term
 //   lean        no positions; the document's data is the URL, the text is not stored
 #include <xapian.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "bench/engine.h"
@@ -13,11 +15,16 @@ namespace bench {
 namespace {
 
 constexpr Xapian::valueno kUrlSlot = 0;
+constexpr Xapian::valueno kDateSlot = 1;
+constexpr char kSourcePrefix[] = "XS";
 
 class XapianEngine : public Engine {
  public:
   XapianEngine(const std::string& variant, const std::string& store, Access access)
-      : positions_(variant == "positions"), lean_(variant == "lean"), access_(access) {
+      : dated_(variant == "dated"),
+        positions_(dated_ || variant == "positions"),
+        lean_(variant == "lean"),
+        access_(access) {
     if (!positions_ && !lean_ && variant != "plain") {
       throw std::runtime_error("unknown variant " + variant);
     }
@@ -44,6 +51,10 @@ class XapianEngine : public Engine {
     if (!lean_) {
       document.add_value(kUrlSlot, article.url);
     }
+    if (dated_) {
+      document.add_value(kDateSlot, article.date);
+      document.add_boolean_term(kSourcePrefix + article.source);
+    }
     const std::string url_term = "Q" + article.url;
     document.add_boolean_term(url_term);
     if (access_ == Access::APPEND) {
@@ -55,16 +66,14 @@ class XapianEngine : public Engine {
 
   void commit() override { writer_.commit(); }
 
-  void search(const std::vector<std::string>& words, const Visit& visit) override {
-    std::vector<std::string> terms;
-    for (const std::string& word : words) {
-      terms.push_back("Z" + stemmer_(word));
-    }
+  void search(const Query& query, const Visit& visit) override {
     Xapian::Enquire enquire(reader_);
     enquire.set_weighting_scheme(Xapian::BoolWeight());
     enquire.set_docid_order(Xapian::Enquire::ASCENDING);
-    enquire.set_query(Xapian::Query(Xapian::Query::OP_AND, terms.begin(), terms.end()));
-    const Xapian::MSet found = enquire.get_mset(0, reader_.get_doccount());
+    enquire.set_query(xapian_query(query));
+    const Xapian::MSet found =
+        enquire.get_mset(0, static_cast<Xapian::doccount>(
+                                std::min<size_t>(query.most_answers, reader_.get_doccount())));
     if (lean_) {
       for (auto hit = found.begin(); hit != found.end(); ++hit) {
         const std::string url = hit.get_document().get_data();
@@ -82,6 +91,24 @@ class XapianEngine : public Engine {
   }
 
  private:
+  Xapian::Query xapian_query(const Query& query) const {
+    if (query.in_a_row) {
+      return {Xapian::Query::OP_PHRASE, query.words.begin(), query.words.end()};
+    }
+    std::vector<std::string> terms;
+    for (const std::string& word : query.words) {
+      terms.push_back("Z" + stemmer_(word));
+    }
+    if (!query.source.empty()) {
+      terms.push_back(kSourcePrefix + query.source);
+    }
+    const Xapian::Query all(Xapian::Query::OP_AND, terms.begin(), terms.end());
+    return query.first_date.empty() ? all
+                                    : all & Xapian::Query(Xapian::Query::OP_VALUE_RANGE, kDateSlot,
+                                                          query.first_date, query.last_date);
+  }
+
+  const bool dated_;
   const bool positions_;
   const bool lean_;
   const Access access_;
