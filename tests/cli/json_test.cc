@@ -84,7 +84,7 @@ TEST_F(JsonTest, ArticlesParseWhateverTheyHold) {
   const Result result = run("lookup @store --form etxe --json");
   EXPECT_EQ(result.err, "");
   // Readers of lines may take these for ends of one.
-  EXPECT_THAT(result.out, testing::Not(HasSubstr("\u2028")));
+  EXPECT_THAT(result.out, Not(testing::ContainsRegex("\u2028|\u2029|\u0085")));
   const std::vector<ordered_json> found = objects(result);
   ASSERT_EQ(found.size(), hostile().size());
   for (size_t i = 0; i < found.size(); ++i) {
