@@ -4,8 +4,8 @@
 //
 // Options and operands are taken as they stand. The library would split the text
 // "[a,b]" into two operands, take "++" for the end of a command's operands and "-ibai" for
-// options of one letter, but file names and words may look like that; so such arguments are shielded before it
-// sees them, and what is added here takes the shield off.
+// options of one letter, but file names and words may look like that; so such arguments are
+// shielded before it sees them, and what is added here takes the shield off.
 #ifndef FENRA_CLI_COMMAND_LINE_H
 #define FENRA_CLI_COMMAND_LINE_H
 

@@ -120,9 +120,8 @@ void Progress::note(const std::string& text) {
 }
 
 std::vector<std::pair<const char*, uint64_t>> Progress::summed_up() const {
-  std::vector<std::pair<const char*, uint64_t>> counts = {{"indexed", counts_.indexed},
-                                                          {"refused", counts_.refused},
-                                                          {"skipped", counts_.skipped}};
+  std::vector<std::pair<const char*, uint64_t>> counts = {
+      {"indexed", counts_.indexed}, {"refused", counts_.refused}, {"skipped", counts_.skipped}};
   if (counts_.unchanged) {
     counts.emplace_back("unchanged", *counts_.unchanged);
   }

@@ -60,12 +60,13 @@ FENRA_API void articledb_query_free(ArticledbQuery* query);
 
 // The ids of the articles that the query asks for, ascending. The caller owns the stream, and
 // frees it before the query and the store. Null when the store fails. Ids of articles that have
-// been replaced are among them, as in every id stream, except where a phrase is asked for.
+// been replaced may be among them, as in every id stream.
 //
 // Words, forms, phrases and sources are found while the stream is read, in articles that have been
 // indexed meanwhile too; date: and etxe* show the articles as of the call, which reads all keys
-// of an index for them. For a phrase the texts of all articles are read that have its words, or
-// of three words and more its trigrams; a text that cannot be read gives status 2.
+// of an index for them. For a phrase of two words, or of more than three, texts of articles that
+// have its words are read, those last that nothing else excludes; one that cannot be read gives
+// status 2.
 FENRA_API OstrenGenerator* articledb_query_generator_new(const ArticledbQuery* query,
                                                          ArticledbDb* db);
 

@@ -1,5 +1,6 @@
 #include "query/phrase.h"
 
+#include <algorithm>
 #include <set>
 
 #include "query/stream.h"
@@ -49,6 +50,12 @@ bool cut_with(ArticledbDb* db, LookUp look_up, const std::set<std::string>& keys
   return true;
 }
 
+bool all_fit_trigrams(const std::vector<std::string>& phrase) {
+  return std::all_of(phrase.begin(), phrase.end(), [](const std::string& token) {
+    return token.size() < TRIGRAM_BUILDER_WORD_SIZE;
+  });
+}
+
 }  // namespace
 
 PhraseMatcher::PhraseMatcher(const std::vector<std::string>& phrase)
@@ -81,6 +88,24 @@ OstrenGenerator* phrase_candidates(ArticledbDb* db, const std::vector<std::strin
       cut_with(db, articledb_db_trigram_lookup_generator_new, keys.trigrams, &stream) &&
       cut_with(db, articledb_db_form_lookup_generator_new, keys.forms, &stream);
   return found ? stream.release() : nullptr;
+}
+
+bool is_one_key(const std::vector<std::string>& phrase) {
+  return phrase.size() == 1 || (phrase.size() == TRIGRAM_BUILDER_WORDS && all_fit_trigrams(phrase));
+}
+
+bool begins_trigrams(const std::vector<std::string>& phrase) {
+  return phrase.size() == TRIGRAM_BUILDER_WORDS - 1 && all_fit_trigrams(phrase);
+}
+
+OstrenGenerator* articles_with_trigrams_of(ArticledbDb* db,
+                                           const std::vector<std::string>& phrase) {
+  std::string beginning;
+  for (const std::string& token : phrase) {
+    beginning.append(token.c_str(), token.size() + 1);
+  }
+  return articledb_db_trigram_lookup_generator_new(db, beginning.data(),
+                                                   static_cast<guint32>(beginning.size()));
 }
 
 }  // namespace ostren::fenra::query

@@ -40,6 +40,17 @@ class PhraseMatcher {
 // none. The caller owns the stream. Null when the store fails.
 OstrenGenerator* phrase_candidates(ArticledbDb* db, const std::vector<std::string>& phrase);
 
+// Whether all candidates have the phrase: it is one form, or one trigram.
+bool is_one_key(const std::vector<std::string>& phrase);
+
+// Whether trigrams begin with the phrase, wherever a word that they take is behind it: it is of
+// two such words.
+bool begins_trigrams(const std::vector<std::string>& phrase);
+
+// The articles that have a trigram which begins with such a phrase. The caller owns the stream.
+// Null when the store fails.
+OstrenGenerator* articles_with_trigrams_of(ArticledbDb* db, const std::vector<std::string>& phrase);
+
 }  // namespace ostren::fenra::query
 
 #endif  // FENRA_QUERY_PHRASE_H

@@ -1,5 +1,6 @@
 #include "query/query_stream.h"
 
+#include <iterator>
 #include <utility>
 
 #include "query/phrase.h"
@@ -44,6 +45,17 @@ Stream look_up(ArticledbDb* db, const Term& term) {
   return required(word_stream(db, term.word));
 }
 
+// What the articles of a term have to be asked for.
+Phrases phrases_of(ArticledbDb* db, const Term& term) {
+  Phrases phrases;
+  if (term.kind == ARTICLEDB_QUERY_PHRASE && !is_one_key(term.tokens)) {
+    phrases.push_back({&term.tokens, begins_trigrams(term.tokens)
+                                         ? required(articles_with_trigrams_of(db, term.tokens))
+                                         : nullptr});
+  }
+  return phrases;
+}
+
 Stream without(Stream left, Stream right) {
   return right == nullptr
              ? std::move(left)
@@ -83,14 +95,7 @@ class Builder {
     }
   }
 
-  Part of_term(const Term& term) {
-    Part part;
-    part.stream = look_up(db_, term);
-    if (term.kind == ARTICLEDB_QUERY_PHRASE && term.tokens.size() > 1) {
-      part.phrases.push_back(&term.tokens);
-    }
-    return part;
-  }
+  Part of_term(const Term& term) { return {look_up(db_, term), phrases_of(db_, term), false}; }
 
   // Texts are read last, for what all streams have left.
   Part all_of(std::vector<Part> parts) {
@@ -100,7 +105,7 @@ class Builder {
     for (Part& part : parts) {
       if (!part.others) {
         result.stream = cut(std::move(result.stream), std::move(part.stream));
-        result.phrases.insert(result.phrases.end(), part.phrases.begin(), part.phrases.end());
+        std::move(part.phrases.begin(), part.phrases.end(), std::back_inserter(result.phrases));
       } else if (part.phrases.empty()) {
         excluded = united(std::move(excluded), std::move(part.stream));
       } else {
@@ -112,8 +117,8 @@ class Builder {
     }
     result.stream = without(std::move(result.stream), std::move(excluded));
     if (!exclusions.empty()) {
-      result.stream.reset(text_check_new(db_, rules_, std::move(result.stream), result.phrases,
-                                         std::move(exclusions)));
+      result.stream.reset(text_check_new(db_, rules_, std::move(result.stream),
+                                         std::move(result.phrases), std::move(exclusions)));
       result.phrases.clear();
     }
     return result;
@@ -150,9 +155,9 @@ class Builder {
 
   // The articles of a part, or those that it has all others of.
   Stream checked(Part part) {
-    return part.phrases.empty()
-               ? std::move(part.stream)
-               : Stream(text_check_new(db_, rules_, std::move(part.stream), part.phrases, {}));
+    return part.phrases.empty() ? std::move(part.stream)
+                                : Stream(text_check_new(db_, rules_, std::move(part.stream),
+                                                        std::move(part.phrases), {}));
   }
 
   ArticledbDb* const db_;
@@ -164,10 +169,10 @@ class Builder {
 
 Stream term_stream(ArticledbDb* db, const ArticledbRules& rules, const Term& term) {
   Stream stream = look_up(db, term);
-  if (term.kind == ARTICLEDB_QUERY_PHRASE && term.tokens.size() > 1) {
-    stream.reset(text_check_new(db, rules, std::move(stream), {&term.tokens}, {}));
-  }
-  return stream;
+  Phrases phrases = phrases_of(db, term);
+  return phrases.empty()
+             ? std::move(stream)
+             : Stream(text_check_new(db, rules, std::move(stream), std::move(phrases), {}));
 }
 
 Stream query_stream(ArticledbDb* db, const ArticledbRules& rules, const Syntax& syntax) {

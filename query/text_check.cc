@@ -11,70 +11,146 @@
 namespace ostren::fenra::query {
 namespace {
 
-// Phrases that are looked for in one text at the same time.
+// Bytes that a character can add to a word by any rules: seven of those that Basque pages have
+// (up to U+024F, U+2000 to U+2FFF, U+FE00 to U+FE3F, U+1F000 to U+1FFFF), of which punctuation
+// is one or none, and 72 of any other.
+int most_word_bytes(std::string_view text, size_t at) {
+  const auto c = static_cast<unsigned char>(text[at]);
+  if (c < 0xC0) {
+    return c < 0x80 ? 1 : 0;  // counted with the byte that the character begins with
+  }
+  const std::string_view two = text.substr(at, 2);
+  if (two == "\xE2\x80") {
+    return 1;
+  }
+  return c <= 0xC8 || c == 0xE2 || two == "\xEF\xB8" || two == "\xF0\x9F" ? 7 : 72;
+}
+
+// Whether trigrams take all words of the text.
+bool all_words_fit_trigrams(std::string_view text) {
+  int length = 0;
+  for (size_t at = 0; at < text.size(); ++at) {
+    length = g_ascii_isspace(text[at]) ? 0 : length + most_word_bytes(text, at);
+    if (length >= TRIGRAM_BUILDER_WORD_SIZE) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The end of the text, from a blank on or all of it. It has the tokens that it has in the text.
+std::string_view tail_of(std::string_view text) {
+  constexpr size_t TAIL_BYTES = 512;
+  size_t begin = text.size() - std::min(text.size(), TAIL_BYTES);
+  while (begin > 0 && begin < text.size() && !g_ascii_isspace(text[begin])) {
+    ++begin;
+  }
+  return begin == text.size() ? text : text.substr(begin);
+}
+
+// Whether an ascending stream has ids.
+class Membership {
+ public:
+  explicit Membership(Stream stream) : stream_(std::move(stream)) {}
+
+  // Sets *has to whether it has the id, which is greater than those asked for before. False when
+  // it fails. Without a stream it has none.
+  bool has(guint64 id, bool* has) {
+    while (stream_ != nullptr && status_ == 1 && id_ < id) {
+      void* item = nullptr;
+      status_ = streams::pull_from(stream_.get(), id, &item);
+      id_ = status_ == 1 ? *static_cast<const guint64*>(item) : id_;
+    }
+    *has = stream_ != nullptr && status_ == 1 && id_ == id;
+    return status_ != 2;
+  }
+
+  bool has_stream() const { return stream_ != nullptr; }
+
+ private:
+  Stream stream_;
+  int status_ = 1;
+  guint64 id_ = 0;
+};
+
+// Phrases that are looked for in one article at the same time.
 class PhraseSearch {
  public:
-  explicit PhraseSearch(const Phrases& phrases) {
-    for (const std::vector<std::string>* phrase : phrases) {
-      matchers_.emplace_back(*phrase);
+  explicit PhraseSearch(Phrases phrases) {
+    for (Phrase& phrase : phrases) {
+      searches_.push_back({PhraseMatcher(*phrase.tokens), Membership(std::move(phrase.known))});
     }
   }
 
-  // Whether the text has all of them. False, too, for a text that the rules cannot read.
-  bool finds_all(const ArticledbRules& rules, const std::string& text) {
+  // Goes to an article. Sets *open to whether its text has to be read. False when a stream fails.
+  bool begin(guint64 id, bool* open) {
+    missing_ = 0;
+    all_known_ = true;
+    for (size_t i = 0; i < searches_.size(); ++i) {
+      bool known = false;
+      if (!searches_[i].known.has(id, &known)) {
+        return false;
+      }
+      if (!known) {
+        all_known_ = all_known_ && searches_[i].known.has_stream();
+        std::swap(searches_[i], searches_[missing_++]);
+      }
+    }
+    *open = missing_ > 0;
+    return true;
+  }
+
+  // Whether the text has those that are missing. False, too, for one that the rules cannot read.
+  bool finds_all(const ArticledbRules& rules, std::string_view text) {
+    if (all_known_ && all_words_fit_trigrams(text)) {
+      const std::string_view tail = tail_of(text);
+      constexpr int MOST_MISSED = TRIGRAM_BUILDER_WORDS - 1;
+      if (take_tokens(rules, tail) >= MOST_MISSED || tail.size() == text.size()) {
+        return missing_ == 0;
+      }
+    }
+    take_tokens(rules, text);
+    return missing_ == 0;
+  }
+
+ private:
+  struct Search {
+    PhraseMatcher matcher;
+    Membership known;
+  };
+
+  // Takes off what the tokens have. Returns how many tokens were read.
+  int take_tokens(const ArticledbRules& rules, std::string_view text) {
     const std::unique_ptr<void, void (*)(void*)> tokenizer(
         rules.tokenizer_new(text.data(), static_cast<int>(text.size())), rules.tokenizer_free);
-    for (PhraseMatcher& matcher : matchers_) {
-      matcher.restart();
+    for (Search& search : searches_) {
+      search.matcher.restart();
     }
-    // The first `missing` have not been found yet.
-    size_t missing = matchers_.size();
     const char* token = nullptr;
     int length = 0;
-    while (missing > 0 &&
+    int tokens = 0;
+    while (missing_ > 0 &&
            rules.next_token(tokenizer.get(), &token, &length) == ARTICLEDB_TOKEN_OK) {
-      for (size_t i = 0; i < missing;) {
-        if (matchers_[i].take({token, static_cast<size_t>(length)})) {
-          std::swap(matchers_[i], matchers_[--missing]);
+      ++tokens;
+      for (size_t i = 0; i < missing_;) {
+        if (searches_[i].matcher.take({token, static_cast<size_t>(length)})) {
+          std::swap(searches_[i], searches_[--missing_]);
         } else {
           ++i;
         }
       }
     }
-    return missing == 0;
+    return tokens;
   }
 
-  bool empty() const { return matchers_.empty(); }
-
- private:
-  std::vector<PhraseMatcher> matchers_;
+  std::vector<Search> searches_;
+  size_t missing_ = 0;  // the first so many have not been found in the article
+  bool all_known_ = true;
 };
 
-// An exclusion, and where its stream stands.
-class Excluder {
- public:
-  explicit Excluder(Exclusion exclusion)
-      : stream_(std::move(exclusion.stream)), search_(exclusion.phrases) {}
-
-  // Sets *has to whether the stream has the id, which is greater than those asked for before.
-  // False when it fails.
-  bool has(guint64 id, bool* has) {
-    while (status_ == 1 && id_ < id) {
-      void* item = nullptr;
-      status_ = streams::pull_from(stream_.get(), id, &item);
-      id_ = status_ == 1 ? *static_cast<const guint64*>(item) : id_;
-    }
-    *has = status_ == 1 && id_ == id;
-    return status_ != 2;
-  }
-
-  PhraseSearch& search() { return search_; }
-
- private:
-  Stream stream_;
-  PhraseSearch search_;
-  int status_ = 1;
-  guint64 id_ = 0;
+struct Excluder {
+  Membership articles;
+  PhraseSearch search;
 };
 
 struct TextCheck {
@@ -85,34 +161,50 @@ struct TextCheck {
   PhraseSearch wanted;
   std::vector<Excluder> excluders = {};
   guint64 id = 0;  // the element
+  bool has_read = false;
 
-  bool read_text(bool* is_there) {
-    const int status = reader.read(id);
-    *is_there = status == 0;
-    return status == 0 || status == STATUS_NOT_FOUND;
+  // Sets *finds to whether the article `id` has the phrases, and *is_there unless it has been
+  // replaced. False when something fails.
+  bool search(PhraseSearch* phrases, bool* finds, bool* is_there) {
+    bool open = false;
+    if (!phrases->begin(id, &open)) {
+      return false;
+    }
+    *finds = true;
+    if (!open) {
+      return true;
+    }
+    if (!has_read) {
+      const int status = reader.read(id);
+      *is_there = status == 0;
+      if (!*is_there) {
+        return status == STATUS_NOT_FOUND;
+      }
+      has_read = true;
+    }
+    *finds = phrases->finds_all(rules, reader.text());
+    return true;
   }
 
   // Sets *passes for the article `id`. False when something fails.
   bool check(bool* passes) {
-    bool read = !wanted.empty();
-    *passes = true;
-    if (read && !read_text(passes)) {
+    has_read = false;
+    bool is_there = true;
+    bool finds = false;
+    if (!search(&wanted, &finds, &is_there)) {
       return false;
     }
-    *passes = *passes && wanted.finds_all(rules, reader.text());
+    *passes = finds && is_there;
     for (Excluder& excluder : excluders) {
       bool has = false;
       if (!*passes) {
         break;
       }
-      if (!excluder.has(id, &has)) {
+      if (!excluder.articles.has(id, &has) ||
+          (has && !search(&excluder.search, &finds, &is_there))) {
         return false;
       }
-      if (has && !read && !read_text(passes)) {
-        return false;
-      }
-      read = read || has;
-      *passes = *passes && !(has && excluder.search().finds_all(rules, reader.text()));
+      *passes = is_there && !(has && finds);
     }
     return true;
   }
@@ -152,12 +244,14 @@ int text_check_free(OstrenGenerator* gener) {
 }  // namespace
 
 OstrenGenerator* text_check_new(ArticledbDb* db, const ArticledbRules& rules, Stream input,
-                                const Phrases& phrases, std::vector<Exclusion> exclusions) {
+                                Phrases phrases, std::vector<Exclusion> exclusions) {
   auto* check = new TextCheck{
-      {}, rules, std::move(input), store::TextReader(db), PhraseSearch(phrases), {}, 0};
+      {}, rules, std::move(input), store::TextReader(db), PhraseSearch(std::move(phrases)), {},
+      0,  false};
   ostren_generator_init(&check->head, text_check_next, text_check_free);
   for (Exclusion& exclusion : exclusions) {
-    check->excluders.emplace_back(std::move(exclusion));
+    check->excluders.push_back(
+        {Membership(std::move(exclusion.stream)), PhraseSearch(std::move(exclusion.phrases))});
   }
   return &check->head;
 }
