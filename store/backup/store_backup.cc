@@ -41,7 +41,7 @@ auto at_target(const std::string& target, Work work) {
 }
 
 std::string target_path(const std::string& store, const std::string& path) {
-  const std::string target = at_target(path, [&path] {
+  std::string target = at_target(path, [&path] {
     std::string absolute = absolute_path(path);
     require_free(absolute);
     return absolute;

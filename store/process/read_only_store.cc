@@ -146,9 +146,7 @@ bool ReadOnlyStore::is_gate_unchanged() const {
   }
   const GateFile::Report now = GateFile::report(gate_.get());
   switch (now.state) {
-    case State::NOTHING:
-      // Somebody is opening the store; the database file tells.
-      return true;
+    case State::NOTHING:  // somebody is opening the store; the database file tells
     case State::UNCHANGED:
       return true;
     case State::CLOSED:

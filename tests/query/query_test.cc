@@ -318,6 +318,13 @@ TEST_F(QueryTest, AnswersShowTheStoreAsItIs) {
   for (const char* query : {"etx*", "date:2009", "\"etxe zuri\""}) {
     EXPECT_THAT(store_.answer(query), ElementsAre(2)) << query;
   }
+  // As only a host does it.
+  ArticledbTransaction* t = articledb_transaction_new();
+  EXPECT_EQ(articledb_transaction_begin(t, store_.db()), 0);
+  EXPECT_EQ(articledb_transaction_put_date(t, 20100101, 2), 0);
+  EXPECT_EQ(articledb_transaction_commit(t), 0);
+  EXPECT_THAT(store_.answer("date:2009"), ElementsAre(2));
+  EXPECT_THAT(store_.answer("date:2010"), ElementsAre(2));
 }
 
 TEST_F(QueryTest, ATextThatCannotBeReadFailsThePhraseOnly) {
