@@ -125,7 +125,7 @@ int GateFile::open(const char* directory, bool first, guint32 configuration,
   }
   // Written out rather than only extended: a full disk must show here and not as a
   // signal at the first touch.
-  const char nothing[FILE_BYTES] = {};
+  alignas(Layout) const char nothing[FILE_BYTES] = {};
   int ret = 0;
   if (length != static_cast<ssize_t>(sizeof bytes)) {
     ret = status_of([&] { write_whole(opened.get(), nothing, sizeof nothing, 0); });
