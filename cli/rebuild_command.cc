@@ -68,7 +68,9 @@ class Rebuilder {
         to_(to),
         rules_(rules_of(to)),
         progress_(progress),
-        lemmatizer_(load_lemmatizer()) {}
+        lemmatizer_(load_lemmatizer()) {
+    use_journal(to);
+  }
 
   void add(uint64_t id) {
     std::unique_ptr<Source> source;

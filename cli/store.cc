@@ -161,6 +161,13 @@ Store open_or_make_store(const std::string& path, const std::string& rules) {
   return store;
 }
 
+void use_journal(ArticledbDb* db) {
+  const int status = articledb_db_use_journal(db);
+  if (status != 0) {
+    throw Failure("the store cannot be written to: " + status_text(status));
+  }
+}
+
 void close_store(Store store) {
   ArticledbDb* db = store.release();
   const int status = articledb_db_close(db);

@@ -27,6 +27,7 @@ StoreIndexer::StoreIndexer(ArticledbDb* db, void* lemmatizer, bool skip_unchange
       lemmatizer_(lemmatizer),
       skip_unchanged_(skip_unchanged),
       progress_(progress) {
+  use_journal(db);
   if (skip_unchanged) {
     progress.count_unchanged();
   }

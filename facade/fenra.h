@@ -150,7 +150,7 @@ class FenraData {
       return nullptr;
     }
     const int status = create ? articledb_db_create(handle, path) : articledb_db_open(handle, path);
-    if (status == 0) {
+    if (status == 0 && articledb_db_use_journal(handle) == 0) {
       return handle;
     }
     articledb_db_close(handle);

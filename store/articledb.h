@@ -55,8 +55,8 @@ enum { ARTICLEDB_MOST_PREFIX_BYTES = 900 };
 // ---- store handle ----
 
 // The Berkeley DB handles are replaced by others when the store had to be recovered. Read
-// through them, the databases have every article since the last call of the library that
-// reads; those that have been indexed after it may still wait in the journal.
+// through them, the databases have every article that was indexed with this handle, unless that
+// uses the journal; and every other one since the last call of the library that reads.
 typedef struct ArticledbDb {
   DB_ENV* env;
   DB* urldb;      // article id -> URL record
@@ -214,6 +214,17 @@ FENRA_API char* articledb_pack_url_with_metadata(const char* url, GHashTable* me
 
 // ---- indexing ----
 
+// Has articledb_db_index of this open handle put articles into the store's journal from now on,
+// where they are as safe as in the databases, and are written to those together with others. It
+// is for a collection that grows article by article: one costs a small part of what it costs
+// otherwise, and a reader finds it at once by whatever call of the library, but who reads the
+// databases themselves may not. A write of the databases that fails later, for want of room or
+// for a cursor that a host keeps positioned, is not the article's failure. Some articles are
+// written to the databases all the same, among them very long ones.
+//
+// Returns 0; EINVAL for a handle that is not open; EROFS for one that only reads.
+FENRA_API int articledb_db_use_journal(ArticledbDb* db);
+
 // Stores one article. `metadata` has string keys and is only read: "source",
 // "_url", "date" (decimal digits), "lang" and "_txt" (the text), strings, and
 // "_length" (the raw length, nonzero, held in the value slot itself). Draws a new
@@ -221,10 +232,11 @@ FENRA_API char* articledb_pack_url_with_metadata(const char* url, GHashTable* me
 // `lemmatize` gives for a token, and puts the article's records into the place of those of
 // earlier articles with the same URL: of them either the one or the other is shown.
 //
-// Returns 0 when all of it is on disk; STATUS_MISSING_METADATA, also for an empty URL, with
-// nothing written; -1 when memory is short; else the failing step's code: Berkeley
-// DB's, zlib's, or the token source's own value. A failure leaves what was
-// written before it.
+// Returns 0 when all of it is on disk, in the databases unless the handle uses the journal;
+// STATUS_MISSING_METADATA, also for an empty URL, with nothing written; -1 when memory is short;
+// else the failing step's code: Berkeley DB's, zlib's, or the token source's own value. A failure
+// leaves what was written before it: records, in the place of those of earlier articles, and the
+// terms of the tokens before; from a handle that uses the journal, nothing or that.
 FENRA_API int articledb_db_index(ArticledbDb* db, GHashTable* metadata,
                                  ArticledbNextTokenFunc next_token, void* tokenizer,
                                  ArticledbLemmatizerFunc lemmatize, void* lemmatizer);

@@ -24,6 +24,17 @@ void checkpoint_now_and_then(ArticledbDb* db) {
 
 }  // namespace
 
+int articledb_db_use_journal(ArticledbDb* db) {
+  if (db->memory == nullptr || db->gate == nullptr) {
+    return EINVAL;
+  }
+  if (gate_only_reads(db)) {
+    return EROFS;
+  }
+  db->memory->uses_journal = true;
+  return 0;
+}
+
 int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextTokenFunc next_token,
                        void* tokenizer, ArticledbLemmatizerFunc lemmatize, void* lemmatizer) {
   ++db->submitted_articles;
@@ -43,7 +54,8 @@ int articledb_db_index(ArticledbDb* db, GHashTable* metadata, ArticledbNextToken
   }
   const WordSource source = {next_token, tokenizer, lemmatize, lemmatizer,
                              WordSource::Asking::EVERY_TOKEN};
-  ArticleWriter writer(transaction.get(), article.records(), source, db->memory->known_pairs.get());
+  ArticleWriter writer(transaction.get(), article.records(), source, db->memory->known_pairs.get(),
+                       db->memory->uses_journal);
   bool exhausted = false;
   ret = writer.write(&exhausted);
   db->processed_tokens += writer.tokens_read();

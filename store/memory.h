@@ -1,5 +1,5 @@
-// What a store handle keeps in memory for itself, room by room; what it shares with others on
-// the store is its gate.
+// What a store handle keeps in memory for itself, mostly room by room; what it shares with others
+// on the store is its gate.
 #ifndef FENRA_STORE_MEMORY_H
 #define FENRA_STORE_MEMORY_H
 
@@ -19,6 +19,7 @@ struct ArticledbMemory {
 
   std::unique_ptr<ostren::fenra::store::KnownPairs> known_pairs;  // of store/article
   std::unique_ptr<ostren::fenra::store::ReadMemory> reading;      // of store/reading
+  bool uses_journal = false;                                      // articledb_db_use_journal
 };
 
 #endif  // FENRA_STORE_MEMORY_H

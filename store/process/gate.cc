@@ -106,7 +106,7 @@ bool Retries::again(ArticledbDb* db, int code) {
   constexpr int MAX_REFUSALS = 32;
   constexpr gulong WAIT_MICROSECONDS = 1000;
   constexpr int MAX_RECOVERIES = 2;
-  if (db->gate != nullptr && db->gate->read_only != nullptr) {
+  if (gate_only_reads(db)) {
     return false;
   }
   if (code == DB_RUNRECOVERY) {
@@ -135,6 +135,10 @@ guint64 gate_changes(const ArticledbDb* db) {
 guint64 gate_replacements(const ArticledbDb* db) {
   const ArticledbGate* gate = db->gate;
   return gate->read_only != nullptr ? gate->read_only->changes() : gate->file->replacements();
+}
+
+bool gate_only_reads(const ArticledbDb* db) {
+  return db->gate != nullptr && db->gate->read_only != nullptr;
 }
 
 guint64 gate_generation(const ArticledbDb* db) {

@@ -85,6 +85,9 @@ guint64 gate_changes(const ArticledbDb* db);
 // changed or removed since. Under the gate.
 guint64 gate_replacements(const ArticledbDb* db);
 
+// Whether the store is open for reading only.
+bool gate_only_reads(const ArticledbDb* db);
+
 // The number of the environment's build that the handle has open, as of the last
 // entry; 0 when none is.
 guint64 gate_generation(const ArticledbDb* db);

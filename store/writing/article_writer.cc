@@ -13,7 +13,7 @@
 namespace ostren::fenra::store {
 
 int ArticleWriter::write(bool* exhausted) {
-  int ret = write_to_journal();
+  int ret = uses_journal_ ? write_to_journal() : DECLINED;
   if (ret != 0) {
     ret = write_to_databases();
   }
@@ -51,11 +51,15 @@ int ArticleWriter::append_to_journal() {
 }
 
 // An article of a new URL gets its records first, and is found by more and more of its
-// words; one that replaces another is shown when all of its words are on the disk.
+// words; one that replaces another is shown when all of its words are on the disk, or the
+// write of one has failed.
 int ArticleWriter::write_to_databases() {
   do {
     const int ret = write_portion();
     if (ret != 0) {
+      if (id_ != 0 && !shown_) {
+        replace_earlier_articles();
+      }
       return ret;
     }
     end_portion();
@@ -88,6 +92,7 @@ int ArticleWriter::write_portion() {
 // Another try draws another id: the first one may be somebody else's by now.
 int ArticleWriter::write_records() {
   const Binding binding(db_, generation_);
+  id_ = 0;
   int ret = articledb_transaction_next_id(t_, &id_);
   if (ret == 0) {
     ret = run_in_gate(db_, [this] { return put_first_version(db_, id_, records_, &shown_); });

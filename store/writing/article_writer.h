@@ -16,10 +16,15 @@ namespace ostren::fenra::store {
 // disk is gone; the portion is then written again.
 class ArticleWriter {
  public:
-  // Borrows all of it.
+  // Borrows all of it. Without `uses_journal` the journal is not asked.
   ArticleWriter(ArticledbTransaction* t, const ArticleRecords& records, const WordSource& source,
-                KnownPairs* known)
-      : t_(t), db_(t->store), records_(records), source_(source), known_(known) {}
+                KnownPairs* known, bool uses_journal)
+      : t_(t),
+        db_(t->store),
+        records_(records),
+        source_(source),
+        known_(known),
+        uses_journal_(uses_journal) {}
 
   // Returns 0 when all is on disk; the code of a failed write; or what the source has failed
   // with, which may be 0 too. *exhausted tells that the source came to its end.
@@ -45,6 +50,7 @@ class ArticleWriter {
   const ArticleRecords& records_;
   const WordSource& source_;
   KnownPairs* const known_;
+  const bool uses_journal_;
   ArticleTerms terms_;
   guint64 generation_ = 0;  // of the environment that the portion is written to
   guint64 id_ = 0;

@@ -36,7 +36,9 @@ class BackupTest : public StoreTest {
 };
 
 TEST_F(BackupTest, IsAWholeStoreInOrder) {
-  ASSERT_EQ(index("u1", {"orain", AT_ONCE}, "lehena"), 0);
+  ASSERT_EQ(index("u1", {"orain"}, "lehena"), 0);
+  uses_journal = true;
+  chooseJournal(db);
   ASSERT_EQ(index("u2", {"etxe"}, "bigarrena"), 0);
   ASSERT_TRUE(fs::exists(path + "/fenra.journal"));
   directory.write("store/fenra.lexicon", "abcd\n");
@@ -67,7 +69,7 @@ TEST_F(BackupTest, IsAWholeStoreInOrder) {
 }
 
 TEST_F(BackupTest, LeavesNothingOfAFailure) {
-  ASSERT_EQ(index("u1", {"etxe", AT_ONCE}), 0);
+  ASSERT_EQ(index("u1", {"etxe"}), 0);
   expectRefused(path, EEXIST, "there is something; name a new or an empty directory");
   expectRefused(path + "/copy", EINVAL, "it is in the directory of the store");
   expectRefused(root + "/no/copy", ENOENT, "No such file");

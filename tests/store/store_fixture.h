@@ -127,6 +127,13 @@ class StoreTest : public ::testing::Test {
   void begin() {
     t = articledb_transaction_new();
     ASSERT_EQ(articledb_transaction_begin(t, db), 0);
+    chooseJournal(db);
+  }
+
+  void chooseJournal(ArticledbDb* handle) const {
+    if (uses_journal) {
+      ASSERT_EQ(articledb_db_use_journal(handle), 0);
+    }
   }
 
   void close() {
@@ -166,6 +173,7 @@ class StoreTest : public ::testing::Test {
   Handle another() const {
     Handle handle(articledb_db_new());
     EXPECT_EQ(articledb_db_open(handle.get(), path.c_str()), 0);
+    chooseJournal(handle.get());
     return handle;
   }
 
@@ -185,9 +193,6 @@ class StoreTest : public ::testing::Test {
   int index(const std::string& url, Strings tokens = {}, const std::string& text = "testua") {
     return index(Metadata(articleValues(url, text)), {std::move(tokens)});
   }
-
-  // A token of which the journal takes no article: it is written to the databases at once.
-  static inline const std::string AT_ONCE = std::string("orain\0", 6);
 
   static guint32 sizeOf(const std::string& text) { return static_cast<guint32>(text.size()); }
 
@@ -338,6 +343,7 @@ class StoreTest : public ::testing::Test {
   const TemporaryDirectory directory;
   const std::string& root = directory.path();
   std::string path = root + "/store";
+  bool uses_journal = false;  // of handles that are opened from then on
   ArticledbDb* db = nullptr;
   ArticledbTransaction* t = nullptr;
 };
