@@ -31,7 +31,8 @@ struct Query {
 
 enum class Access {
   BUILD,   // a new store, filled at one go
-  APPEND,  // an existing store, every article on disk before the next
+  GROW,    // a new store, every article on disk before the next, and asked in between
+  APPEND,  // the same with an existing store
   READ,
 };
 

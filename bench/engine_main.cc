@@ -3,6 +3,9 @@
 //   ENGINE VARIANT bulk STORE LIST [CACHE_MB]      makes a store of the listed articles
 //   ENGINE VARIANT append STORE LIST [CACHE_MB]    adds them one by one, each on disk
 //   ENGINE VARIANT mixed STORE LIST [CACHE_MB]     the same, and asks for words of each
+//   ENGINE VARIANT grow STORE LIST EVERY STEP [CACHE_MB]
+//                                                  adds them to a new store in the same way, and
+//                                                  asks after every EVERY of them (0: never)
 //   ENGINE VARIANT query STORE QUERIES [CACHE_MB]  answers lines CLASS<tab>USE<tab>QUERY
 //   ENGINE VARIANT ten STORE QUERIES [CACHE_MB]    finds the first ten answers of each
 //   ENGINE VARIANT open STORE [CACHE_MB]           opens the store
@@ -10,24 +13,20 @@
 // LIST has lines URL<tab>MIME<tab>PATH, or behind these <tab>DATE<tab>SOURCE; USE is "warm" or
 // "measure". A QUERY has words with blanks between, "WORDS IN A ROW", date:FIRST..LAST and
 // source:SOURCE. All but bulk, which is timed from outside, print lines of numbers, as described
-// at the functions.
+// at the functions; of grow in grow.h.
 #include <algorithm>
-#include <cctype>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <sstream>
 #include <stdexcept>
 
 #include "bench/engine.h"
+#include "bench/grow.h"
+#include "bench/measuring.h"
 
 namespace bench {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // A class of queries is run up to these times, so that one with many answers does
 // not hold up the rest.
@@ -36,48 +35,9 @@ constexpr double kMeasuringSeconds = 2.5;
 
 constexpr size_t kFirstAnswers = 10;
 
-double seconds_since(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-std::ifstream open_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    throw std::runtime_error("cannot read " + path);
-  }
-  return file;
-}
-
-void for_each_article(const std::string& list, const std::function<void(const Article&)>& visit) {
-  std::ifstream lines = open_file(list);
-  std::string line;
-  while (std::getline(lines, line)) {
-    std::istringstream fields(line);
-    Article article;
-    std::string path;
-    for (std::string* field : {&article.url, &article.mime, &path, &article.date}) {
-      std::getline(fields, *field, '\t');
-    }
-    std::getline(fields, article.source);
-    std::ifstream file = open_file(path);
-    article.text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    visit(article);
-  }
-}
-
-double percentile(const std::vector<double>& sorted, double share) {
-  return sorted[static_cast<size_t>(share * static_cast<double>(sorted.size() - 1) + 0.5)];
-}
-
 // Prints: actions, seconds, p50 and p99 in seconds.
-void print_times(std::vector<double> times) {
-  double sum = 0;
-  for (const double time : times) {
-    sum += time;
-  }
-  std::sort(times.begin(), times.end());
-  std::printf("%zu %.9f %.9f %.9f", times.size(), sum, percentile(times, 0.5),
-              percentile(times, 0.99));
+void print(const Times& times) {
+  std::printf("%zu %.9f %.9f %.9f", times.count, times.sum, times.p50, times.p99);
 }
 
 void bulk(Engine& engine, const std::string& list) {
@@ -85,25 +45,12 @@ void bulk(Engine& engine, const std::string& list) {
   engine.commit();
 }
 
-// Some words of a text, as a query: letters of ASCII only, which every engine takes for a
-// part of a word.
+// Some words of a text, as a query.
 std::vector<std::string> words_of(const std::string& text) {
   constexpr size_t kWords = 2;
   constexpr size_t kLeastLength = 6;
-  std::vector<std::string> words;
-  std::string word;
-  for (size_t i = text.find(' ', text.size() / 2); i < text.size() && words.size() < kWords; ++i) {
-    if (std::isspace(static_cast<unsigned char>(text[i])) == 0) {
-      word += text[i];
-      continue;
-    }
-    const bool plain = std::all_of(word.begin(), word.end(),
-                                   [](char letter) { return letter >= 'a' && letter <= 'z'; });
-    if (plain && word.size() >= kLeastLength) {
-      words.push_back(word);
-    }
-    word.clear();
-  }
+  std::vector<std::string> words = plain_words(text, text.find(' ', text.size() / 2), kLeastLength);
+  words.resize(std::min(words.size(), kWords));
   return words;
 }
 
@@ -136,9 +83,9 @@ void append(std::unique_ptr<Engine> engine, const std::string& list, bool asking
   const Clock::time_point start = Clock::now();
   engine.reset();
   const double closing = seconds_since(start);
-  const double longest = *std::max_element(times.begin(), times.end());
-  print_times(times);
-  std::printf(" %.9f %.9f\n", longest, closing);
+  const Times summed = summary(std::move(times));
+  print(summed);
+  std::printf(" %.9f %.9f\n", summed.longest, closing);
 }
 
 // Runs the queries, in turn, until the time is over. Returns the time of each and adds
@@ -215,10 +162,9 @@ void query(Engine& engine, const std::string& queries_file, size_t most_answers)
     run_queries(engine, queries.warming, kWarmingSeconds, &hits);
     for (const char* asked : {"first", "again"}) {
       hits = 0;
-      const std::vector<double> times =
-          run_queries(engine, queries.measured, kMeasuringSeconds, &hits);
+      std::vector<double> times = run_queries(engine, queries.measured, kMeasuringSeconds, &hits);
       std::printf("%s %s ", asked, name.c_str());
-      print_times(times);
+      print(summary(std::move(times)));
       std::printf(" %zu\n", hits);
     }
   }
@@ -228,9 +174,10 @@ int run(const std::vector<std::string>& arguments) {
   const std::string& variant = arguments.at(1);
   const std::string& action = arguments.at(2);
   const std::string& store = arguments.at(3);
-  const size_t cache_at = action == "open" ? 4 : 5;
+  const size_t cache_at = action == "open" ? 4 : action == "grow" ? 7 : 5;
   const size_t cache_mb = arguments.size() > cache_at ? std::stoul(arguments[cache_at]) : 0;
   const Access access = action == "bulk"     ? Access::BUILD
+                        : action == "grow"   ? Access::GROW
                         : action == "append" ? Access::APPEND
                         : action == "mixed"  ? Access::APPEND
                                              : Access::READ;
@@ -240,6 +187,9 @@ int run(const std::vector<std::string>& arguments) {
     std::printf("%.9f\n", seconds_since(start));
   } else if (action == "bulk") {
     bulk(*engine, arguments.at(4));
+  } else if (action == "grow") {
+    grow(std::move(engine), arguments.at(4), std::stoul(arguments.at(5)),
+         std::stoul(arguments.at(6)));
   } else if (action == "append" || action == "mixed") {
     append(std::move(engine), arguments.at(4), action == "mixed");
   } else if (action == "query" || action == "ten") {

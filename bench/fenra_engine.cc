@@ -110,7 +110,7 @@ std::unique_ptr<Engine> open_engine(const std::string& variant, const std::strin
   if (variant == "language") {
     return std::make_unique<LanguageEngine>(store);
   }
-  if (access == Access::BUILD) {
+  if (access == Access::BUILD || access == Access::GROW) {
     make_store(store, variant);
   }
   return std::make_unique<FenraEngine>(store);

@@ -110,7 +110,7 @@ class SqliteEngine : public Engine {
     if (cache != 0) {
       run("PRAGMA cache_size=-" + std::to_string(cache * 1024));
     }
-    if (access == Access::BUILD) {
+    if (access == Access::BUILD || access == Access::GROW) {
       create();
     }
     if (access != Access::BUILD) {

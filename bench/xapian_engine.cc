@@ -33,7 +33,7 @@ class XapianEngine : public Engine {
       return;
     }
     writer_ = Xapian::WritableDatabase(
-        store, access == Access::BUILD ? Xapian::DB_CREATE : Xapian::DB_OPEN);
+        store, access == Access::APPEND ? Xapian::DB_OPEN : Xapian::DB_CREATE);
     reader_ = writer_;
     generator_.set_stemmer(stemmer_);
   }
@@ -57,7 +57,7 @@ class XapianEngine : public Engine {
     }
     const std::string url_term = "Q" + article.url;
     document.add_boolean_term(url_term);
-    if (access_ == Access::APPEND) {
+    if (access_ != Access::BUILD) {
       writer_.replace_document(url_term, document);
     } else {
       writer_.add_document(document);
