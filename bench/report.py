@@ -3,74 +3,16 @@
 usage: report.py RAW_RESULTS DIRECTORY
 """
 import collections
-import json
 import operator
 import pathlib
 import statistics
 import sys
 
-import matplotlib
-
-matplotlib.use("svg")
-import matplotlib.pyplot as plt
-
 import search
-from run import (FENRA, FORMAT, FROM_HTML, LARGE_CACHE_MB, LEMMA_WORDS, ONE_BY_ONE,
-                 RUNNING_TEXT, SIDES, TRIGRAM_LETTER, WEB, WEB_CLASSES)
-
-COLOURS = dict(zip([*SIDES, *ONE_BY_ONE], ("#b2182b", "#762a83", "#08519c", "#3182bd", "#9ecae1",
-                                           "#31a354", "#a1d99b", "#ef8a62", "#c2a5cf")))
-
-
-def number(value):
-    """Three significant digits, without an exponent."""
-    if value is None:
-        return "-"
-    if value >= 100:
-        return f"{value:,.0f}"
-    return f"{value:.3g}" if value >= 0.001 else f"{value:.6f}"
-
-
-def table(header, rows):
-    """Markdown; all columns but the first are numbers."""
-    lines = [header, ["---"] + ["---:"] * (len(header) - 1), *rows]
-    return "\n".join("| " + " | ".join(map(str, line)) + " |" for line in lines) + "\n"
-
-
-class Results:
-    def __init__(self, raw):
-        self.conditions = raw["conditions"]
-        self.records = raw["records"]
-        self.scale = self.conditions["scale"]
-
-    def values(self, measure, side, field, **wanted):
-        """The values of the repetitions, in their order."""
-        found = [(record["repetition"], record[field]) for record in self.records
-                 if record["measure"] == measure and record["side"] == side
-                 and all(record[key] == value for key, value in wanted.items())]
-        return [value for _, value in sorted(found)]
-
-    def median(self, measure, side, field, unit=1.0, **wanted):
-        values = self.values(measure, side, field, **wanted)
-        return statistics.median(values) * unit if values else None
-
-    def ratio(self, measure, side, field, base=FENRA, **wanted):
-        """The median of fenra's values by the side's of the same repetition."""
-        pairs = zip(self.values(measure, base, field, **wanted),
-                    self.values(measure, side, field, **wanted))
-        ratios = [ours / theirs for ours, theirs in pairs]
-        return statistics.median(ratios) if ratios else None
-
-    def sides(self, measure, **wanted):
-        return [side for side in (*SIDES, *ONE_BY_ONE)
-                if self.values(measure, side, "repetition", **wanted)]
-
-    def cell(self, measure, side, field, base=FENRA, **wanted):
-        """A median and, for other engines, fenra's ratio to it."""
-        median = number(self.median(measure, side, field, **wanted))
-        ratio = self.ratio(measure, side, field, base, **wanted)
-        ours = side in (FENRA, WEB, *ONE_BY_ONE, *FROM_HTML)
-        return median if ours or ratio is None else f"{median} ({number(ratio)})"
+from figures import Results, number, read_results, table
+from plots import plot
+from run import (FROM_HTML, LARGE_CACHE_MB, RUNNING_TEXT, TRIGRAM_LETTER, WEB_CLASSES)
+from workplace import FENRA, LEMMA_WORDS, ONE_BY_ONE, SIDES, WEB
 
 
 # ---- the parts of the page ----
@@ -279,42 +221,33 @@ def loops(results):
 # ---- plots ----
 
 
-def plot(results, file, label, measure, field, unit, sizes, sides, **wanted):
-    plt.figure(figsize=(7, 4.2))
-    for side in sides:
-        points = [(size, results.median(measure, side, field, unit, collection=size, **wanted))
-                  for size in sizes]
-        points = [point for point in points if point[1] is not None]
-        if points:
-            plt.plot(*zip(*points), marker="o", markersize=3, label=side, color=COLOURS[side])
-    plt.xscale("log")
-    plt.yscale("log")
-    plt.xlabel("articles in the store")
-    plt.ylabel(label)
-    plt.grid(True, which="both", linewidth=0.3)
-    plt.legend(fontsize="small")
-    plt.tight_layout()
-    plt.savefig(file, metadata={"Date": None})
-    plt.close()
-
-
 def plots(results, directory):
-    matplotlib.rcParams["svg.hashsalt"] = "fenra"
-    plot(results, directory / "throughput.svg", "articles indexed per second", "bulk", "rate", 1,
-         bulk_sizes(results), [*SIDES, *ONE_BY_ONE])
-    plot(results, directory / "latency.svg", "median time of a query, microseconds", "growth",
-         "p50", 1e6, results.scale["growth"], SIDES, asked="first")
+    def lines(measure, field, unit, sizes, sides, **wanted):
+        return {side: [(size, results.median(measure, side, field, unit, collection=size,
+                                             **wanted)) for size in sizes] for side in sides}
+
+    plot(directory / "throughput.svg",
+         lines("bulk", "rate", 1, bulk_sizes(results), [*SIDES, *ONE_BY_ONE]),
+         "articles in the store", "articles indexed per second")
+    plot(directory / "latency.svg",
+         lines("growth", "p50", 1e6, results.scale["growth"], SIDES, asked="first"),
+         "articles in the store", "median time of a query, microseconds")
 
 
 def page(results):
-    scale = results.scale
-    main, large = f"{scale['main']:,}", f"{scale['large']:,}"
-    parts = [
+    return "\n".join([
         "# Results\n\nMade by `scripts/bench`; [../README.md](../README.md) says what each figure"
         " means and how the engines are set. Figures are medians of the repetitions. In brackets:"
         " fenra's figure by this one, the median of the repetitions' ratios; above 1, fenra does"
         " more in a second. \"-\": not measured.\n",
         conditions(results),
+        *sections(results)])
+
+
+def sections(results):
+    scale = results.scale
+    main, large = f"{scale['main']:,}", f"{scale['large']:,}"
+    return [
         "## Rules of words for the web beside plain ones\n\nWhat is done in a second by the rules"
         " for the web, divided by what is done by plain ones:",
         web_beside_plain(results),
@@ -345,16 +278,6 @@ def page(results):
         "## Inner loops\n",
         loops(results),
     ]
-    return "\n".join(parts)
-
-
-def read_results(file):
-    raw = json.loads(pathlib.Path(file).read_text())
-    found = raw["conditions"].get("format")
-    if found != FORMAT:
-        sys.exit(f"report.py: {file} is of format {found}, this reads {FORMAT} only: measure anew"
-                 f" with scripts/bench, or take the report.py of {raw['conditions']['revision']}")
-    return raw
 
 
 def main():

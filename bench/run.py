@@ -5,218 +5,33 @@ usage: run.py small|full BUILD PAGES WORK RAW_RESULTS
 BUILD is fenra's build directory, PAGES the HTML pages, WORK a directory for
 collections (kept) and stores (not kept). scripts/bench calls this and then report.py.
 """
-import functools
 import json
 import os
 import pathlib
-import platform
-import re
 import shutil
-import statistics
 import subprocess
 import sys
-import tempfile
 import time
-import zlib
 
-import queries
 import search
+from conditions import conditions
+from workplace import FENRA, LEMMA_WORDS, ONE_BY_ONE, SEED, SIDES, WEB, Workplace
 
-SEED = 20090315
-
-# name: program, variant. The first is what the others are compared with.
-SIDES = {
-    "fenra": ("fenra", "plain"),
-    "fenra, web rules": ("fenra", "web"),
-    "Xapian": ("xapian", "positions"),
-    "Xapian, no positions": ("xapian", "plain"),
-    "Xapian, URLs only": ("xapian", "lean"),
-    "SQLite": ("sqlite", "apart"),
-    "SQLite, stored": ("sqlite", "stored"),
-}
 # Of the file of results: what reads it has to know all of its records and conditions.
 FORMAT = 2
-FENRA = "fenra"
-WEB = "fenra, web rules"
-# index() where others build at one go
-ONE_BY_ONE = {"fenra, one by one": FENRA, "fenra, web rules, one by one": WEB}
 # The program, which converts the pages itself.
 FROM_HTML = {"fenra, from HTML": FENRA, "fenra, web rules, from HTML": WEB}
-
-SCALES = {
-    # Sizes of the growing collection; the one measured most; the large one, with a
-    # large cache; articles that are appended, and of these those with a query after each;
-    # repetitions; the most articles that fenra indexes one by one.
-    "small": dict(growth=[250, 500, 1000], main=1000, large=2000, appended=50, mixed=20,
-                  repetitions=2, one_by_one=500),
-    "full": dict(growth=[1000, 10000, 100000], main=20000, large=100000, appended=1000, mixed=100,
-                 repetitions=3, one_by_one=10000),
-}
 LARGE_CACHE_MB = 256
 REPEATED_UP_TO = 1000  # articles; larger collections are built once
 SLOW_TO_BUILD = ("Xapian", "Xapian, no positions")  # left out of the large collection
 TRIGRAM_LETTER = "e"
-LEMMA_WORDS = 50000
 # Lemmas of the words that the rules make of a text: the first LEMMA_WORDS of them.
 RUNNING_TEXT = {"fenra, running text": FENRA, "fenra, web rules, running text": WEB}
 # The classes that the rules for the web are measured with: few, so that a run stays short.
 WEB_CLASSES = ("drawn", "1 frequent", "2 frequent")
 
 
-def copy_of_pages(source, target):
-    """Copies a file or directory as an engine would have written it, page by page: writing
-    4 KiB is slower where the system has the file in larger pieces, as cp makes it."""
-    if source.is_dir():
-        target.mkdir()
-        for file in source.iterdir():
-            copy_of_pages(file, target / file.name)
-        return
-    with open(source, "rb") as pages, open(target, "wb", buffering=0) as copy:
-        while page := pages.read(4096):
-            copy.write(page)
-
-
-class Bench:
-    def __init__(self, scale, build, pages, work):
-        self.scale = SCALES[scale]
-        self.build = pathlib.Path(build)
-        self.pages = pathlib.Path(pages)
-        self.work = pathlib.Path(work)
-        self.stores = self.work / "stores"
-        self.cli = self.build / "cli/fenra"
-        self.records = []
-        self.bulk_known = "--bulk" in self.help("index")
-        self.tune_known = "--cache" in self.help("tune")
-
-    def help(self, command):
-        return subprocess.run([self.cli, command, "--help"], capture_output=True, text=True).stdout
-
-    def record(self, measure, side, repetition, **values):
-        self.records.append(dict(measure=measure, side=side, repetition=repetition, **values))
-        shown = {key: f"{value:.6g}" if isinstance(value, float) else value
-                 for key, value in values.items()}
-        print(f"{measure:8} {side:22}", *(f"{key}={value}" for key, value in shown.items()),
-              flush=True)
-
-    # ---- programs ----
-
-    def measured(self, command, accepted=(0,), **options):
-        """Runs a program. Returns its output, wall-clock seconds and peak memory in MB, and
-        leaves the seconds of processor time in self.cpu_seconds."""
-        with tempfile.NamedTemporaryFile("r") as use:
-            # A process begins with the peak of the one that starts it: time(1) is small.
-            wrapped = ["/usr/bin/time", "--quiet", "-f", "%M %U %S", "-o", use.name,
-                       *map(str, command)]
-            start = time.perf_counter()
-            run = subprocess.run(wrapped, stdout=subprocess.PIPE, text=True, **options)
-            seconds = time.perf_counter() - start
-            if run.returncode not in accepted:
-                sys.exit(f"{' '.join(wrapped)}: status {run.returncode}")
-            peak, user, system = map(float, use.read().split())
-            self.cpu_seconds = user + system
-            return run.stdout, seconds, peak / 1024
-
-    def engine(self, side, action, *arguments):
-        return self.program(SIDES[ONE_BY_ONE.get(side, side)], action, *arguments)
-
-    def program(self, program_and_variant, action, *arguments):
-        program, variant = program_and_variant
-        return self.measured([self.build / "bench" / f"bench_{program}", variant, action,
-                              *arguments])
-
-    # ---- collections ----
-
-    def make_collections(self):
-        articles = self.scale["large"] + self.scale["appended"]
-        # What makes the articles and the queries is part of the name.
-        here = pathlib.Path(__file__).parent
-        makers = b"".join((here / name).read_bytes() for name in ("corpus.py", "queries.py"))
-        directory = self.work / f"corpus-{SEED}-{articles}-{zlib.crc32(makers):08x}"
-        if not directory.exists():
-            part = directory.with_suffix(".part")
-            shutil.rmtree(part, ignore_errors=True)
-            part.mkdir(parents=True)
-            subprocess.run([sys.executable, here / "corpus.py", self.pages, part, str(articles),
-                            str(SEED)], check=True)
-            part.rename(directory)
-        self.corpus = directory
-        self.texts = [self.read(line) for line in self.lines("articles")]
-
-    def lines(self, collection):
-        return (self.corpus / f"{collection}.list").read_text().splitlines()
-
-    def read(self, line):
-        """The text of a listed article."""
-        return (self.corpus / line.split("\t")[2]).read_text("utf-8")
-
-    def write_list(self, name, lines):
-        """A list with absolute paths, as the programs read it."""
-        file = self.work / f"{name}.list"
-        rows = (line.rsplit("\t", 1) for line in lines)
-        file.write_text("".join(f"{row}\t{self.corpus / path}\n" for row, path in rows))
-        return file
-
-    def query_file(self, size):
-        file = self.corpus / f"queries-{size}"
-        if not file.exists():
-            queries.write_queries(self.texts[:size],
-                                  functools.partial(self.results_of_tool, "fenra"),
-                                  functools.partial(self.results_of_tool, "snowball"), SEED, file)
-        return file
-
-    def results_of_tool(self, tool, words):
-        file = self.work / "vocabulary"
-        file.write_text("\n".join(words) + "\n")
-        output, _, _ = self.measured([self.build / "bench/bench_lemmas", tool, file, "print"])
-        return dict(zip(words, output.splitlines()))
-
-    def word_file(self):
-        words = [word for line in self.lines("pages") for word in queries.words_of(self.read(line))]
-        file = self.work / "words"
-        file.write_text("\n".join(words[:LEMMA_WORDS]) + "\n")
-        return file
-
-    def text_file(self):
-        file = self.work / "text"
-        file.write_text("\n".join(self.read(line) for line in self.lines("pages")), "utf-8")
-        return file
-
-    # ---- stores ----
-
-    def store(self, side, collection):
-        program, variant = SIDES.get(side, (side.replace(" ", "-").replace(",", ""), ""))
-        return self.stores / f"{program}-{variant}-{collection}.store"
-
-    def remove(self, store):
-        if store.is_dir():
-            shutil.rmtree(store)
-        for file in store.parent.glob(store.name + "*"):
-            if file.is_file():
-                file.unlink()
-
-    def copy(self, store, to):
-        self.remove(to)
-        for file in store.parent.glob(store.name + "*"):
-            if file.name == store.name or file.name.startswith(store.name + "-wal"):
-                copy_of_pages(file, to.parent / (to.name + file.name[len(store.name):]))
-        os.sync()  # or it is written out during the measurement
-
-    @staticmethod
-    def disk_use(store):
-        files = [store] if store.is_file() else list(store.iterdir())
-        sizes = {file.name: file.stat().st_blocks * 512 for file in files}
-        logs = sum(size for name, size in sizes.items() if name.startswith("log."))
-        regions = sum(size for name, size in sizes.items() if name.startswith("__db."))
-        return sum(sizes.values()) - logs - regions, logs
-
-    # ---- measurements ----
-
-    def sides(self, repetition, sides):
-        """The sides in another order at every repetition."""
-        sides = list(sides)
-        turn = repetition % len(sides)
-        return sides[turn:] + sides[:turn]
-
+class Bench(Workplace):
     def build_one(self, side, list_file, store):
         self.remove(store)
         os.sync()
@@ -442,62 +257,18 @@ class Bench:
             step()
         shutil.rmtree(self.stores)
 
-    # ---- conditions ----
-
-    def sync_seconds(self):
-        times = []
-        with tempfile.TemporaryFile(dir=self.work) as file:
-            for _ in range(200):
-                file.write(bytes(4096))
-                file.flush()
-                start = time.perf_counter()
-                os.fdatasync(file.fileno())
-                times.append(time.perf_counter() - start)
-        return statistics.median(times)
-
-    def conditions(self):
-        def output(*command):
-            return subprocess.run(command, capture_output=True, text=True).stdout.strip()
-
-        def version(package):
-            return output("dpkg-query", "-W", "-f=${Version}", package)
-
-        def first_match(pattern, file):
-            return re.search(pattern, pathlib.Path(file).read_text()).group(1)
-
-        packages = ("libxapian30", "libsqlite3-0", "libstemmer0d", "libhunspell-1.7-0", "lttoolbox",
-                    "hfst", "libdb5.3", "libbenchmark1debian")
-        return {
-            "date": time.strftime("%Y-%m-%d"),
-            "revision": output("git", "-C", pathlib.Path(__file__).parent, "describe", "--always",
-                               "--dirty"),
-            "processor": first_match(r"model name\s*: (.*)", "/proc/cpuinfo"),
-            "cores": os.cpu_count(),
-            "memory_gb": int(first_match(r"MemTotal:\s*(\d+)", "/proc/meminfo")) / 2**20,
-            "kernel": platform.release(),
-            "file_system": output("findmnt", "-no", "FSTYPE,SOURCE", "--target", self.work),
-            "disk_rotates": output("lsblk", "-dno", "ROTA"),
-            "sync_seconds": self.sync_seconds(),
-            "load": os.getloadavg()[0],
-            "versions": {package: version(package) for package in packages},
-            "seed": SEED,
-            "format": FORMAT,
-            "scale": self.scale,
-            "bulk_known": self.bulk_known,
-        }
-
 
 def main():
     bench = Bench(sys.argv[1], *sys.argv[2:5])
     bench.work.mkdir(parents=True, exist_ok=True)
-    conditions = bench.conditions()
+    found = dict(conditions(bench), format=FORMAT)
     start = time.monotonic()
     bench.run()
-    conditions["minutes"] = (time.monotonic() - start) / 60
+    found["minutes"] = (time.monotonic() - start) / 60
     results = pathlib.Path(sys.argv[5])
     results.parent.mkdir(parents=True, exist_ok=True)
     records = ",\n".join(map(json.dumps, bench.records))
-    results.write_text(f'{{"conditions": {json.dumps(conditions)},\n"records": [\n{records}\n]}}\n')
+    results.write_text(f'{{"conditions": {json.dumps(found)},\n"records": [\n{records}\n]}}\n')
 
 
 if __name__ == "__main__":
