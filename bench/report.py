@@ -8,10 +8,11 @@ import pathlib
 import statistics
 import sys
 
+import growing_page
 import search
 from figures import Results, number, read_results, table
 from plots import plot
-from run import (FROM_HTML, LARGE_CACHE_MB, RUNNING_TEXT, TRIGRAM_LETTER, WEB_CLASSES)
+from run import (FROM_HTML, GROWING, LARGE_CACHE_MB, RUNNING_TEXT, TRIGRAM_LETTER, WEB_CLASSES)
 from workplace import FENRA, LEMMA_WORDS, ONE_BY_ONE, SIDES, WEB
 
 
@@ -235,13 +236,14 @@ def plots(results, directory):
 
 
 def page(results):
+    alone = results.conditions["part"] == GROWING
     return "\n".join([
         "# Results\n\nMade by `scripts/bench`; [../README.md](../README.md) says what each figure"
         " means and how the engines are set. Figures are medians of the repetitions. In brackets:"
         " fenra's figure by this one, the median of the repetitions' ratios; above 1, fenra does"
         " more in a second. \"-\": not measured.\n",
         conditions(results),
-        *sections(results)])
+        *(growing_page.sections(results) if alone else sections(results))])
 
 
 def sections(results):
@@ -255,6 +257,7 @@ def sections(results):
         bulk(results),
         f"## Appending to {main} articles, each on disk before the next\n",
         append(results),
+        *growing_page.sections(results),
         f"## Queries, {main} articles, default settings\n",
         query(results, scale["main"]),
         f"## Queries, {large} articles, {LARGE_CACHE_MB} MB of cache\n",
@@ -285,7 +288,9 @@ def main():
     directory = pathlib.Path(sys.argv[2])
     directory.mkdir(parents=True, exist_ok=True)
     (directory / "README.md").write_text(page(results))
-    plots(results, directory)
+    growing_page.plots(results, directory)
+    if results.conditions["part"] != GROWING:
+        plots(results, directory)
 
 
 if __name__ == "__main__":

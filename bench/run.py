@@ -1,9 +1,10 @@
 """Runs the measurements and writes all of their repetitions to a file.
 
-usage: run.py small|full BUILD PAGES WORK RAW_RESULTS
+usage: run.py small|full BUILD PAGES WORK RAW_RESULTS [growing]
 
 BUILD is fenra's build directory, PAGES the HTML pages, WORK a directory for
-collections (kept) and stores (not kept). scripts/bench calls this and then report.py.
+collections (kept) and stores (not kept). With "growing" nothing but that is measured.
+scripts/bench calls this and then report.py.
 """
 import json
 import os
@@ -13,12 +14,15 @@ import subprocess
 import sys
 import time
 
+import growing
 import search
 from conditions import conditions
 from workplace import FENRA, LEMMA_WORDS, ONE_BY_ONE, SEED, SIDES, WEB, Workplace
 
 # Of the file of results: what reads it has to know all of its records and conditions.
-FORMAT = 2
+FORMAT = 3
+# A part of the run that can be measured alone.
+GROWING = "growing"
 # The program, which converts the pages itself.
 FROM_HTML = {"fenra, from HTML": FENRA, "fenra, web rules, from HTML": WEB}
 LARGE_CACHE_MB = 256
@@ -248,22 +252,29 @@ class Bench(Workplace):
                             bytes_a_second=run.get("bytes_per_second"),
                             items_a_second=run.get("items_per_second"))
 
-    def run(self):
+    def growing(self):
+        growing.measure(self)
+
+    def run(self, part):
         shutil.rmtree(self.stores, ignore_errors=True)
         self.stores.mkdir(parents=True)
-        for step in (self.make_collections, self.build_collections, self.query_all, self.search,
-                     self.append, self.open, self.lemmas, self.trigram_prefix, self.inner_loops):
+        steps = (self.build_collections, self.query_all, self.search, self.append, self.growing,
+                 self.open, self.lemmas, self.trigram_prefix, self.inner_loops)
+        for step in (self.make_collections, *((self.growing,) if part == GROWING else steps)):
             print(f"\n== {step.__name__.replace('_', ' ')}", flush=True)
             step()
         shutil.rmtree(self.stores)
 
 
 def main():
+    part = sys.argv[6] if len(sys.argv) > 6 else None
+    if part not in (None, GROWING):
+        sys.exit(f'run.py: no part "{part}": there is "{GROWING}", or nothing for all')
     bench = Bench(sys.argv[1], *sys.argv[2:5])
     bench.work.mkdir(parents=True, exist_ok=True)
-    found = dict(conditions(bench), format=FORMAT)
+    found = dict(conditions(bench), format=FORMAT, part=part)
     start = time.monotonic()
-    bench.run()
+    bench.run(part)
     found["minutes"] = (time.monotonic() - start) / 60
     results = pathlib.Path(sys.argv[5])
     results.parent.mkdir(parents=True, exist_ok=True)

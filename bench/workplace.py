@@ -33,11 +33,12 @@ ONE_BY_ONE = {"fenra, one by one": FENRA, "fenra, web rules, one by one": WEB}
 SCALES = {
     # Sizes of the growing collection; the one measured most; the large one, with a
     # large cache; articles that are appended, and of these those with a query after each;
-    # repetitions; the most articles that fenra indexes one by one.
+    # repetitions; the most articles that fenra indexes one by one; those of a store that is
+    # asked while it grows.
     "small": dict(growth=[250, 500, 1000], main=1000, large=2000, appended=50, mixed=20,
-                  repetitions=2, one_by_one=500),
+                  repetitions=2, one_by_one=500, asked=1000),
     "full": dict(growth=[1000, 10000, 100000], main=20000, large=100000, appended=1000, mixed=100,
-                 repetitions=3, one_by_one=10000),
+                 repetitions=3, one_by_one=10000, asked=10000),
 }
 LEMMA_WORDS = 50000
 
