@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "base/failed.h"
+#include "store/layout/schema.h"
 #include "store/layout/store_files.h"
 #include "store/process/ownership.h"
 
@@ -99,12 +100,15 @@ guint32 JournalFile::checksum(const char* record, size_t length) const {
                                       static_cast<z_size_t>(length) - SKIPPED));
 }
 
+// Page by page: Linux keeps what is written at one go in one piece, and a record that changes a
+// part of that later would bring all of it to the disk.
 void JournalFile::make_room(guint64 end) const {
-  const guint64 size = file_size(file_.get());
-  if (end > size) {
-    const guint64 wanted = (end + GROWTH_BYTES - 1) / GROWTH_BYTES * GROWTH_BYTES;
-    const std::string zeros(wanted - size, '\0');
-    write_whole(file_.get(), zeros.data(), zeros.size(), size);
+  const std::string zeros(PAGE_BYTES, '\0');
+  guint64 size = file_size(file_.get());
+  const guint64 wanted =
+      end <= size ? size : (end + GROWTH_BYTES - 1) / GROWTH_BYTES * GROWTH_BYTES;
+  for (; size < wanted; size += std::min<guint64>(zeros.size(), wanted - size)) {
+    write_whole(file_.get(), zeros.data(), std::min<guint64>(zeros.size(), wanted - size), size);
   }
 }
 
