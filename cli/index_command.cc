@@ -63,7 +63,6 @@ void index_all(const IndexOptions& options, ArticledbDb* db, void* lemmatizer,
   for (size_t done = 0; done < inputs.size() && !stop_requested(); ++done) {
     indexer.add(inputs[done]);
   }
-  indexer.finish();
   if (options.prune) {
     prune(db, options.inputs.source, inputs, progress);
   }

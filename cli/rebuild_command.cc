@@ -68,9 +68,7 @@ class Rebuilder {
         to_(to),
         rules_(rules_of(to)),
         progress_(progress),
-        lemmatizer_(load_lemmatizer()) {
-    use_journal(to);
-  }
+        lemmatizer_(load_lemmatizer()) {}
 
   void add(uint64_t id) {
     std::unique_ptr<Source> source;

@@ -29,7 +29,8 @@ Store open_with(Open open, const std::string& path, const std::string& failure) 
     throw std::bad_alloc();
   }
   errno = 0;
-  const int status = open(store.get(), path.c_str());
+  int status = articledb_db_use_journal(store.get());
+  status = status != 0 ? status : open(store.get(), path.c_str());
   if (status != 0) {
     // -1: the directory cannot be made, for the reason that the system gave.
     throw Failure(failure + " '" + path + "': " + status_text(status == -1 ? errno : status));
@@ -159,13 +160,6 @@ Store open_or_make_store(const std::string& path, const std::string& rules) {
   }
   note_lexicon(path);
   return store;
-}
-
-void use_journal(ArticledbDb* db) {
-  const int status = articledb_db_use_journal(db);
-  if (status != 0) {
-    throw Failure("the store cannot be written to: " + status_text(status));
-  }
 }
 
 void close_store(Store store) {

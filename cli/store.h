@@ -37,9 +37,6 @@ Store open_or_make_store(const std::string& path, const std::string& rules);
 void note_lexicon(const std::string& path);
 
 // Closes the store; throws Failure when that fails.
-// Has what is indexed go through the journal. Throws Failure.
-void use_journal(ArticledbDb* db);
-
 void close_store(Store store);
 
 // The embedded lexicon as a lemmatizer, respectively for analyses. They throw

@@ -149,8 +149,11 @@ class FenraData {
     if (handle == nullptr) {
       return nullptr;
     }
-    const int status = create ? articledb_db_create(handle, path) : articledb_db_open(handle, path);
-    if (status == 0 && articledb_db_use_journal(handle) == 0) {
+    int status = articledb_db_use_journal(handle);
+    if (status == 0) {
+      status = create ? articledb_db_create(handle, path) : articledb_db_open(handle, path);
+    }
+    if (status == 0) {
       return handle;
     }
     articledb_db_close(handle);

@@ -20,6 +20,7 @@
 #include "store/process/gate_file.h"
 #include "store/reading/read_memory.h"
 #include "store/rules_record.h"
+#include "store/waiting/waiting_index.h"
 #include "store/writing/journal.h"
 
 using namespace ostren::fenra;
@@ -83,7 +84,9 @@ int open_with(ArticledbDb* db, OpenGate open_gate) {
 }
 
 int open_store(ArticledbDb* db, const char* path, Prepare prepare) {
-  return open_with(db, [=] { return gate_open(db, path, {make_journal, prepare}); });
+  return open_with(db, [=] {
+    return gate_open(db, path, {make_journal, db->memory->uses_journal, prepare});
+  });
 }
 
 // The rules come first: a store that is complete has them.
@@ -222,9 +225,17 @@ int articledb_db_remove_logs(ArticledbDb* db) {
 }
 
 int articledb_db_max_id(ArticledbDb* db, guint64* id) {
-  DBT data = output_item(id, sizeof *id);
-  const int ret = get_record(db, &ArticledbDb::iddb,
-                             input_item(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY), &data, 0);
+  const int ret = read_in_gate(db, [&] {
+    const WaitingIndex* waiting = nullptr;
+    int code = gate_waiting(db, &waiting);
+    DBT key = input_item(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY);
+    DBT data = output_item(id, sizeof *id);
+    code = code != 0 ? code : db->iddb->get(db->iddb, nullptr, &key, &data, 0);
+    if (code == 0 && waiting != nullptr) {
+      *id = MAX(*id, waiting->last_id());
+    }
+    return code;
+  });
   if (ret != 0) {
     report(db->iddb, ret);
   }

@@ -214,15 +214,18 @@ FENRA_API char* articledb_pack_url_with_metadata(const char* url, GHashTable* me
 
 // ---- indexing ----
 
-// Has articledb_db_index of this open handle put articles into the store's journal from now on,
-// where they are as safe as in the databases, and are written to those together with others. It
-// is for a collection that grows article by article: one costs a small part of what it costs
-// otherwise, and a reader finds it at once by whatever call of the library, but who reads the
-// databases themselves may not. A write of the databases that fails later, for want of room or
-// for a cursor that a host keeps positioned, is not the article's failure. Some articles are
-// written to the databases all the same, among them very long ones.
+// Has the handle use the store's journal, best before it is opened. articledb_db_index puts
+// articles there then, where they are as safe as in the databases, and they are written to those
+// together with others. What waits is found at once by every lookup, of this handle and of all
+// others; but a handle that does not use the journal has it written to the databases first, at its
+// opening and whenever it reads, as cursors over whole databases and the single writers do with any
+// handle. It is for a collection that grows article by article, and for asking it: an article costs
+// a small part of what it costs otherwise, and no reader waits for it. A write of the databases
+// that fails later, for want of room or for a cursor that a host keeps positioned, is not the
+// article's failure. Some articles are written to the databases all the same, among them very long
+// ones.
 //
-// Returns 0; EINVAL for a handle that is not open; EROFS for one that only reads.
+// Returns 0; EROFS for a handle that only reads; -1 when memory is short.
 FENRA_API int articledb_db_use_journal(ArticledbDb* db);
 
 // Stores one article. `metadata` has string keys and is only read: "source",

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <memory>
 
+#include "base/failed.h"
 #include "base/handles.h"
 #include "store/article/article.h"
 #include "store/articledb.h"
@@ -25,13 +26,19 @@ void checkpoint_now_and_then(ArticledbDb* db) {
 }  // namespace
 
 int articledb_db_use_journal(ArticledbDb* db) {
-  if (db->memory == nullptr || db->gate == nullptr) {
-    return EINVAL;
-  }
   if (gate_only_reads(db)) {
     return EROFS;
   }
+  if (db->memory == nullptr) {
+    const int ret = status_of([db] { db->memory = new ArticledbMemory; });
+    if (ret != 0) {
+      return ret;
+    }
+  }
   db->memory->uses_journal = true;
+  if (db->gate != nullptr) {
+    gate_read_waiting(db);
+  }
   return 0;
 }
 

@@ -9,6 +9,7 @@
 #include "store/process/gate.h"
 #include "store/reading/cursor.h"
 #include "store/reading/read_memory.h"
+#include "store/waiting/waiting_index.h"
 #include "store/writing/article_version.h"
 
 using namespace ostren::fenra::store;
@@ -64,25 +65,60 @@ int resolution(int code, guint32 length, guint32* size) {
   }
 }
 
-// Looks for a kept URL record, and gives it to `data` as far as it fits.
-bool recall_url(ArticledbDb* db, guint64 id, DBT* data) {
+// Gives the record to `data`, if it fits.
+int give(std::string_view record, DBT* data) {
+  data->size = static_cast<guint32>(record.size());
+  if (data->size > data->ulen) {
+    return DB_BUFFER_SMALL;
+  }
+  record.copy(static_cast<char*>(data->data), record.size());
+  return 0;
+}
+
+// Looks for a kept URL record, and gives it to `data`; *code is set when it is there.
+bool recall_url(ArticledbDb* db, guint64 id, DBT* data, int* code) {
   const ReadCache* const reads = read_cache_of(db);
   std::string_view record;
   if (reads == nullptr || !reads->find_url(id, gate_changes(db), &record)) {
     return false;
   }
-  data->size = static_cast<guint32>(record.size());
-  if (data->size <= data->ulen) {
-    record.copy(static_cast<char*>(data->data), record.size());
-  }
+  *code = give(record, data);
   return true;
 }
 
-int article_db_lookup_id_to_buffer(ArticledbDb* db, DatabaseField database, guint64 id,
-                                   void* buffer, guint32* size) {
-  DBT data = output_item(buffer, *size);
-  const int ret = get_record(db, database, id_item(&id), &data, 0);
-  return resolution(ret, data.size, size);
+// Where the records of an id are; like DECLINED no code of anybody else.
+constexpr int IN_DATABASES = -1003;
+
+// 0 and the article when it waits; DB_NOTFOUND when nobody shows it, or not any more; else
+// IN_DATABASES, if anywhere.
+int find_waiting(const WaitingIndex* waiting, guint64 id, const JournalArticle** article) {
+  if (waiting == nullptr || (id <= waiting->base() && !waiting->hides(id))) {
+    return IN_DATABASES;
+  }
+  *article = waiting->hides(id) ? nullptr : waiting->article(id);
+  return *article == nullptr ? DB_NOTFOUND : 0;
+}
+int read_url_record(ArticledbDb* db, guint64 id, DBT* data) {
+  return read_in_gate(db, [&] {
+    const WaitingIndex* waiting = nullptr;
+    const JournalArticle* article = nullptr;
+    int code = gate_waiting(db, &waiting);
+    code = code != 0 ? code : find_waiting(waiting, id, &article);
+    if (code != IN_DATABASES) {
+      return code == 0 ? give(article->records.url_record, data) : code;
+    }
+    ReadCache* const reads = read_cache_of(db);
+    reads->carry_urls_over(gate_changes(db), gate_replacements(db));
+    if (recall_url(db, id, data, &code)) {
+      return code;
+    }
+    DBT key = id_item(&id);
+    code = db->urldb->get(db->urldb, nullptr, &key, data, 0);
+    if (code == 0) {
+      reads->keep_url(id, {static_cast<const char*>(data->data), data->size});
+    }
+    return code;
+  });
 }
 
 }  // namespace
@@ -175,32 +211,46 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 // ---- id resolution ----
 
 int articledb_db_lookup_url(ArticledbDb* db, const char* url, guint32 length, guint64* id) {
-  const int ret = read_in_gate(db, [&] { return find_shown(db, {url, length}, id); });
+  const int ret = read_in_gate(db, [&] {
+    const WaitingIndex* waiting = nullptr;
+    const int code = gate_waiting(db, &waiting);
+    const StoredKey key({url, length});
+    const JournalArticle* const article =
+        waiting == nullptr ? nullptr : waiting->newest_of_url(key.bytes());
+    if (code == 0 && article != nullptr) {
+      *id = article->id;
+      return 0;
+    }
+    return code != 0 ? code : find_shown(db, {url, length}, id);
+  });
   return ret == DB_NOTFOUND ? STATUS_NOT_FOUND : ret;
 }
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
   DBT data = output_item(buffer, *size);
-  const auto code_of_recalled = [&data] { return data.size > data.ulen ? DB_BUFFER_SMALL : 0; };
-  if (recall_url(db, id, &data)) {
-    return resolution(code_of_recalled(), data.size, size);
+  const WaitingIndex* waiting = nullptr;
+  const JournalArticle* article = nullptr;
+  int code = gate_waiting(db, &waiting);
+  if (code == 0 && find_waiting(waiting, id, &article) == IN_DATABASES &&
+      recall_url(db, id, &data, &code)) {
+    return resolution(code, data.size, size);
   }
-  const int ret = read_in_gate(db, [&] {
-    ReadCache* const reads = read_cache_of(db);
-    reads->carry_urls_over(gate_changes(db), gate_replacements(db));
-    if (recall_url(db, id, &data)) {
-      return code_of_recalled();
-    }
-    DBT key = id_item(&id);
-    const int code = db->urldb->get(db->urldb, nullptr, &key, &data, 0);
-    if (code == 0) {
-      reads->keep_url(id, {static_cast<const char*>(buffer), data.size});
-    }
-    return code;
-  });
-  return resolution(ret, data.size, size);
+  code = code != 0 ? code : read_url_record(db, id, &data);
+  return resolution(code, data.size, size);
 }
 
 int articledb_db_lookup_id_to_txt(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
-  return article_db_lookup_id_to_buffer(db, &ArticledbDb::txtdb, id, buffer, size);
+  DBT data = output_item(buffer, *size);
+  const int ret = read_in_gate(db, [&] {
+    const WaitingIndex* waiting = nullptr;
+    const JournalArticle* article = nullptr;
+    int code = gate_waiting(db, &waiting);
+    code = code != 0 ? code : find_waiting(waiting, id, &article);
+    if (code == 0) {
+      return give(article->records.text_record, &data);
+    }
+    DBT key = id_item(&id);
+    return code == IN_DATABASES ? db->txtdb->get(db->txtdb, nullptr, &key, &data, 0) : code;
+  });
+  return resolution(ret, data.size, size);
 }

@@ -17,6 +17,7 @@
 #include "store/layout/database.h"
 #include "store/layout/stored_key.h"
 #include "store/process/gate.h"
+#include "store/waiting/waiting_index.h"
 #include "store/writing/article_version.h"
 
 using namespace ostren::fenra;
@@ -195,6 +196,20 @@ int find_words(ArticledbDb* db, const WordSource& source, guint64 id) {
   });
 }
 
+// The article may wait: then it is written to the databases, where it is compared.
+int read_shown_in_databases(ArticledbDb* db, const ArticleRecords& records, Shown* shown) {
+  bool waits = false;
+  const int ret = read_in_gate(db, [&] {
+    const WaitingIndex* waiting = nullptr;
+    const int code = gate_waiting(db, &waiting);
+    waits = waiting != nullptr && waiting->newest_of_url(StoredKey(records.url).bytes()) != nullptr;
+    return code != 0 || waits ? code : read_shown(db, records, shown);
+  });
+  return ret != 0 || !waits
+             ? ret
+             : read_databases_in_gate(db, [&] { return read_shown(db, records, shown); });
+}
+
 // 0; DB_NOTFOUND when something is different; or the code of what failed.
 int compare(ArticledbDb* db, GHashTable* metadata, const WordSource& source) {
   Article article(metadata);
@@ -205,7 +220,7 @@ int compare(ArticledbDb* db, GHashTable* metadata, const WordSource& source) {
   const ArticleRecords& records = article.records();
   Shown shown;
   shown.url_record.resize(records.url_record.size());
-  ret = read_in_gate(db, [&] { return read_shown(db, records, &shown); });
+  ret = read_shown_in_databases(db, records, &shown);
   if (ret != 0) {
     return ret;
   }

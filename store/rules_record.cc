@@ -16,8 +16,9 @@ constexpr guint32 NAME_ROOM = 64;
 // The name that the store has, zero-terminated; "plain" when it has none.
 int read_name(ArticledbDb* db, char (&name)[NAME_ROOM]) {
   DBT data = output_item(name, NAME_ROOM - 1);
+  DBT key = input_item(RULES_KEY, sizeof RULES_KEY);
   const int ret =
-      get_record(db, &ArticledbDb::iddb, input_item(RULES_KEY, sizeof RULES_KEY), &data, 0);
+      read_in_gate(db, [&] { return db->iddb->get(db->iddb, nullptr, &key, &data, 0); });
   if (ret == DB_NOTFOUND) {
     g_strlcpy(name, ARTICLEDB_RULES_PLAIN, NAME_ROOM);
     return 0;

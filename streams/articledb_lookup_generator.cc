@@ -1,8 +1,11 @@
 // The index lookups: from a form, lemma, source, date or trigram prefix to the
 // stream of the articles that have it.
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
+#include "store/reading/cursor.h"
+#include "store/reading/prefix_scan.h"
 #include "streams/articledb_generator.h"
 #include "streams/id_set.h"
 #include "streams/id_union.h"
@@ -58,6 +61,17 @@ class Lists {
 
 bool begins_with(const ArticledbBuffer& key, const char* prefix, guint32 length) {
   return key.length >= length && std::memcmp(key.data, prefix, length) == 0;
+}
+
+bool is_whole_trigram(const char* trigram, guint32 length) {
+  return trigram[length - 1] == '\0' &&
+         std::count(trigram, trigram + length, '\0') == TRIGRAM_BUILDER_WORDS;
+}
+
+OstrenGenerator* trigram_list_new(ArticledbDb* db, const char* trigram, guint32 length) {
+  auto* const cursor = ostren::fenra::store::cursor_of_trigram_new(db, trigram, length);
+  return cursor == nullptr ? ostren_empty_generator_new()
+                           : articledb_guint64_generator_new(&cursor->head);
 }
 
 OstrenGenerator* new_trigram_generator(OstrenGenerator* inner) {
@@ -141,6 +155,11 @@ OstrenGenerator* articledb_db_trigram_lookup_generator_new(ArticledbDb* db, cons
   }
   if (length == 0) {
     return ostren_empty_generator_new();
+  }
+  if (ostren::fenra::store::trigrams_may_wait(db)) {
+    return new_trigram_generator(is_whole_trigram(trigram, length)
+                                     ? trigram_list_new(db, trigram, length)
+                                     : id_set_of_trigrams_new(db, trigram, length));
   }
   ArticledbCursor* cursor;
   if (articledb_db_lookup_trigram(db, &cursor, trigram, length) != 0) {

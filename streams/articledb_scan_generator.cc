@@ -13,11 +13,14 @@ using namespace ostren::fenra;
 
 namespace {
 
-// A name for what is kept of a scan: the bytes say what is asked for in the database.
-store::ReadName name_of(store::DatabaseField database, std::string_view bytes) {
+// A name for what is kept of a scan: the bytes say what is asked for in the database, and in what
+// waits now.
+store::ReadName name_of(ArticledbDb* db, store::DatabaseField database, std::string_view bytes) {
   constexpr char KIND = 's';  // no list of items has such a name
+  const guint64 additions = store::gate_additions(db);
   store::ReadName name;
   name.append(&KIND, sizeof KIND);
+  name.append(&additions, sizeof additions);
   name.append(&database, sizeof database);
   name.append(bytes.data(), bytes.size());
   return name;
@@ -43,7 +46,7 @@ void keep(ArticledbDb* db, const store::ReadName& name, guint64 changes, std::st
 template <typename Wanted>
 OstrenGenerator* scan(ArticledbDb* db, store::DatabaseField database, std::string_view bytes,
                       Wanted wanted) {
-  const store::ReadName name = name_of(database, bytes);
+  const store::ReadName name = name_of(db, database, bytes);
   const std::string_view bits = recall(db, name);
   if (!bits.empty()) {
     return streams::id_set_of_bits_new(bits);
@@ -74,7 +77,7 @@ guint32 date_of(std::string_view key) {
 class DateTable {
  public:
   explicit DateTable(ArticledbDb* db) {
-    const store::ReadName name = name_of(&ArticledbDb::datedb, "");
+    const store::ReadName name = name_of(db, &ArticledbDb::datedb, "");
     const std::string_view kept = recall(db, name);
     if (!kept.empty()) {
       dates_.resize(kept.size() / sizeof(guint32));

@@ -39,6 +39,21 @@ int look_for_changes(ArticledbDb* db) {
   return STATUS_STORE_CHANGED;
 }
 
+bool reads(Access access) { return access == Access::READ || access == Access::READ_DATABASES; }
+
+// Has what waits known or written, as the access needs it.
+int see_to_waiting(ArticledbDb* db, Access access) {
+  ArticledbGate* const gate = db->gate;
+  gate->looks = access == Access::READ && gate->reads_waiting;
+  if (access == Access::APPEND) {
+    return 0;
+  }
+  const int ret = gate->looks ? look(db) : settle(db);
+  // On a full disk there is an answer without the articles that wait.
+  gate->incomplete = ret == ENOSPC && reads(access);
+  return gate->incomplete ? 0 : ret;
+}
+
 }  // namespace
 
 int gate_enter(ArticledbDb* db, Access access) {
@@ -47,7 +62,7 @@ int gate_enter(ArticledbDb* db, Access access) {
     return EINVAL;
   }
   if (gate->read_only != nullptr) {
-    return access == Access::READ ? look_for_changes(db) : EROFS;
+    return reads(access) ? look_for_changes(db) : EROFS;
   }
   if (!directory_lock_is_own(gate->lock)) {
     return EPERM;
@@ -62,22 +77,18 @@ int gate_enter(ArticledbDb* db, Access access) {
   if (ret == 0 && gate->bound != 0 && gate->bound != gate->generation) {
     ret = WRITES_LOST;
   }
-  if (ret == 0 && access != Access::APPEND) {
-    ret = settle(db, access);
-    // On a full disk there is an answer without the articles that wait.
-    gate->incomplete = ret == ENOSPC && access == Access::READ;
-    if (gate->incomplete) {
-      ret = 0;
-    }
+  if (ret == 0) {
+    ret = see_to_waiting(db, access);
   }
   if (ret != 0) {
     gate->file->unlock();
     return ret;
   }
-  if (access != Access::READ) {
-    gate->file->count_change();
+  if (access == Access::APPEND) {
+    gate->file->count_addition();
   }
   if (access == Access::CHANGE) {
+    gate->file->count_change();
     gate->file->count_replacement();
     gate->waiting->forget_last_id();
   }
@@ -132,6 +143,11 @@ guint64 gate_changes(const ArticledbDb* db) {
   return gate->read_only != nullptr ? gate->read_only->changes() : gate->file->changes();
 }
 
+guint64 gate_additions(const ArticledbDb* db) {
+  const ArticledbGate* gate = db->gate;
+  return gate->read_only != nullptr ? 0 : gate->file->additions();
+}
+
 guint64 gate_replacements(const ArticledbDb* db) {
   const ArticledbGate* gate = db->gate;
   return gate->read_only != nullptr ? gate->read_only->changes() : gate->file->replacements();
@@ -148,6 +164,31 @@ guint64 gate_generation(const ArticledbDb* db) {
 Binding::Binding(ArticledbDb* db, guint64 generation) : db_(db) { db->gate->bound = generation; }
 
 Binding::~Binding() { db_->gate->bound = 0; }
+
+void gate_read_waiting(ArticledbDb* db) { db->gate->reads_waiting = true; }
+
+bool gate_reads_waiting(const ArticledbDb* db) {
+  return db->gate != nullptr && db->gate->read_only == nullptr && db->gate->reads_waiting;
+}
+
+int gate_waiting(ArticledbDb* db, const WaitingIndex** waiting) {
+  ArticledbGate* const gate = db->gate;
+  *waiting = nullptr;
+  if (!gate_reads_waiting(db)) {
+    return 0;
+  }
+  if (gate->file->is_locked_by_thread()) {
+    *waiting = gate->looks ? &gate->waiting->index() : nullptr;
+    return 0;
+  }
+  int ret = 0;
+  if (gate->seen_changes != gate->file->changes() ||
+      gate->seen_additions != gate->file->additions()) {
+    ret = read_in_gate(db, [] { return 0; });
+  }
+  *waiting = &gate->waiting->index();
+  return ret;
+}
 
 int gate_admits_articles(ArticledbDb* db) {
   return run_for_waiting(db, [db](WaitingArticles* waiting) { return waiting->admits(db); });
@@ -175,10 +216,13 @@ void gate_cursor_closed(ArticledbDb* db) {
 }
 
 int get_record(ArticledbDb* db, DatabaseField database, DBT key, DBT* data, guint32 flags) {
-  return read_in_gate(db, [&] {
-    DB* handle = db->*database;
-    return handle->get(handle, nullptr, &key, data, flags);
-  });
+  return run_in_gate(
+      db,
+      [&] {
+        DB* handle = db->*database;
+        return handle->get(handle, nullptr, &key, data, flags);
+      },
+      Access::READ_DATABASES);
 }
 
 int put_record(ArticledbDb* db, DatabaseField database, DBT key, DBT data, guint32 flags) {

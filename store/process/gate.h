@@ -21,17 +21,18 @@ namespace ostren::fenra::store {
 
 // ---- one operation ----
 
-// What an operation is going to do inside: read or change what the databases hold, or
-// only add to the journal.
-enum class Access { READ, CHANGE, APPEND };
+// What an operation is going to do inside: read what the store holds; read the databases, which
+// are to hold all of it; change them; or only add to the journal.
+enum class Access { READ, READ_DATABASES, CHANGE, APPEND };
 
 // Enters the gate. On success db->env and the databases are open and in order until
-// gate_leave, and but for Access::APPEND no article waits in the journal; a thread enters
+// gate_leave. Articles may wait in the journal for Access::APPEND, and for Access::READ with a
+// handle that reads what waits: gate_waiting() has them then, as they are. A thread enters
 // once at a time. On failure the gate has not been entered: the code of a recovery, an
 // opening or a write of articles that failed, which has been reported and which the next
 // entry tries again.
 //
-// A store that is open for reading only has no gate: EROFS for what is no Access::READ;
+// A store that is open for reading only has no gate: EROFS for what does not read;
 // STATUS_STORE_CHANGED when somebody has written to it.
 int gate_enter(ArticledbDb* db, Access access);
 
@@ -76,10 +77,19 @@ int read_in_gate(ArticledbDb* db, Call call) {
   return run_in_gate(db, call, Access::READ);
 }
 
-// A number that is another one whenever anything in the store may have changed since,
+// The same for who reads the databases past the library, or stays in them.
+template <typename Call>
+int read_databases_in_gate(ArticledbDb* db, Call call) {
+  return run_in_gate(db, call, Access::READ_DATABASES);
+}
+
+// A number that is another one whenever anything in the databases may have changed since,
 // by whatever process; read without entering. What was read under the gate still
 // holds as long as the number is the one that it was there. The store has been opened.
 guint64 gate_changes(const ArticledbDb* db);
+
+// The same for what waits in the journal.
+guint64 gate_additions(const ArticledbDb* db);
 
 // A number that is another one whenever a URL record that had been read may have been
 // changed or removed since. Under the gate.
@@ -112,6 +122,16 @@ class Binding {
 
 // ---- articles that wait ----
 
+// Has the handle read what waits, rather than have it written to the databases first.
+void gate_read_waiting(ArticledbDb* db);
+
+bool gate_reads_waiting(const ArticledbDb* db);
+
+// What waits, as it is now or, under the gate, as it was when that was entered; null for a handle
+// for which nothing waits. Valid until the gate is entered. Enters the gate when something has
+// changed. Returns 0 or the code of what failed.
+int gate_waiting(ArticledbDb* db, const WaitingIndex** waiting);
+
 // Whether an article that is indexed now can go to the journal: 0; DECLINED, when
 // it has to be written to the databases; or the code of what failed. A host's cursor that is
 // positioned would stand in the way of writing the articles later, when somebody wants to
@@ -129,6 +149,7 @@ void gate_cursor_closed(ArticledbDb* db);
 
 using DatabaseField = DB* ArticledbDb::*;
 
+// Of the database as it is to be when nothing waits.
 int get_record(ArticledbDb* db, DatabaseField database, DBT key, DBT* data, guint32 flags);
 int put_record(ArticledbDb* db, DatabaseField database, DBT key, DBT data, guint32 flags);
 int delete_records(ArticledbDb* db, DatabaseField database, DBT key);
@@ -139,6 +160,8 @@ struct Opening {
   // Makes what keeps the articles that wait; the arguments outlive it. Null when memory is
   // short.
   std::unique_ptr<WaitingArticles> (*make_waiting)(const char* directory, GateFile* file);
+  // The handle reads what waits.
+  bool reads_waiting;
   // Null, or runs under the gate before anybody else gets at the store.
   int (*prepare)(ArticledbDb* db);
 };

@@ -94,11 +94,23 @@ int renew_environment(ArticledbDb* db) {
   return ret;
 }
 
-int settle(ArticledbDb* db, Access access) {
-  WaitingArticles* const waiting = db->gate->waiting.get();
-  const int ret = access == Access::READ ? waiting->settle_for_reader(db) : waiting->settle(db);
+int settle(ArticledbDb* db) {
+  const int ret = db->gate->waiting->settle(db);
   if (ret == DB_RUNRECOVERY) {
     db->gate->file->require_recovery();
+  }
+  return ret;
+}
+
+int look(ArticledbDb* db) {
+  ArticledbGate* const gate = db->gate;
+  const int ret = gate->waiting->look(db);
+  if (ret == DB_RUNRECOVERY) {
+    gate->file->require_recovery();
+  }
+  if (ret == 0) {
+    gate->seen_changes = gate->file->changes();
+    gate->seen_additions = gate->file->additions();
   }
   return ret;
 }

@@ -25,7 +25,7 @@ namespace ostren::fenra::store {
 namespace {
 
 constexpr char MAGIC[8] = {'f', 'e', 'n', 'r', 'a', 'g', 't', '\0'};  // on disk
-constexpr guint32 VERSION = 4;                                        // on disk
+constexpr guint32 VERSION = 5;                                        // on disk
 constexpr size_t FILE_BYTES = 4096;                                   // on disk
 constexpr size_t BOOT_ID_BYTES = 40;                                  // on disk
 
@@ -68,6 +68,7 @@ struct GateFile::Layout {
   alignas(64) std::atomic<guint32> holder;
   alignas(64) guint8 occupied[PLACES];
   alignas(64) std::atomic<guint64> changes;
+  std::atomic<guint64> additions;
   JournalState journal;
   guint32 cursors;
   guint64 replacements;
@@ -176,13 +177,14 @@ GateFile::Report GateFile::report(int fd) {
   if (!read(fd, &found)) {
     return {};
   }
-  const bool unchanged = found.needs_recovery == 0 && found.recovered == 0 && found.changes == 0;
+  const guint64 changes = found.changes + found.additions;
+  const bool unchanged = found.needs_recovery == 0 && found.recovered == 0 && changes == 0;
   Report report = {};
   report.state = found.clean == 1 && found.needs_recovery == 0 ? Report::State::CLOSED
                  : unchanged                                   ? Report::State::UNCHANGED
                                                                : Report::State::CHANGED;
   report.generation = found.generation;
-  report.changes = found.changes;
+  report.changes = changes;
   report.files = found.files;
   return report;
 }
@@ -253,6 +255,14 @@ void GateFile::unlock() {
   }
 }
 
+bool GateFile::is_locked_by_thread() const {
+  const GateFile* entered = innermost;
+  while (entered != nullptr && entered != this) {
+    entered = entered->outer_;
+  }
+  return entered == this;
+}
+
 guint64 GateFile::generation() const { return layout_->generation; }
 
 void GateFile::require_recovery() {
@@ -267,6 +277,10 @@ bool GateFile::needs_recovery() const { return layout_->needs_recovery != 0; }
 guint64 GateFile::changes() const { return layout_->changes.load(std::memory_order_acquire); }
 
 void GateFile::count_change() { layout_->changes.fetch_add(1); }
+
+guint64 GateFile::additions() const { return layout_->additions.load(std::memory_order_acquire); }
+
+void GateFile::count_addition() { layout_->additions.fetch_add(1); }
 
 guint64 GateFile::replacements() const { return layout_->replacements; }
 
@@ -294,7 +308,7 @@ void GateFile::set_clean() {
 }
 
 bool GateFile::unchanged() const {
-  return layout_->recovered == 0 && layout_->needs_recovery == 0 && changes() == 0;
+  return layout_->recovered == 0 && layout_->needs_recovery == 0 && changes() + additions() == 0;
 }
 
 void GateFile::set_complete() { layout_->complete = 1; }

@@ -66,6 +66,9 @@ class GateFile {
   int lock(const ArticledbDirectoryLock* directory, int place);
   void unlock();
 
+  // Whether the calling thread holds the lock, taken with this.
+  bool is_locked_by_thread() const;
+
   // Of the file as it was found: the last handle had closed the store in order, since
   // the machine was started, nothing has been done to it after that, and its
   // environment has been made with the present settings.
@@ -96,10 +99,14 @@ class GateFile {
   // The store has its id counter on disk.
   void set_complete();
 
-  // A number that grows with every operation that may change what the store holds,
+  // A number that grows with every operation that may change what the databases hold,
   // before the change is made. It may be read without the lock.
   guint64 changes() const;
   void count_change();
+
+  // The same for what is added to the journal.
+  guint64 additions() const;
+  void count_addition();
 
   // A number that grows before a URL record that somebody may have read is changed or
   // removed.
@@ -108,14 +115,12 @@ class GateFile {
 
   // What is known of the journal.
   struct JournalState {
-    guint32 known;     // 0: nothing; the file tells
-    guint64 applied;   // offset behind the records whose articles are in the databases
-    guint64 end;       // offset behind the last record
-    guint64 last_id;   // the last id handed out; 0: the databases tell
-    guint64 growth;    // bytes that the databases may grow by for what waits
-    guint64 patience;  // microseconds that writing what waits may take; 0: the most
-    guint64 cost;      // microseconds that it took for a MiB of records; 0: not known
-    guint64 wanted;    // free bytes of the disk to wait for; 0: for none
+    guint32 known;    // 0: nothing; the file tells
+    guint64 applied;  // offset behind the records whose articles are in the databases
+    guint64 end;      // offset behind the last record
+    guint64 last_id;  // the last id handed out; 0: the databases tell
+    guint64 growth;   // bytes that the databases may grow by for what waits
+    guint64 wanted;   // free bytes of the disk to wait for; 0: for none
   };
   JournalState* journal();
 

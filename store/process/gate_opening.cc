@@ -68,6 +68,7 @@ int enter_directory(DB_ENV* env, const char* path, const Opening& opening, Artic
     ret = GateFile::open(directory, alone, db_config_fingerprint(directory), &gate->file);
   }
   if (ret == 0) {
+    gate->reads_waiting = opening.reads_waiting;
     gate->waiting = opening.make_waiting(directory, gate->file.get());
     ret = gate->waiting == nullptr ? ENOMEM : 0;
   }
@@ -88,7 +89,7 @@ int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
     ret = prepare(db);
   }
   if (ret == 0) {
-    ret = settle(db, Access::CHANGE);
+    ret = gate->reads_waiting ? look(db) : settle(db);
     // What waits goes on waiting, and who only reads can do so.
     ret = ret == ENOSPC ? 0 : ret;
   }
@@ -102,11 +103,11 @@ bool leaves_in_order(ArticledbDb* db, bool alone) {
   if (!alone || !is_present(gate) || count_abandoned(gate) != 0) {
     return false;
   }
-  int ret = settle(db, Access::CHANGE);
+  int ret = settle(db);
   if (ret == DB_RUNRECOVERY) {
     ret = renew_environment(db);
     if (ret == 0) {
-      ret = settle(db, Access::CHANGE);
+      ret = settle(db);
     }
   }
   return ret == 0;

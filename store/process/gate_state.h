@@ -29,10 +29,14 @@ struct ArticledbGate {
   std::unique_ptr<ostren::fenra::store::GateFile> file;
   std::unique_ptr<ostren::fenra::store::WaitingArticles> waiting;
   int place = -1;
-  guint64 generation = 0;   // of the environment in the handle; 0 for none
-  bool incomplete = false;  // the present entry reads a store that lacks articles
-  guint32 cursors = 0;      // of the handle, among those that the file counts
-  guint64 bound = 0;        // the generation that operations are bound to; 0 for any
+  guint64 generation = 0;              // of the environment in the handle; 0 for none
+  bool reads_waiting = false;          // the handle reads what waits
+  bool looks = false;                  // the present entry does
+  guint64 seen_changes = G_MAXUINT64;  // of which `waiting` knows
+  guint64 seen_additions = 0;          // the same
+  bool incomplete = false;             // the present entry reads a store that lacks articles
+  guint32 cursors = 0;                 // of the handle, among those that the file counts
+  guint64 bound = 0;                   // the generation that operations are bound to; 0 for any
   ostren::fenra::store::Messages messages = {};  // of the handle's last environment
   GArray* regions =                              // of RegionMapping
       g_array_new(FALSE, FALSE, sizeof(ostren::fenra::store::RegionMapping));
@@ -59,8 +63,11 @@ int open_with_recovery(ArticledbDb* db);
 // present one. After a failure there is none.
 int renew_environment(ArticledbDb* db);
 
-// Has the articles that wait written to the databases, for the access.
-int settle(ArticledbDb* db, Access access);
+// Has the articles that wait written to the databases.
+int settle(ArticledbDb* db);
+
+// Has them known.
+int look(ArticledbDb* db);
 
 // ---- traces of processes that have vanished ----
 

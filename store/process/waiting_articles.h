@@ -10,6 +10,8 @@
 
 namespace ostren::fenra::store {
 
+class WaitingIndex;
+
 // Result of a call that cannot be served: the article has to be written to the databases at
 // once. Like WRITES_LOST it is no code of Berkeley DB, the system or zlib, and stays inside of
 // the library.
@@ -26,8 +28,9 @@ class WaitingArticles {
   // disk has more room.
   virtual int settle(ArticledbDb* db) = 0;
 
-  // The same for somebody who reads, and waits.
-  virtual int settle_for_reader(ArticledbDb* db) = 0;
+  // Brings index() up to date. Returns 0 or a code, as settle().
+  virtual int look(ArticledbDb* db) = 0;
+  virtual const WaitingIndex& index() const = 0;
 
   // Whether more may wait: 0, DECLINED, or the code of what failed.
   virtual int admits(ArticledbDb* db) = 0;

@@ -58,7 +58,7 @@ int leave_list(Cursor* cursor) {
   }
   int ret = 0;
   if (cursor->list.stands()) {
-    ret = read_in_gate(cursor->db, [&] {
+    ret = read_databases_in_gate(cursor->db, [&] {
       int code = open_dbc(cursor);
       if (code == 0) {
         DBT key = list_key(cursor);
@@ -141,7 +141,7 @@ int copy_position(Cursor* cursor, Cursor* copy, bool key_only) {
     return 0;
   }
   bool lost = false;
-  const int ret = read_in_gate(cursor->db, [&] {
+  const int ret = read_databases_in_gate(cursor->db, [&] {
     lost = is_lost(cursor);
     if (lost) {
       return 0;
@@ -162,6 +162,15 @@ Cursor* cursor_new(ArticledbDb* db, DatabaseField database, guint32 operation) {
     cursor->head.next_op = operation;
   }
   return cursor;
+}
+
+Cursor* cursor_of_trigram_new(ArticledbDb* db, const char* trigram, guint32 length) {
+  std::unique_ptr<Cursor> cursor(cursor_new(db, &ArticledbDb::trigramdb, DB_SET));
+  if (cursor == nullptr || !cursor_set_key(cursor.get(), trigram, length, DB_DBT_USERMEM)) {
+    return nullptr;
+  }
+  cursor->lists = true;
+  return cursor.release();
 }
 
 bool cursor_set_key(Cursor* cursor, const void* key, guint32 length, guint32 flags) {
@@ -187,7 +196,7 @@ int cursor_read(Cursor* cursor, DBT* key, DBT* data, guint32 operation) {
     return ret;
   }
   bool lost = false;
-  ret = read_in_gate(cursor->db, [&] {
+  ret = read_databases_in_gate(cursor->db, [&] {
     lost = is_lost(cursor);
     int code = lost ? 0 : open_dbc(cursor);
     if (code == 0 && !lost) {

@@ -35,6 +35,9 @@ inline Cursor* cursor_of(ArticledbCursor* cursor) { return reinterpret_cast<Curs
 // Null when memory is short.
 Cursor* cursor_new(ArticledbDb* db, DatabaseField database, guint32 operation);
 
+// A cursor on the ids under a whole trigram. Null when memory is short.
+Cursor* cursor_of_trigram_new(ArticledbDb* db, const char* trigram, guint32 length);
+
 // Gives the cursor its own copy of a key, with the given item flags. Returns whether there
 // was memory for it.
 bool cursor_set_key(Cursor* cursor, const void* key, guint32 length, guint32 flags);

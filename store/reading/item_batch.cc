@@ -141,6 +141,40 @@ bool ItemBatch::take(const DBT* first, const DBT& bulk, guint32 most_items, bool
   return true;
 }
 
+bool ItemBatch::take_ids(const DBT* first, const std::vector<guint64>& ids) {
+  ItemBatch taken;
+  if (!taken.begin(first, ids.size() * ID_BYTES, true)) {
+    return false;
+  }
+  for (const guint64& id : ids) {
+    taken.append(&id, ID_BYTES);
+  }
+  *this = std::move(taken);
+  return true;
+}
+
+bool ItemBatch::take_texts(const DBT* first, const std::vector<std::string_view>& texts) {
+  size_t bytes = 0;
+  for (const std::string_view text : texts) {
+    bytes += LENGTH_BYTES + text.size();
+  }
+  ItemBatch taken;
+  if (!taken.begin(first, bytes, false)) {
+    return false;
+  }
+  for (const std::string_view text : texts) {
+    taken.append(text.data(), static_cast<guint32>(text.size()));
+  }
+  *this = std::move(taken);
+  return true;
+}
+
+void ItemBatch::drop_above(guint64 most) {
+  while (length_ != 0 && ids_end()[-1] > most) {
+    length_ -= ID_BYTES;
+  }
+}
+
 std::string_view ItemBatch::pack(guint32 offset, char* out) const {
   const char* const begin = reinterpret_cast<const char*>(memory_.get()) + offset;
   guint32 bytes = length_ - offset;

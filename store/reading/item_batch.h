@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "store/articledb.h"
 
@@ -31,6 +32,13 @@ class ItemBatch {
   // as they are wanted. Items that are as long as ids are such if they may be. False, and
   // nothing changed, when memory is short.
   bool take(const DBT* first, const DBT& bulk, guint32 most_items, bool may_hold_ids);
+
+  // The same of other items.
+  bool take_ids(const DBT* first, const std::vector<guint64>& ids);
+  bool take_texts(const DBT* first, const std::vector<std::string_view>& texts);
+
+  // Drops ids that are greater, of a batch of ids.
+  void drop_above(guint64 most);
 
   // The items from an offset on, at least one, in few bytes, written to `out`, which has
   // most_packed_bytes().

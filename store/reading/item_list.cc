@@ -3,10 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
+#include <iterator>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "store/layout/database.h"
 #include "store/reading/read_memory.h"
+#include "store/waiting/waiting_index.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -156,6 +161,89 @@ int ItemList::read_on(const Source& source, guint64 least) {
 // Replaces the batch by what follows the start, behind the item that the list stands on; it
 // stands on the first one then.
 int ItemList::refill(const Source& source, const Start& start) {
+  const WaitingIndex* waiting = nullptr;
+  const int ret = gate_waiting(source.db, &waiting);
+  if (ret != 0) {
+    return ret;
+  }
+  try {
+    if (waiting != nullptr && WaitingIndex::has_lists(source.database)) {
+      return refill_ids(source, start, *waiting);
+    }
+    return waiting != nullptr && source.database == &ArticledbDb::lemmadb
+               ? refill_forms(source, start, *waiting)
+               : refill_from_databases(source, start);
+  } catch (const std::exception&) {
+    return ENOMEM;
+  }
+}
+
+// Those that wait come behind all of the databases, where some may be in part.
+int ItemList::refill_ids(const Source& source, const Start& start, const WaitingIndex& waiting) {
+  guint64 least = 0;
+  if (start.bytes.size() == sizeof least) {
+    memcpy(&least, start.bytes.data(), sizeof least);
+  }
+  if (least <= waiting.base()) {
+    const int ret = refill_from_databases(source, start);
+    if (ret != 0 && ret != DB_NOTFOUND) {
+      return ret;
+    }
+    if (ret == 0 && batch_.holds_ids()) {
+      batch_.drop_above(waiting.base());
+      stand_at(0);
+    }
+    if (ret == 0 && (start.follows ? batch_.following(0) != batch_.length() : !batch_.empty())) {
+      return 0;
+    }
+  }
+  std::vector<guint64> ids;
+  const std::string_view key(static_cast<const char*>(source.key.data), source.key.size);
+  waiting.read_ids(source.database, key, MAX(least, waiting.base() + 1), MOST_ITEMS, &ids);
+  if (ids.empty()) {
+    return DB_NOTFOUND;
+  }
+  const DBT last = standing();
+  if (!batch_.take_ids(start.follows ? &last : nullptr, ids)) {
+    return ENOMEM;
+  }
+  stand_at(0);
+  return 0;
+}
+
+// A form that waits may be in the databases too.
+int ItemList::refill_forms(const Source& source, const Start& start, const WaitingIndex& waiting) {
+  const std::string after_bytes(start.bytes);
+  const std::string_view after = after_bytes;
+  const std::string_view key(static_cast<const char*>(source.key.data), source.key.size);
+  const int ret = refill_from_databases(source, start);
+  std::vector<std::string_view> forms = waiting.forms_of(key, start.follows ? &after : nullptr);
+  if ((ret != 0 && ret != DB_NOTFOUND) || forms.empty()) {
+    return ret;
+  }
+  if (ret == 0) {
+    std::vector<std::string_view> stored;
+    guint32 offset = start.follows ? batch_.following(0) : 0;
+    for (; offset < batch_.length(); offset = batch_.following(offset)) {
+      stored.push_back(batch_.at(offset));
+    }
+    // What is greater comes with a later batch.
+    forms.erase(std::upper_bound(forms.begin(), forms.end(), stored.back()), forms.end());
+    std::vector<std::string_view> united;
+    std::set_union(forms.begin(), forms.end(), stored.begin(), stored.end(),
+                   std::back_inserter(united));
+    forms = std::move(united);
+  }
+  forms.resize(std::min<size_t>(forms.size(), MOST_ITEMS));
+  const DBT last = standing();
+  if (!batch_.take_texts(start.follows ? &last : nullptr, forms)) {
+    return ENOMEM;
+  }
+  stand_at(0);
+  return 0;
+}
+
+int ItemList::refill_from_databases(const Source& source, const Start& start) {
   next_items_ = next_items_ == 0 ? FIRST_ITEMS : MOST_ITEMS;
   const ReadName name = name_of(source, start);
   int ret = 0;

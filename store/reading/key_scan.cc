@@ -6,6 +6,7 @@
 #include "store/layout/database.h"
 #include "store/memory.h"
 #include "store/reading/read_memory.h"
+#include "store/waiting/waiting_index.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -90,14 +91,25 @@ int scan_keys(ArticledbDb* db, DatabaseField database,
               void (*visit)(void* ids, guint64 id), void* ids, guint64* changes) {
   return read_in_gate(db, [&] {
     *changes = gate_changes(db);
+    const WaitingIndex* waiting = nullptr;
+    const int ret = gate_waiting(db, &waiting);
+    const guint64 base = waiting == nullptr ? G_MAXUINT64 : waiting->base();
+    const auto visit_id = [&](guint64 id) { visit(ids, id); };
     KeyWalk walk(db, database);
     std::string_view key;
-    while (walk.next(&key)) {
+    while (ret == 0 && walk.next(&key)) {
       if (wanted(key)) {
-        walk.visit_ids([&](guint64 id) { visit(ids, id); });
+        walk.visit_ids([&](guint64 id) {
+          if (id <= base) {
+            visit_id(id);
+          }
+        });
       }
     }
-    return walk.code();
+    if (ret == 0 && walk.code() == 0 && waiting != nullptr) {
+      waiting->scan_keys(database, wanted, visit_id);
+    }
+    return ret != 0 ? ret : walk.code();
   });
 }
 

@@ -7,6 +7,7 @@
 #include "store/memory.h"
 #include "store/process/gate.h"
 #include "store/reading/read_memory.h"
+#include "store/waiting/waiting_index.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -31,9 +32,9 @@ class Scan {
     return ret;
   }
 
-  // Calls `visit(id)` for what was read. Returns whether to go on.
+  // Calls `visit(id)` for what was read, up to `most`. Returns whether to go on.
   template <typename Visit>
-  bool visit_pairs(Visit visit) {
+  bool visit_pairs(guint64 most, Visit visit) {
     void* position;
     DB_MULTIPLE_INIT(position, &bulk_);
     const char* key = nullptr;
@@ -55,7 +56,9 @@ class Scan {
       key = static_cast<const char*>(next_key);
       key_length = next_key_length;
       memcpy(&id, data, sizeof id);
-      visit(id);
+      if (id <= most) {
+        visit(id);
+      }
     }
     if (key == nullptr) {
       return false;
@@ -107,16 +110,29 @@ class Scan {
 
 }  // namespace
 
+bool trigrams_may_wait(const ArticledbDb* db) { return gate_reads_waiting(db); }
+
 int scan_trigrams(ArticledbDb* db, const char* prefix, guint32 length,
                   void (*visit)(void* ids, guint64 id), void* ids) {
   if (length > MAX_KEY_BYTES) {
     return EINVAL;
   }
+  const auto visit_id = [&](guint64 id) { visit(ids, id); };
+  const WaitingIndex* waiting = nullptr;
+  int ret = gate_waiting(db, &waiting);
+  if (ret != 0) {
+    return ret;
+  }
+  // What is written out of the journal meanwhile may come in both.
+  guint64 base = G_MAXUINT64;
+  if (waiting != nullptr) {
+    base = waiting->base();
+    waiting->scan_trigrams({prefix, length}, visit_id);
+  }
   Scan scan(db, prefix, length);
-  int ret;
   do {
     ret = scan.read();
-  } while (ret == 0 && scan.visit_pairs([&](guint64 id) { visit(ids, id); }));
+  } while (ret == 0 && scan.visit_pairs(base, visit_id));
   return ret == DB_NOTFOUND || ret == DB_BUFFER_SMALL ? 0 : ret;
 }
 

@@ -8,6 +8,9 @@
 
 namespace ostren::fenra::store {
 
+// Whether trigrams may wait outside of "trigramdb", where walking its keys does not meet them.
+bool trigrams_may_wait(const ArticledbDb* db);
+
 // Calls `visit(ids, id)` for every pair of "trigramdb" whose key begins with the prefix,
 // by keys and under a key by ids: an id comes once a key. It stops at a key that is
 // longer than any trigram. The gate is left after every 64 KiB, and nothing is kept in

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "store/process/gate.h"
+#include "store/waiting/journal_article.h"
+#include "store/waiting/journal_file.h"
 #include "store/writing/article_version.h"
-#include "store/writing/journal_article.h"
-#include "store/writing/journal_file.h"
 #include "store/writing/term_writing.h"
 
 namespace ostren::fenra::store {

@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 #include "base/failed.h"
 #include "store/layout/database.h"
 #include "store/layout/schema.h"
-#include "store/writing/journal_article.h"
+#include "store/waiting/journal_article.h"
+#include "store/writing/article_version.h"
 #include "store/writing/journal_writing.h"
 
 namespace ostren::fenra::store {
@@ -20,29 +22,15 @@ namespace {
 // the log and some more.
 constexpr guint64 ROOM_BYTES = guint64{64} << 20;
 
+// Writing out so much takes a few seconds.
+constexpr guint64 MOST_WAITING_BYTES = guint64{4} << 20;
+
+// What a byte of a record may take in the databases, with short words and half-full pages.
+constexpr guint64 LARGEST_GROWTH = 64;
+
 // By what the free room of a disk that was full must have grown: Berkeley DB waits for
 // seconds, again and again, for pages that it cannot write.
 constexpr guint64 MORE_ROOM_BYTES = guint64{1} << 20;
-
-// Microseconds that it may take to write out what waits, when a reader has just waited for
-// it; the factor by which this grows each time that nobody did; and the most.
-constexpr guint64 LEAST_PATIENCE = 100000;
-constexpr guint64 GROWTH = 4;
-constexpr guint64 MOST_PATIENCE = 3000000;
-
-// Most pages of a large database file have to be fetched from the disk. Until it is known
-// better, a MiB of records is taken to last as long as may be.
-constexpr guint64 LARGE_DATABASE_BYTES = guint64{512} << 20;
-constexpr guint64 COST_IN_LARGE_DATABASE = MOST_PATIENCE;
-
-// Fewer bytes of records tell nothing about the cost of many.
-constexpr guint64 LEAST_MEASURED_BYTES = guint64{16} << 10;
-
-// So many may wait whatever writing them has cost: enough for the next cost to be measured, so
-// that one slow batch is forgotten with the next.
-constexpr guint64 LEAST_WAITING_BYTES = 4 * LEAST_MEASURED_BYTES;
-
-constexpr guint64 MEBIBYTE = guint64{1} << 20;
 
 // The last id that the databases know of.
 int read_counter(ArticledbDb* db, guint64* last_id) {
@@ -93,30 +81,15 @@ guint64 Journal::free_bytes() const {
   return statvfs(directory_, &disk) == 0 ? guint64{disk.f_bavail} * disk.f_frsize : 0;
 }
 
-void Journal::report(ArticledbDb* db, int code) const {
+void Journal::report(ArticledbDb* db, int code, const char* what) const {
   if (code == EPROTO) {
     db->env->errx(db->env,
                   "%s/fenra.journal: not a journal that this version can read; open the store with "
                   "the version that wrote it, or remove the file and with it the articles in it",
                   directory_);
   } else if (!passes(code)) {
-    db->env->err(db->env, code, "%s/fenra.journal: its articles cannot be written to the databases",
-                 directory_);
+    db->env->err(db->env, code, "%s/fenra.journal: its articles cannot be %s", directory_, what);
   }
-}
-
-// How many bytes of records may wait.
-guint64 Journal::most_bytes() const {
-  guint64 cost = state_.cost;
-  struct stat file = {};
-  if (cost == 0 && stat((std::string(directory_) + "/" + DATABASE_FILE).c_str(), &file) == 0 &&
-      static_cast<guint64>(file.st_size) > LARGE_DATABASE_BYTES) {
-    cost = COST_IN_LARGE_DATABASE;
-  }
-  const guint64 patience = state_.patience == 0 ? MOST_PATIENCE : state_.patience;
-  return cost == 0
-             ? JournalFile::MOST_BYTES
-             : std::clamp(patience * MEBIBYTE / cost, LEAST_WAITING_BYTES, JournalFile::MOST_BYTES);
 }
 
 // ---- writing to the databases ----
@@ -128,57 +101,96 @@ int Journal::write_out(ArticledbDb* db) {
   const int ret = status_of([&] { apply(db); });
   state_.wanted = ret == ENOSPC ? free_bytes() + MORE_ROOM_BYTES : 0;
   if (ret != 0) {
-    report(db, ret);
+    report(db, ret, "written to the databases");
   }
   return ret;
 }
 
-int Journal::settle_for_reader(ArticledbDb* db) {
-  if (!is_settled() && state_.known != 0) {
-    state_.patience = LEAST_PATIENCE;
+// The records from `begin` on. Throws Failed.
+std::vector<JournalFile::Record> Journal::read_records(guint64 begin, std::string* bytes) {
+  open_file(false);
+  if (file_ == nullptr) {
+    require(state_.known != 0 && state_.end != JournalFile::BEGIN ? ENOENT : 0);
+    return {};
   }
-  return settle(db);
+  std::vector<JournalFile::Record> records =
+      file_->read(begin, state_.known != 0 ? state_.end : JournalFile::MOST_BYTES, bytes);
+  const guint64 end = records.empty() ? begin : end_of(records.back());
+  require(state_.known != 0 && end != state_.end ? EIO : 0);
+  return records;
+}
+
+void Journal::learn(ArticledbDb* db) {
+  if (state_.known != 0) {
+    return;
+  }
+  std::string bytes;
+  const std::vector<JournalFile::Record> records = read_records(JournalFile::BEGIN, &bytes);
+  const guint64 counter = require_counter(db);
+  state_.end = records.empty() ? JournalFile::BEGIN : end_of(records.back());
+  const auto first = std::find_if(records.begin(), records.end(),
+                                  [&](const auto& record) { return record.id > counter; });
+  state_.applied = first == records.end() ? state_.end : first->offset;
+  state_.last_id = records.empty() ? counter : std::max(counter, records.back().id);
+  state_.growth = LARGEST_GROWTH * (state_.end - state_.applied);
+  state_.known = 1;
 }
 
 void Journal::apply(ArticledbDb* db) {
-  open_file(false);
-  if (file_ == nullptr) {
-    require(state_.known != 0 ? ENOENT : 0);
-    state_.known = 1;
-    state_.applied = state_.end = JournalFile::BEGIN;
-    state_.growth = 0;
-    state_.last_id = 0;
-    return;
-  }
-  const guint64 last_id = require_counter(db);
-  const guint64 begin = state_.known != 0 ? state_.applied : JournalFile::BEGIN;
+  learn(db);
   std::string bytes;
-  const std::vector<JournalFile::Record> records =
-      file_->read(begin, state_.known != 0 ? state_.end : JournalFile::MOST_BYTES, &bytes);
-  const guint64 end = records.empty() ? begin : end_of(records.back());
-  require(state_.known != 0 && end != state_.end ? EIO : 0);
-  const std::vector<JournalArticle> articles = read_articles(records, last_id);
+  const std::vector<JournalArticle> articles =
+      read_articles(read_records(state_.applied, &bytes), require_counter(db));
   if (!articles.empty()) {
     gate_.count_change();
   }
-  const gint64 start = g_get_monotonic_time();
   write_articles(db, articles, [this] { gate_.count_replacement(); });
-  // Otherwise some of the bytes are of articles that had been written.
-  if (articles.size() == records.size() && end - begin >= LEAST_MEASURED_BYTES) {
-    const auto time = static_cast<guint64>(g_get_monotonic_time() - start);
-    state_.cost = std::max(time * MEBIBYTE / (end - begin), guint64{1});
-  }
-  state_.known = 1;
-  state_.applied = state_.end = end;
+  state_.applied = state_.end;
   state_.growth = 0;
-  state_.last_id = records.empty() ? last_id : std::max(last_id, records.back().id);
+}
+
+// ---- reading ----
+
+int Journal::look(ArticledbDb* db) {
+  const int ret = status_of([&] { bring_up_to_date(db); });
+  if (ret != 0) {
+    // Parts of it may be there.
+    looked_ = false;
+    report(db, ret, "read");
+  }
+  return ret;
+}
+
+// While the databases stay as they are, nothing is taken from the front of the journal.
+void Journal::bring_up_to_date(ArticledbDb* db) {
+  learn(db);
+  if (!looked_ || looked_changes_ != gate_.changes()) {
+    index_.begin(require_counter(db));
+    looked_end_ = state_.applied;
+  }
+  if (looked_end_ != state_.end) {
+    std::string* const bytes = index_.new_bytes();
+    for (JournalArticle& article :
+         read_articles(read_records(looked_end_, bytes), index_.last_id())) {
+      OtherVersions others;
+      require(read_other_versions(db, article.records.url, article.id, Reach::NEWEST, &others));
+      // Some that wait may be in the databases in part.
+      const auto waits = [this](guint64 id) { return id > index_.base(); };
+      others.ids.erase(std::remove_if(others.ids.begin(), others.ids.end(), waits),
+                       others.ids.end());
+      index_.add(std::move(article), others.ids);
+    }
+  }
+  looked_ = true;
+  looked_changes_ = gate_.changes();
+  looked_end_ = state_.end;
 }
 
 // ---- taking articles ----
 
 // Throws what append returns.
 void Journal::admit(ArticledbDb* db, guint64 growth, guint64* last_id) {
-  require(state_.known != 0 ? 0 : settle(db));
+  learn(db);
   *last_id = state_.last_id;
   if (*last_id == 0) {
     const int ret = read_counter(db, last_id);
@@ -196,14 +208,12 @@ int Journal::admits(ArticledbDb* db) {
 // Writes out what waits when there may not be more of it, and begins anew at the end of the
 // file: what is overwritten then must be safe in the databases' log.
 void Journal::make_way(ArticledbDb* db, guint64 bytes) {
-  const bool is_full = state_.end + bytes > JournalFile::MOST_BYTES;
-  const guint64 waiting = state_.end - state_.applied;
-  if (is_full || (waiting != 0 && waiting + bytes > most_bytes())) {
-    require(settle(db));
-    state_.patience = state_.patience * GROWTH < MOST_PATIENCE ? state_.patience * GROWTH : 0;
-  }
+  const bool is_full = state_.end + bytes > MOST_WAITING_BYTES;
   if (is_full) {
+    require(settle(db));
     require(db->env->log_flush(db->env, nullptr));
+    // Nobody goes on reading where the round before ended.
+    gate_.count_change();
     state_.applied = state_.end = JournalFile::BEGIN;
   }
 }

@@ -18,7 +18,8 @@
 #include "store/articledb.h"
 #include "store/process/gate_file.h"
 #include "store/process/waiting_articles.h"
-#include "store/writing/journal_file.h"
+#include "store/waiting/journal_file.h"
+#include "store/waiting/waiting_index.h"
 
 namespace ostren::fenra::store {
 
@@ -30,10 +31,8 @@ class Journal : public WaitingArticles {
 
   int settle(ArticledbDb* db) override { return is_settled() ? 0 : write_out(db); }
 
-  // While there are readers the articles are written out in smaller numbers, so that nobody
-  // waits for more than a tenth of a second, going by what it took before; when no more come,
-  // the numbers grow again, to what takes three seconds.
-  int settle_for_reader(ArticledbDb* db) override;
+  int look(ArticledbDb* db) override;
+  const WaitingIndex& index() const override { return index_; }
 
   int admits(ArticledbDb* db) override;
   int append(ArticledbDb* db, std::string* record, guint64 growth, guint64* id) override;
@@ -43,18 +42,26 @@ class Journal : public WaitingArticles {
  private:
   bool is_settled() const { return state_.known != 0 && state_.applied == state_.end; }
   int write_out(ArticledbDb* db);
+  std::vector<JournalFile::Record> read_records(guint64 begin, std::string* bytes);
+  void learn(ArticledbDb* db);
   void apply(ArticledbDb* db);
+  void bring_up_to_date(ArticledbDb* db);
   void admit(ArticledbDb* db, guint64 growth, guint64* last_id);
   void make_way(ArticledbDb* db, guint64 bytes);
   void open_file(bool create);
   guint64 free_bytes() const;
-  guint64 most_bytes() const;
-  void report(ArticledbDb* db, int code) const;
+  void report(ArticledbDb* db, int code, const char* what) const;
 
   const char* const directory_;
   GateFile& gate_;
   GateFile::JournalState& state_;
   std::unique_ptr<JournalFile> file_;
+  WaitingIndex index_;
+  // What the index knows of: nothing; else the databases as they were at this number of changes,
+  // and the journal up to this offset.
+  bool looked_ = false;
+  guint64 looked_changes_ = 0;
+  guint64 looked_end_ = 0;
 };
 
 // Writes what waits in the journal of a directory to the open databases of a store that nobody

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "store/writing/journal_article.h"
+#include "store/waiting/journal_article.h"
 
 namespace ostren::fenra::store {
 

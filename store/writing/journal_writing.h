@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "store/articledb.h"
-#include "store/writing/journal_article.h"
+#include "store/waiting/journal_article.h"
 
 namespace ostren::fenra::store {
 

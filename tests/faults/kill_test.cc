@@ -58,10 +58,10 @@ class KillTest : public FaultTest {
  private:
   Handle open_handle(bool uses_journal) const {
     Handle db(articledb_db_new());
-    EXPECT_EQ(articledb_db_open(db.get(), path().c_str()), 0);
     if (uses_journal) {
       EXPECT_EQ(articledb_db_use_journal(db.get()), 0);
     }
+    EXPECT_EQ(articledb_db_open(db.get(), path().c_str()), 0);
     return db;
   }
 
@@ -79,7 +79,10 @@ class KillTest : public FaultTest {
 
   void work(size_t number, uint64_t seed) {
     random_.seed(seed);
-    const Handle store = open_handle(random_() % 4 != 0);
+    // Of several that write past the journal a reader may have read the one with the higher id
+    // ahead, and miss the other.
+    const bool writes_alone = own_namespaces_ == 0;
+    const Handle store = open_handle(!writes_alone || random_() % 4 != 0);
     while (Clock::now() < end_ && !HasFailure()) {
       beats_->last[number] = Clock::now().time_since_epoch().count();
       step_(store.get(), static_cast<int>(number));

@@ -37,8 +37,7 @@ class BackupTest : public StoreTest {
 
 TEST_F(BackupTest, IsAWholeStoreInOrder) {
   ASSERT_EQ(index("u1", {"orain"}, "lehena"), 0);
-  uses_journal = true;
-  chooseJournal(db);
+  ASSERT_EQ(articledb_db_use_journal(db), 0);
   ASSERT_EQ(index("u2", {"etxe"}, "bigarrena"), 0);
   ASSERT_TRUE(fs::exists(path + "/fenra.journal"));
   directory.write("store/fenra.lexicon", "abcd\n");

@@ -117,7 +117,7 @@ class ContentsTest : public StoreTest {
 
   // Those of all databases, in which nothing waits any more for being written.
   std::map<std::string, Pairs> contents() {
-    EXPECT_NE(maxId(), ~0ULL);
+    EXPECT_EQ(writeOut(), 0);
     std::map<std::string, Pairs> all;
     for (const auto& spec : ostren::fenra::store::DATABASES) {
       all[spec.name] = contentsOf(db->*spec.field);
@@ -141,7 +141,7 @@ class ContentsTest : public StoreTest {
   void makeAnew() {
     close();
     std::filesystem::remove_all(path);
-    db = articledb_db_new();
+    db = newHandle();
     ASSERT_EQ(articledb_db_create(db, path.c_str()), 0);
     begin();
   }

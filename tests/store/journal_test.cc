@@ -2,8 +2,8 @@
 #include <sys/resource.h>
 
 #include "base/failed.h"
-#include "store/writing/journal_article.h"
-#include "store/writing/journal_file.h"
+#include "store/waiting/journal_article.h"
+#include "store/waiting/journal_file.h"
 #include "tests/store/contents.h"
 
 namespace {
@@ -142,34 +142,47 @@ class JournalTest : public ContentsTest {
   }
 };
 
-TEST_F(JournalTest, WhoeverReadsGetsWhatWaits) {
-  const Strings tokens = {"bat", "bi", "hiru"};
+TEST_F(JournalTest, LookupsFindWhatWaitsWhereItWaits) {
   const std::string trigram("bat\0bi\0hiru\0", 12);
   Handle other = another();
   guint64 last = 0;
-  const std::vector<std::function<bool()>> reads = {
-      [&] { return formIds("bat").back() == last; },
+  guint64 id = 0;
+  const std::vector<std::function<bool()>> lookups = {
+      [&] { return formIds("bat").size() == last; },
       [&] { return dups(lookup(articledb_db_lookup_lemma, "bi")) == Strings{"bi"}; },
-      [&] { return ids(lookup(articledb_db_lookup_trigram, trigram)).back() == last; },
-      [&] { return ids(lookup(articledb_db_lookup_source, "iturria")).back() == last; },
-      [&] { return dateIds(20260102).back() == last; },
+      [&] { return ids(lookup(articledb_db_lookup_source, "iturria")).size() == last; },
+      [&] { return dateIds(20260102).size() == last; },
       [&] { return url(last).substr(0, 1) == "u"; },
       [&] { return text(last) == "testua"; },
       [&] { return maxId() == last; },
-      [&] { return keys(whole(articledb_db_get_urls)).size() == last; },
       [&] {
-        guint64 id = 0;
-        return articledb_transaction_get_id_from_url(t, "u10", 3, &id) == 0 && id == last;
+        const std::string newest = "u" + std::to_string(last);
+        return articledb_db_lookup_url(db, newest.data(), sizeOf(newest), &id) == 0 && id == last;
       },
-      // And one that changes.
+  };
+  const guint64 once = lookups.size();
+  const std::vector<std::function<bool()>> of_databases = {
+      [&] { return keys(whole(articledb_db_get_urls)).size() == last; },
+      [&] { return ids(lookup(articledb_db_lookup_trigram, trigram)).size() == last; },
+      [&] { return articledb_transaction_get_id_from_url(t, "u1", 2, &id) == 0 && id == 1; },
       [&] { return articledb_transaction_delete_id(t, &last) == 0; },
   };
-  for (size_t i = 0; i < reads.size(); ++i) {
+  for (guint64 i = 0; i < 3 * once; ++i) {
     const std::string mark = "marka" + std::to_string(i);
     const std::string url = "u" + std::to_string(++last);
     ASSERT_EQ(with(other, [&] { return index(url, {"bat", "bi", "hiru", mark}); }), 0);
-    EXPECT_FALSE(isInDatabases(mark));
-    EXPECT_TRUE(reads[i]()) << i;
+    EXPECT_TRUE(lookups[i % once]()) << i;
+    EXPECT_FALSE(isInDatabases(mark)) << i;
+    if (i % once == once - 1) {
+      EXPECT_EQ(with(other, [&] { return writeOut(); }), 0);
+      EXPECT_TRUE(isInDatabases(mark));
+    }
+  }
+  for (const auto& read : of_databases) {
+    const std::string mark = "marka" + std::to_string(last);
+    const std::string url = "u" + std::to_string(++last);
+    ASSERT_EQ(with(other, [&] { return index(url, {"bat", "bi", "hiru", mark}); }), 0);
+    EXPECT_TRUE(read());
     EXPECT_TRUE(isInDatabases(mark));
   }
   other.reset();
@@ -206,9 +219,8 @@ TEST_F(JournalTest, AFailureIsMadeGood) {
   for (const auto& spec : DATABASES) {
     indexAll(article("aa"));
     BrokenPuts::install(db->*spec.field, 0, 0);
-    guint64 id = 0;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(articledb_db_max_id(db, &id), EIO) << spec.name;
+    EXPECT_EQ(writeOut(), EIO) << spec.name;
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("fenra.journal: its articles"));
     indexAll(article("bb"));
     expectContents(expected, spec.name);
@@ -224,7 +236,7 @@ TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
       const bool reached = !getsToTheEndAlone([&] {
         indexAll(articles);
         BrokenPuts::install(db->*spec.field, puts, SIGKILL);
-        maxId();
+        writeOut();
       });
       EXPECT_TRUE(reached || puts > 0) << spec.name;
       expectContents(expected, spec.name);
@@ -279,8 +291,13 @@ TEST_F(JournalTest, BeginsAnewWhenItIsFull) {
     std::generate(text.begin(), text.end(), [&] { return static_cast<char>('a' + random() % 26); });
   }
   EXPECT_TRUE(getsToTheEndAlone([&] {
+    Handle reader = another();
     for (guint64 i = 0; i < COUNT; ++i) {
+      // In the second half nothing waits when a round ends, and the reader knows that.
+      EXPECT_EQ(i > COUNT / 2 ? writeOut() : 0, 0);
+      EXPECT_THAT(with(reader, [&] { return formIds("hitz"); }), SizeIs(i));
       ASSERT_EQ(index("u" + std::to_string(i), {"hitz", "h" + std::to_string(i)}, texts[i]), 0);
+      EXPECT_THAT(with(reader, [&] { return formIds("hitz"); }), SizeIs(i + 1));
     }
     EXPECT_TRUE(isInDatabases("hitz"));
     EXPECT_FALSE(isInDatabases("h" + std::to_string(COUNT - 1)));

@@ -117,7 +117,7 @@ class StoreTest : public ::testing::Test {
   using Put = int (*)(ArticledbTransaction*, const char*, guint32, guint64);
 
   void SetUp() override {
-    db = articledb_db_new();
+    db = newHandle();
     ASSERT_EQ(articledb_db_create(db, path.c_str()), 0);
     begin();
   }
@@ -127,13 +127,12 @@ class StoreTest : public ::testing::Test {
   void begin() {
     t = articledb_transaction_new();
     ASSERT_EQ(articledb_transaction_begin(t, db), 0);
-    chooseJournal(db);
   }
 
-  void chooseJournal(ArticledbDb* handle) const {
-    if (uses_journal) {
-      ASSERT_EQ(articledb_db_use_journal(handle), 0);
-    }
+  ArticledbDb* newHandle() const {
+    ArticledbDb* const handle = articledb_db_new();
+    EXPECT_EQ(uses_journal ? articledb_db_use_journal(handle) : 0, 0);
+    return handle;
   }
 
   void close() {
@@ -145,7 +144,7 @@ class StoreTest : public ::testing::Test {
   }
 
   void open() {
-    db = articledb_db_new();
+    db = newHandle();
     ASSERT_EQ(articledb_db_open(db, path.c_str()), 0);
     begin();
   }
@@ -171,9 +170,8 @@ class StoreTest : public ::testing::Test {
 
   // Another handle on the store.
   Handle another() const {
-    Handle handle(articledb_db_new());
+    Handle handle(newHandle());
     EXPECT_EQ(articledb_db_open(handle.get(), path.c_str()), 0);
-    chooseJournal(handle.get());
     return handle;
   }
 
@@ -294,6 +292,15 @@ class StoreTest : public ::testing::Test {
     return plain.substr(0, inflated);
   }
 
+  // Has all that waits written to the databases, as a cursor over one of them wants it.
+  int writeOut() {
+    ArticledbCursor* const cursor = whole(articledb_db_get_urls);
+    ArticledbBuffer none = {nullptr, 0, 0};
+    const int status = articledb_cursor_next_key(cursor, &none);
+    EXPECT_EQ(articledb_cursor_close(cursor), 0);
+    return status == CURSOR_END || status == DB_BUFFER_SMALL ? 0 : status;
+  }
+
   guint64 maxId() {
     guint64 id = ~0ULL;
     EXPECT_EQ(articledb_db_max_id(db, &id), 0);
@@ -304,7 +311,7 @@ class StoreTest : public ::testing::Test {
   // so far, or died in the middle of it.
   bool getsToTheEnd(const std::function<void()>& work) {
     const int result = result_of([&] {
-      db = articledb_db_new();
+      db = newHandle();
       if (articledb_db_open(db, path.c_str()) == 0) {
         begin();
         work();

@@ -1,4 +1,4 @@
-#include "store/writing/journal_file.h"
+#include "store/waiting/journal_file.h"
 
 #include <fcntl.h>
 #include <sys/random.h>

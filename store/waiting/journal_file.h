@@ -4,8 +4,8 @@
 // The file is written from its beginning to its end, and then from the beginning again.
 // Ids tell what is what: a record is followed by the next one if the id there is higher,
 // and otherwise by what is left of an earlier round, or of a write that was cut short.
-#ifndef FENRA_STORE_WRITING_JOURNAL_FILE_H
-#define FENRA_STORE_WRITING_JOURNAL_FILE_H
+#ifndef FENRA_STORE_WAITING_JOURNAL_FILE_H
+#define FENRA_STORE_WAITING_JOURNAL_FILE_H
 
 #include <glib.h>
 
@@ -65,4 +65,4 @@ class JournalFile {
 
 }  // namespace ostren::fenra::store
 
-#endif  // FENRA_STORE_WRITING_JOURNAL_FILE_H
+#endif  // FENRA_STORE_WAITING_JOURNAL_FILE_H

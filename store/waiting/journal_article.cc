@@ -1,4 +1,4 @@
-#include "store/writing/journal_article.h"
+#include "store/waiting/journal_article.h"
 
 #include <cerrno>
 

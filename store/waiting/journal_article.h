@@ -1,6 +1,6 @@
 // An article as a record of the journal has it: all that indexing writes to the databases.
-#ifndef FENRA_STORE_WRITING_JOURNAL_ARTICLE_H
-#define FENRA_STORE_WRITING_JOURNAL_ARTICLE_H
+#ifndef FENRA_STORE_WAITING_JOURNAL_ARTICLE_H
+#define FENRA_STORE_WAITING_JOURNAL_ARTICLE_H
 
 #include <glib.h>
 
@@ -47,4 +47,4 @@ bool append_journal_article(const ArticleRecords& records, const ArticleTerms& t
 
 }  // namespace ostren::fenra::store
 
-#endif  // FENRA_STORE_WRITING_JOURNAL_ARTICLE_H
+#endif  // FENRA_STORE_WAITING_JOURNAL_ARTICLE_H
