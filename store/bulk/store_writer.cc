@@ -41,6 +41,9 @@ guint64 bucket_count(const BucketBytes& bytes) {
   return count;
 }
 
+// So many pairs that what a call costs by itself does not count.
+constexpr guint32 BATCH_BYTES = 32 << 10;
+
 const DatabaseSpec& spec_of(DB* ArticledbDb::*field) {
   return *std::find_if(std::begin(DATABASES), std::end(DATABASES),
                        [field](const DatabaseSpec& spec) { return spec.field == field; });
@@ -77,7 +80,10 @@ size_t cache_bytes(size_t memory) {
   return std::min(std::max(memory / 2, LEAST), MOST);
 }
 
-StoreWriter::StoreWriter(const std::string& directory, size_t cache_bytes) {
+StoreWriter::StoreWriter(const std::string& directory, size_t cache_bytes)
+    : batch_bytes_(BATCH_BYTES / sizeof(guint32)) {
+  batch_.data = batch_bytes_.data();
+  batch_.ulen = BATCH_BYTES;
   require(db_env_create(&env_, 0));
   // The code says what has failed.
   env_->set_errcall(env_, drop_message);
@@ -93,9 +99,6 @@ StoreWriter::StoreWriter(const std::string& directory, size_t cache_bytes) {
 }
 
 StoreWriter::~StoreWriter() {
-  if (cursor_ != nullptr) {
-    cursor_->close(cursor_);
-  }
   if (database_ != nullptr) {
     database_->close(database_, DB_NOSYNC);
   }
@@ -117,23 +120,44 @@ void StoreWriter::begin(DB* ArticledbDb::*field, const BucketBytes& bytes) {
   }
   require(database_->open(database_, nullptr, DATABASE_FILE, spec.name, spec.type,
                           DB_CREATE | DB_EXCL, 0));
-  require(database_->cursor(database_, nullptr, &cursor_, 0));
 }
 
-void StoreWriter::put(std::string_view key_bytes, std::string_view data_bytes) {
-  DBT key = input_item(key_bytes.data(), static_cast<guint32>(key_bytes.size()));
-  DBT data = input_item(data_bytes.data(), static_cast<guint32>(data_bytes.size()));
-  require(cursor_->put(cursor_, &key, &data, DB_KEYLAST));
+void StoreWriter::put(std::string_view key, std::string_view data) {
+  if (batch(key, data)) {
+    return;
+  }
+  put_batch();
+  if (!batch(key, data)) {
+    DBT long_key = input_item(key);
+    DBT long_data = input_item(data);
+    require(database_->put(database_, nullptr, &long_key, &long_data, 0));
+  }
+}
+
+bool StoreWriter::batch(std::string_view key, std::string_view data) {
+  if (batch_next_ == nullptr) {
+    DB_MULTIPLE_WRITE_INIT(batch_next_, &batch_);
+  }
+  void* next = batch_next_;
+  DB_MULTIPLE_KEY_WRITE_NEXT(next, &batch_, key.data(), key.size(), data.data(), data.size());
+  if (next == nullptr) {
+    return false;
+  }
+  batch_next_ = next;
+  return true;
+}
+
+void StoreWriter::put_batch() {
+  if (batch_next_ != nullptr) {
+    batch_next_ = nullptr;
+    require(database_->put(database_, nullptr, &batch_, nullptr, DB_MULTIPLE_KEY));
+  }
 }
 
 // What it has written stays in the environment's cache.
 void StoreWriter::end_database() {
-  if (cursor_ != nullptr) {
-    DBC* const cursor = cursor_;
-    cursor_ = nullptr;
-    require(cursor->close(cursor));
-  }
   if (database_ != nullptr) {
+    put_batch();
     DB* const database = database_;
     database_ = nullptr;
     require(database->close(database, DB_NOSYNC));
@@ -141,6 +165,7 @@ void StoreWriter::end_database() {
 }
 
 void StoreWriter::finish() {
+  put_batch();
   // A file of which no handle is left takes its unwritten pages with it.
   require(env_->memp_sync(env_, nullptr));
   end_database();

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "store/articledb.h"
 #include "store/layout/schema.h"
@@ -66,11 +67,17 @@ class StoreWriter {
   DB_ENV* environment() const { return env_; }
 
  private:
+  // Takes a pair into the batch. False when there is no room for it.
+  bool batch(std::string_view key, std::string_view data);
+  void put_batch();
   void end_database();
 
   DB_ENV* env_ = nullptr;
   DB* database_ = nullptr;
-  DBC* cursor_ = nullptr;
+  // Pairs that wait for one call, which sets up its cursor once for all of them.
+  std::vector<guint32> batch_bytes_;
+  DBT batch_ = {};
+  void* batch_next_ = nullptr;  // null when it is empty
 };
 
 }  // namespace ostren::fenra::store
