@@ -7,7 +7,6 @@
 
 #include "cli/failure.h"
 #include "cli/input_article.h"
-#include "cli/lemma_cache.h"
 #include "cli/ordered_pool.h"
 #include "cli/stop.h"
 #include "cli/store.h"
@@ -27,8 +26,8 @@ struct Outcome {
 
 class Worker {
  public:
-  Worker(const std::vector<Input>& inputs, const ArticledbRules& rules, LemmaCache* lemmas)
-      : inputs_(&inputs), rules_(&rules), lemmas_(lemmas) {}
+  Worker(const std::vector<Input>& inputs, const ArticledbRules& rules, void* lemmatizer)
+      : inputs_(&inputs), rules_(&rules), lemmatizer_(lemmatizer) {}
 
   Outcome operator()(size_t item) const {
     const Input& input = (*inputs_)[item];
@@ -48,7 +47,7 @@ class Worker {
     ArticledbBulkArticle* prepared = nullptr;
     const int status =
         articledb_bulk_prepare(article.metadata(), rules_->next_token, article.tokenizer(),
-                               LemmaCache::first_lemma, lemmas_, &prepared);
+                               rules_->first_lemma, lemmatizer_, &prepared);
     BulkArticle owner(prepared);
     if (status != 0) {
       throw Failure("cannot read " + article.input().path + ": " + status_text(status));
@@ -58,7 +57,7 @@ class Worker {
 
   const std::vector<Input>* inputs_;
   const ArticledbRules* rules_;
-  LemmaCache* lemmas_;
+  void* lemmatizer_;
 };
 
 // The patterns of the conversions are compiled by the first one in the process.
@@ -105,10 +104,10 @@ BulkBuild::BulkBuild(const std::string& store, const ArticledbRules& rules)
 
 void BulkBuild::add_all(const std::vector<Input>& inputs, Progress& progress) {
   compile_patterns(rules_);
-  LemmaCache lemmas(rules_);
+  const Lemmatizer lemmatizer = load_lemmatizer();
   std::vector<Worker> workers;
   for (unsigned i = worker_count(); i > 0; --i) {
-    workers.emplace_back(inputs, rules_, &lemmas);
+    workers.emplace_back(inputs, rules_, lemmatizer.get());
   }
   OrderedPool<Outcome> pool(inputs.size(), workers.size() * kWaitingPerWorker, workers);
   for (size_t i = 0; i < inputs.size() && !stop_requested(); ++i) {

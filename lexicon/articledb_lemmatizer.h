@@ -48,7 +48,7 @@ FENRA_API int articledb_simple_fst_lemmatizer_free(void* lemmatizer);
 // itself when it has no analysis, the search for it expands a million states
 // (which no sane lexicon makes it do), or the first one lacks the "/" or the "+" or
 // has the "+" first. Null only when `lemmatizer` is null. The form is looked up
-// byte for byte, without case folding. The lemmas of some thousand forms are
+// byte for byte, without case folding. The lemmas of some hundred thousand forms are
 // remembered. Several threads may ask one lemmatizer at once.
 FENRA_API GList* articledb_simple_fst_lemmatizer_first_lemma(void* lemmatizer, const char* form,
                                                              int length);

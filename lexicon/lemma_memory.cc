@@ -1,16 +1,20 @@
 #include "lexicon/lemma_memory.h"
 
+#include <algorithm>
 #include <functional>
+#include <utility>
+
+#include "lexicon/forms.h"
 
 namespace Pelko {
 
 class LemmaMemory::Hold {
  public:
-  explicit Hold(Place& place)
-      : place_(place), held_(!place.taken.exchange(true, std::memory_order_acquire)) {}
+  explicit Hold(Set& set)
+      : set_(set), held_(!set.taken.exchange(true, std::memory_order_acquire)) {}
   ~Hold() {
     if (held_) {
-      place_.taken.store(false, std::memory_order_release);
+      set_.taken.store(false, std::memory_order_release);
     }
   }
   Hold(const Hold&) = delete;
@@ -19,35 +23,65 @@ class LemmaMemory::Hold {
   bool held() const { return held_; }
 
  private:
-  Place& place_;
+  Set& set_;
   const bool held_;
 };
 
+// Zeros are sets without forms. Those of a large block take no memory before they are used.
+LemmaMemory::LemmaMemory() : memory_(std::calloc(SETS + 1, sizeof(Set))) {
+  void* begin = memory_.get();
+  size_t size = (SETS + 1) * sizeof(Set);
+  if (begin != nullptr) {
+    sets_ = static_cast<Set*>(std::align(alignof(Set), SETS * sizeof(Set), begin, size));
+  }
+}
+
 GList* LemmaMemory::find(Rules rules, std::string_view form) {
-  Place& place = place_of(rules, form);
-  const Hold hold(place);
-  if (!hold.held() || form.empty() || place.rules != rules || place.form() != form) {
+  if (sets_ == nullptr || form.empty()) {
     return nullptr;
   }
-  const std::string_view lemma = place.lemma();
-  return articledb_lemmatizer_identity(nullptr, lemma.data(), static_cast<int>(lemma.size()));
+  Entry found;
+  {
+    Set& set = set_of(rules, form);
+    const Hold hold(set);
+    if (!hold.held()) {
+      return nullptr;
+    }
+    if (!set.entries[0].is_of(rules, form)) {
+      if (!set.entries[1].is_of(rules, form)) {
+        return nullptr;
+      }
+      std::swap(set.entries[0], set.entries[1]);
+    }
+    found = set.entries[0];
+  }
+  // The rest overwrites what of the form the lemma does not begin with.
+  std::copy_n(found.bytes + found.form_length, found.rest_length,
+              found.bytes + found.shared_length);
+  return list_of({found.bytes, size_t{found.shared_length} + found.rest_length});
 }
 
 void LemmaMemory::keep(Rules rules, std::string_view form, std::string_view lemma) {
-  if (form.size() > ROOM || lemma.size() > ROOM - form.size()) {
+  const auto differing = std::mismatch(form.begin(), form.end(), lemma.begin(), lemma.end());
+  const auto shared = static_cast<size_t>(differing.first - form.begin());
+  const std::string_view rest = lemma.substr(shared);
+  if (sets_ == nullptr || form.size() > ROOM || rest.size() > ROOM - form.size()) {
     return;
   }
-  Place& place = place_of(rules, form);
-  const Hold hold(place);
+  Set& set = set_of(rules, form);
+  const Hold hold(set);
   if (hold.held()) {
-    place.rules = rules;
-    place.form_length = static_cast<uint8_t>(form.copy(place.bytes, form.size()));
-    place.lemma_length = static_cast<uint8_t>(lemma.copy(place.bytes + form.size(), lemma.size()));
+    set.entries[1] = set.entries[0];
+    Entry& entry = set.entries[0];
+    entry.rules = rules;
+    entry.form_length = static_cast<uint8_t>(form.copy(entry.bytes, form.size()));
+    entry.shared_length = static_cast<uint8_t>(shared);
+    entry.rest_length = static_cast<uint8_t>(rest.copy(entry.bytes + form.size(), rest.size()));
   }
 }
 
-LemmaMemory::Place& LemmaMemory::place_of(Rules rules, std::string_view form) {
-  return places_[(std::hash<std::string_view>()(form) + rules) % PLACES];
+LemmaMemory::Set& LemmaMemory::set_of(Rules rules, std::string_view form) {
+  return sets_[(std::hash<std::string_view>()(form) + rules) % SETS];
 }
 
 }  // namespace Pelko
