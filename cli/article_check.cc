@@ -6,9 +6,9 @@
 #include <unordered_set>
 #include <vector>
 
+#include "articles/pairs.h"
 #include "cli/failure.h"
 #include "cli/handles.h"
-#include "cli/pairs.h"
 #include "cli/rules.h"
 #include "cli/store.h"
 #include "cli/store_check.h"
@@ -16,6 +16,9 @@
 
 namespace cli {
 namespace {
+
+using ostren::fenra::articles::has_pair;
+using ostren::fenra::articles::has_posting;
 
 using Ids = std::vector<uint64_t>;  // sorted
 
@@ -182,7 +185,7 @@ class Check {
     std::vector<size_t> ends;
     try {
       ends = url_ends(record, id);
-    } catch (const Failure& failure) {
+    } catch (const StoreFailure& failure) {
       result_.problems.add(failure.what());
       return;
     }
@@ -218,7 +221,7 @@ class Check {
     }
     try {
       check_tokens(id, reader_.text(id));
-    } catch (const Failure& failure) {
+    } catch (const StoreFailure& failure) {
       result_.problems.add(failure.what());
     }
   }

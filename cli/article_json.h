@@ -10,10 +10,8 @@
 
 namespace cli {
 
-// Members id, url, title, date and source, to which a command can add its own. The title is the
-// first line of the text that is not blank, without white space at its ends and of at most 200
-// characters, the last of which is an ellipsis where it was longer. Date and source are empty
-// when the article has none.
+// Members id, url, title, date and source, to which a command can add its own. The title is that
+// of articles/title.h. Date and source are empty when the article has none.
 JsonObject article_json(uint64_t id, const Article& article, std::string_view text);
 
 // With mime, lang, metadata (an object of all further pairs; of several with one key the first)

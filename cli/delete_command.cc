@@ -43,15 +43,6 @@ void add_list(const std::string& name, std::vector<std::string>& urls) {
   add_lines(file, "the list '" + name + "'", urls);
 }
 
-// In all spellings, so that it shows nothing afterwards. False when it showed nothing before.
-bool delete_url(ArticledbDb* db, const std::string& url) {
-  bool found = false;
-  for (const std::string& spelling : spellings(url)) {
-    found = delete_article(db, spelling) || found;
-  }
-  return found;
-}
-
 ExitStatus delete_all(const DeleteOptions& options) {
   if (options.urls.empty() && options.list.empty()) {
     throw Failure("delete: name at least one URL, or a file of URLs with --list", kWrongCall);

@@ -2,8 +2,9 @@
 #ifndef FENRA_CLI_FAILURE_H
 #define FENRA_CLI_FAILURE_H
 
-#include <stdexcept>
 #include <string>
+
+#include "articles/failure.h"
 
 namespace cli {
 
@@ -16,11 +17,15 @@ enum ExitStatus : int {
                        // stopped by SIGINT or SIGTERM
 };
 
-// Thrown by a command and turned into a message and an exit status by main().
-class Failure : public std::runtime_error {
+using StoreFailure = ostren::fenra::articles::Failure;
+using ostren::fenra::articles::status_text;
+
+// Thrown by a command and turned into a message and an exit status by main(), as every
+// StoreFailure is.
+class Failure : public StoreFailure {
  public:
   explicit Failure(const std::string& message, ExitStatus status = kFailed)
-      : std::runtime_error(message), status_(status) {}
+      : StoreFailure(message), status_(status) {}
 
   ExitStatus status() const { return status_; }
 

@@ -14,23 +14,24 @@
 
 #include <memory>
 
+#include "articles/handles.h"
 #include "base/handles.h"
 
 namespace cli {
 
 using ostren::fenra::Releaser;
 
-using Store = std::unique_ptr<ArticledbDb, Releaser<articledb_db_close>>;
-using Bulk = std::unique_ptr<ArticledbBulk, Releaser<articledb_bulk_free>>;
-using BulkArticle = std::unique_ptr<ArticledbBulkArticle, Releaser<articledb_bulk_article_free>>;
-using Transaction = std::unique_ptr<ArticledbTransaction, Releaser<articledb_transaction_abort>>;
-using Stream = std::unique_ptr<OstrenGenerator, Releaser<ostren_generator_free>>;
-using Lemmatizer = std::unique_ptr<void, Releaser<articledb_simple_fst_lemmatizer_free>>;
+using ostren::fenra::articles::Bulk;
+using ostren::fenra::articles::BulkArticle;
+using ostren::fenra::articles::Lemmatizer;
+using ostren::fenra::articles::Store;
+using ostren::fenra::articles::Stream;
+using ostren::fenra::articles::Transaction;
 using StringList = std::unique_ptr<GList, Releaser<articledb_string_list_free>>;
 using Lexicon = std::unique_ptr<QorLexicon, Releaser<Pelko::close_lexicon>>;
 using Transducer = std::unique_ptr<LkFst, Releaser<lk_fst_free>>;
-using Metadata = std::unique_ptr<GHashTable, Releaser<g_hash_table_destroy>>;
-using GlibText = std::unique_ptr<char, Releaser<g_free>>;
+using ostren::fenra::articles::GlibText;
+using ostren::fenra::articles::Metadata;
 
 }  // namespace cli
 

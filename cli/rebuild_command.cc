@@ -84,7 +84,7 @@ class Rebuilder {
       check(article->url, text);
       article->url = escape_bars(article->url);
       source = std::make_unique<Source>(*article, std::move(text));
-    } catch (const Failure& failure) {
+    } catch (const StoreFailure& failure) {
       return progress_.refused(name(id), failure.what());
     }
     source->store(to_, rules_, lemmatizer_.get());
@@ -150,7 +150,7 @@ ExitStatus rebuild(const std::string& from, const std::string& to, const std::st
     for (uint64_t id = 1; id <= last && !stop_requested(); ++id) {
       rebuilder.add(id);
     }
-  } catch (const Failure&) {
+  } catch (const StoreFailure&) {
     progress.clear();
     print_line(progress.summary());
     throw;

@@ -1,7 +1,6 @@
 #include "cli/rules.h"
 
 #include "cli/failure.h"
-#include "cli/store.h"
 
 namespace cli {
 
@@ -12,30 +11,6 @@ const ArticledbRules& rules_named(const std::string& name) {
                   kWrongCall);
   }
   return *rules;
-}
-
-const ArticledbRules& rules_of(ArticledbDb* db) {
-  const ArticledbRules* rules = nullptr;
-  const int status = articledb_db_get_rules(db, &rules);
-  if (status != 0) {
-    throw Failure("cannot tell the store's rules of words: " + status_text(status));
-  }
-  return *rules;
-}
-
-bool is_plain(const ArticledbRules& rules) {
-  return std::string(rules.name) == ARTICLEDB_RULES_PLAIN;
-}
-
-Tokens tokens_of(const ArticledbRules& rules, const std::string& text) {
-  return {rules.tokenizer_new(text.data(), static_cast<int>(text.size())), rules.tokenizer_free};
-}
-
-bool has_word(const ArticledbRules& rules, const std::string& text) {
-  const Tokens tokens = tokens_of(rules, text);
-  const char* token = nullptr;
-  int length = 0;
-  return rules.next_token(tokens.get(), &token, &length) == ARTICLEDB_TOKEN_OK;
 }
 
 std::string form_of(const ArticledbRules& rules, const std::string& word) {

@@ -4,8 +4,9 @@
 
 #include <fenra/articledb.h>
 
-#include <memory>
 #include <string>
+
+#include "articles/rules.h"
 
 namespace cli {
 
@@ -15,20 +16,14 @@ inline constexpr char kDefaultRules[] = ARTICLEDB_RULES_WEB;
 // The description of an option that names rules.
 inline constexpr char kRulesHelp[] = "Rules of words: web or plain";
 
+using ostren::fenra::articles::has_word;
+using ostren::fenra::articles::is_plain;
+using ostren::fenra::articles::rules_of;
+using ostren::fenra::articles::Tokens;
+using ostren::fenra::articles::tokens_of;
+
 // Throws Failure for a wrong call when there are no rules of the name.
 const ArticledbRules& rules_named(const std::string& name);
-
-// The rules of an open store. Throws Failure.
-const ArticledbRules& rules_of(ArticledbDb* db);
-
-bool is_plain(const ArticledbRules& rules);
-
-// A tokenizer of some rules.
-using Tokens = std::unique_ptr<void, void (*)(void*)>;
-Tokens tokens_of(const ArticledbRules& rules, const std::string& text);
-
-// Whether the text has a word.
-bool has_word(const ArticledbRules& rules, const std::string& text);
 
 // The form under which articles have a word: by the rules "plain", or if it is not one word, as
 // it stands.

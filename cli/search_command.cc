@@ -6,18 +6,27 @@
 #include <string_view>
 #include <vector>
 
+#include "articles/answer.h"
+#include "articles/explanation.h"
 #include "cli/article_json.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/json.h"
 #include "cli/output.h"
 #include "cli/rules.h"
-#include "cli/search_results.h"
 #include "cli/snippets.h"
 #include "cli/store.h"
 
 namespace cli {
 namespace {
+
+using ostren::fenra::articles::Answer;
+using ostren::fenra::articles::Found;
+using ostren::fenra::articles::meaning;
+using ostren::fenra::articles::Order;
+using ostren::fenra::articles::Page;
+using ostren::fenra::articles::Query;
+using ostren::fenra::text::character_ranges;
 
 struct SearchOptions {
   std::string store;
@@ -30,10 +39,6 @@ struct SearchOptions {
   bool explain = false;
   bool json = false;
 };
-
-using ostren::fenra::text::character_ranges;
-
-using Query = std::unique_ptr<ArticledbQuery, Releaser<articledb_query_free>>;
 
 std::string joined(const std::vector<std::string>& words) {
   std::string query;
@@ -68,25 +73,6 @@ Query read_query(const std::string& text, const ArticledbRules& rules, void* lem
 }
 
 // ---- what the words were taken for ----
-
-std::string meaning(const ArticledbQueryTerm& term) {
-  std::string form = term.form;
-  switch (term.kind) {
-    case ARTICLEDB_QUERY_LEMMA:
-      return "lemma " + std::string(term.lemma);
-    case ARTICLEDB_QUERY_FORM:
-      return "form " + form;
-    case ARTICLEDB_QUERY_PREFIX:
-      return "forms " + form + "...";
-    case ARTICLEDB_QUERY_PHRASE:
-      return "in a row " + form;
-    case ARTICLEDB_QUERY_SOURCE:
-      return "source " + form;
-    case ARTICLEDB_QUERY_DATES:
-      return "dates " + std::to_string(term.first_date) + " to " + std::to_string(term.last_date);
-  }
-  return form;
-}
 
 const char* kind(const ArticledbQueryTerm& term) {
   switch (term.kind) {
@@ -144,12 +130,7 @@ class Explanation {
   }
 
   uint64_t articles(guint32 term) const {
-    guint64 count = 0;
-    const int status = articledb_query_term_articles(query_, db_, term, &count);
-    if (status != 0) {
-      throw Failure("cannot count the articles of a word: " + status_text(status));
-    }
-    return count;
+    return ostren::fenra::articles::articles_of_term(query_, db_, term);
   }
 
   ArticledbDb* const db_;
@@ -212,13 +193,13 @@ void print_results(const SearchOptions& options, const Page& page, ArticledbDb* 
                    const ArticledbQuery* query) {
   ResultPrinter printer(options, db, query);
   uint64_t count = 0;
-  visit_articles(db, Stream(articledb_query_generator_new(query, db)), page,
-                 [&](uint64_t id, const Article& article) {
-                   ++count;
-                   if (!options.count) {
-                     printer.print_article(id, article);
-                   }
-                 });
+  Answer answer(db, Stream(articledb_query_generator_new(query, db)), page);
+  while (const std::optional<Found> found = answer.next()) {
+    ++count;
+    if (!options.count) {
+      printer.print_article(found->id, found->article);
+    }
+  }
   if (options.count) {
     print_count(options, count);
   }

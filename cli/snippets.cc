@@ -2,17 +2,13 @@
 
 #include <unistd.h>
 
-#include <new>
-
-#include "cli/failure.h"
+#include <string_view>
 
 namespace cli {
 namespace {
 
 using ostren::fenra::text::repaired_utf8;
 using ostren::fenra::text::TextRange;
-
-constexpr guint32 kMostBytes = 240;
 
 std::string shown(std::string_view text) {
   std::string line;
@@ -26,28 +22,6 @@ std::string shown(std::string_view text) {
 }
 
 }  // namespace
-
-Snippets::Snippets(ArticledbDb* db, const ArticledbQuery* query)
-    : marker_(articledb_query_marker_new(query, db)) {
-  if (marker_ == nullptr) {
-    throw Failure("the store failed while the forms of the words were read");
-  }
-}
-
-Snippet Snippets::of(std::string_view text) const {
-  ArticledbQueryRange window = {};
-  const ArticledbQueryRange* ranges = nullptr;
-  guint32 count = 0;
-  if (articledb_query_snippet(marker_.get(), text.data(), static_cast<guint32>(text.size()),
-                              kMostBytes, &window, &ranges, &count) != 0) {
-    throw std::bad_alloc();
-  }
-  Snippet snippet = {text.substr(window.begin, window.end - window.begin), {}};
-  for (guint32 i = 0; i < count; ++i) {
-    snippet.matches.push_back({ranges[i].begin - window.begin, ranges[i].end - window.begin});
-  }
-  return snippet;
-}
 
 std::string line_of(const Snippet& snippet) {
   const bool bold = isatty(STDOUT_FILENO) == 1;

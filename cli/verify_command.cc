@@ -34,7 +34,7 @@ ExitStatus verify(const std::string& path, bool deep) {
   if (readable) {
     try {
       check_articles(snapshot.path(), deep, line, result);
-    } catch (const Failure& failure) {
+    } catch (const StoreFailure& failure) {
       result.problems.add(failure.what());
     }
   }

@@ -9,7 +9,7 @@ tree=$(mktemp -d "$build/headers.XXXXXX")
 trap 'rm -rf "$tree"' EXIT
 
 c_headers="articledb.h articledb_backup.h articledb_bulk.h articledb_generator.h articledb_lemmatizer.h
-  articledb_query.h articledb_rules.h articledb_util.h export.h ostren_generator.h ostrenfst.h web_lemmatizer.h"
+  articledb_query.h articledb_rules.h articledb_util.h export.h fenra_c.h ostren_generator.h ostrenfst.h web_lemmatizer.h"
 cxx_headers="$c_headers embedded_lexicon.h fenra.h ostren_ffst.h temporary_file.h"
 warnings=(-Wall -Wextra -Wshadow -Werror)
 
@@ -42,3 +42,8 @@ for header in $c_headers; do
   compile "$header" c gcc -std=c11 -pedantic
   compile "$header" c clang -std=c11 -pedantic
 done
+
+# That for C needs no library's headers, and is C99.
+flags=("-I$tree/usr/include")
+compile fenra_c.h c gcc -std=c99 -pedantic
+compile fenra_c.h cc g++ -std=c++17 -pedantic

@@ -1,10 +1,9 @@
-#include "cli/pairs.h"
+#include "articles/pairs.h"
 
-#include "cli/failure.h"
-#include "cli/store.h"
+#include "articles/failure.h"
 #include "store/layout/stored_key.h"
 
-namespace cli {
+namespace ostren::fenra::articles {
 namespace {
 
 using ostren::fenra::store::StoredKey;
@@ -25,7 +24,7 @@ bool has_pair(DB* database, std::string_view key, std::string_view data) {
   DBT data_item = item(stored_data.bytes());
   const int status = database->get(database, nullptr, &key_item, &data_item, DB_GET_BOTH);
   if (status != 0 && status != DB_NOTFOUND) {
-    throw Failure("cannot read the store: " + status_text(status));
+    throw Failure("cannot read the store: " + status_text(status), status);
   }
   return status == 0;
 }
@@ -34,4 +33,4 @@ bool has_posting(DB* database, std::string_view key, uint64_t id) {
   return has_pair(database, key, {reinterpret_cast<const char*>(&id), sizeof(id)});
 }
 
-}  // namespace cli
+}  // namespace ostren::fenra::articles

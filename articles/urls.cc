@@ -1,13 +1,12 @@
-#include "cli/urls.h"
+#include "articles/urls.h"
 
 #include <new>
 
-#include "cli/failure.h"
-#include "cli/handles.h"
-#include "cli/pairs.h"
-#include "cli/store.h"
+#include "articles/failure.h"
+#include "articles/handles.h"
+#include "articles/pairs.h"
 
-namespace cli {
+namespace ostren::fenra::articles {
 namespace {
 
 // A record is looked up once for each, so these keep the time linear in its length.
@@ -107,7 +106,7 @@ std::optional<uint64_t> shown_id(ArticledbDb* db, const std::string& url) {
     return std::nullopt;
   }
   if (status != 0) {
-    throw Failure("cannot look for the URL '" + url + "': " + status_text(status));
+    throw Failure("cannot look for the URL '" + url + "': " + status_text(status), status);
   }
   return id;
 }
@@ -125,9 +124,25 @@ std::optional<uint64_t> first_id_of_url(ArticledbDb* db, const std::string& url)
     return std::nullopt;
   }
   if (status != 0) {
-    throw Failure("cannot read the URL index: " + status_text(status));
+    throw Failure("cannot read the URL index: " + status_text(status), status);
   }
   return id;
 }
 
-}  // namespace cli
+bool delete_article(ArticledbDb* db, const std::string& url) {
+  const int status = articledb_db_delete(db, url.data(), static_cast<guint32>(url.size()));
+  if (status != STATUS_NOT_FOUND) {
+    check(status, "the store failed at the deletion of '" + url + "'");
+  }
+  return status == 0;
+}
+
+bool delete_url(ArticledbDb* db, const std::string& url) {
+  bool found = false;
+  for (const std::string& spelling : spellings(url)) {
+    found = delete_article(db, spelling) || found;
+  }
+  return found;
+}
+
+}  // namespace ostren::fenra::articles
