@@ -110,6 +110,7 @@ std::optional<Found> Answer::next() {
   while (left_ > 0) {
     const std::optional<uint64_t> id = next_id();
     if (!id) {
+      check_unchanged(db_);
       left_ = 0;
       break;
     }

@@ -29,6 +29,10 @@ std::string status_text(int status);
 // Throws Failure for a status other than 0, with "WHAT: " before what it means.
 void check(int status, const std::string& what);
 
+// Throws Failure for a store that is open for reading only when somebody has changed it: what was
+// read of it may have ended early.
+void check_unchanged(ArticledbDb* db);
+
 // Throws the Failure of what has failed without a code, with that of the store if it gives one.
 [[noreturn]] void fail_reading(ArticledbDb* db, const std::string& what);
 

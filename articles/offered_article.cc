@@ -49,6 +49,16 @@ void check_data(std::string_view data, const ArticledbRules& rules) {
   }
 }
 
+// Where the library tells none.
+std::string reason_not_to_read(const std::string& mime) {
+  constexpr char kHtml[] = "text/html";
+  if (g_ascii_strncasecmp(mime.c_str(), kHtml, sizeof(kHtml) - 1) == 0) {
+    return "the HTML has no title followed by a body, no text, or a character reference that "
+           "cannot be decoded";
+  }
+  return "as '" + mime + "' the library cannot read it; text/plain and text/html are known";
+}
+
 void insert(GHashTable* table, const char* key, const std::string& value) {
   // The table owns nothing and takes what it only reads as non-const.
   g_hash_table_insert(table, const_cast<char*>(key), const_cast<char*>(value.c_str()));
@@ -75,11 +85,7 @@ OfferedArticle::OfferedArticle(const Offer& offer, const ArticledbRules& rules)
   const GlibText reason_owner(reason);
   text_.reset(static_cast<char*>(g_hash_table_lookup(metadata_.get(), "_txt")));
   if (tokenizer_ == nullptr) {
-    throw Refused{reason != nullptr
-                      ? reason
-                      : "as '" + offer.mime +
-                            "' the library cannot read it: text/plain is any text, text/html needs "
-                            "by the rules of words plain a title followed by a body with text"};
+    throw Refused{reason != nullptr ? reason : reason_not_to_read(offer.mime)};
   }
 }
 

@@ -28,6 +28,8 @@ class OfferedArticle {
   // Reads the data by the rules. Borrows both. Throws Refused.
   OfferedArticle(const Offer& offer, const ArticledbRules& rules);
 
+  const std::string& url() const { return url_; }  // as it is stored
+  const char* text() const { return text_.get(); }
   GHashTable* metadata() const { return metadata_.get(); }
   // At the first of the tokens.
   void* tokenizer() const { return tokenizer_.get(); }

@@ -17,13 +17,14 @@ namespace {
 namespace fs = std::filesystem;
 
 template <typename Open>
-Store open_with(Open open, const std::string& path, const std::string& failure) {
+Store open_with(Open open, const std::string& path, const std::string& failure,
+                bool uses_journal = true) {
   Store store(articledb_db_new());
   if (store == nullptr) {
     throw std::bad_alloc();
   }
   errno = 0;
-  int status = articledb_db_use_journal(store.get());
+  int status = uses_journal ? articledb_db_use_journal(store.get()) : 0;
   status = status != 0 ? status : open(store.get(), path.c_str());
   if (status != 0) {
     const int code = status == -1 && errno != 0 ? errno : status;
@@ -69,6 +70,10 @@ bool has_database(const std::string& path) {
 
 Store open_existing(const std::string& path) {
   return open_with(articledb_db_open, path, "cannot open the store");
+}
+
+Store open_databases(const std::string& path) {
+  return open_with(articledb_db_open, path, "cannot open the store", false);
 }
 
 Store open_read_only(const std::string& path) {

@@ -1,5 +1,7 @@
 #include "articles/rules.h"
 
+#include <fenra/articledb_util.h>
+
 #include "articles/failure.h"
 
 namespace ostren::fenra::articles {
@@ -19,6 +21,15 @@ bool is_plain(const ArticledbRules& rules) {
 
 Tokens tokens_of(const ArticledbRules& rules, const std::string& text) {
   return {rules.tokenizer_new(text.data(), static_cast<int>(text.size())), rules.tokenizer_free};
+}
+
+void compile_patterns() {
+  char text[16];
+  int capacity = sizeof(text);
+  articledb_html_to_txt("", 0, text, &capacity);
+  for (const char* name : {ARTICLEDB_RULES_PLAIN, ARTICLEDB_RULES_WEB}) {
+    has_word(*articledb_rules_by_name(name), "");
+  }
 }
 
 bool has_word(const ArticledbRules& rules, const std::string& text) {

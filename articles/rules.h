@@ -18,6 +18,10 @@ bool is_plain(const ArticledbRules& rules);
 using Tokens = std::unique_ptr<void, void (*)(void*)>;
 Tokens tokens_of(const ArticledbRules& rules, const std::string& text);
 
+// Compiles the patterns of both rules' conversions, which the first conversion in the process does
+// else; to be called before several threads convert.
+void compile_patterns();
+
 // Whether the text has a word.
 bool has_word(const ArticledbRules& rules, const std::string& text);
 

@@ -25,6 +25,12 @@ inline void append_varint(guint64 number, std::string* bytes) {
 // Takes a number off the front of the bytes. False, and nothing taken, when they end within
 // it.
 inline bool take_varint(std::string_view* bytes, guint64* number) {
+  // Most numbers take one byte.
+  if (!bytes->empty() && (static_cast<guint8>(bytes->front()) & 0x80U) == 0) {
+    *number = static_cast<guint8>(bytes->front());
+    bytes->remove_prefix(1);
+    return true;
+  }
   guint64 value = 0;
   for (size_t i = 0; i < bytes->size() && i < MOST_VARINT_BYTES; ++i) {
     const auto byte = static_cast<guint8>((*bytes)[i]);

@@ -29,8 +29,8 @@
  *   FENRA_FORKED      the handle was made before fork(2), by the parent; the child opens its own.
  *                     Nothing has been done, neither to the store nor to the handle, whose memory
  *                     stays until the child ends.
- *   FENRA_CLOSED      the results are those of a store that has been closed, or is left half
- * closed. FENRA_NO_MEMORY   memory is short. (GLib and PCRE may end the process before.)
+ *   FENRA_CLOSED      the results are those of a store that has been closed, or is half closed.
+ *   FENRA_NO_MEMORY   memory is short. (GLib and PCRE may end the process before.)
  *   FENRA_STORE_CHANGED  the store is open for reading only and somebody has written to it;
  *                     close it and open it again.
  *   FENRA_FAILED      the store, the disk or the system failed; the sentence has the reason.

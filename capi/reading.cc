@@ -1,5 +1,4 @@
 #include <fenra/articledb_query.h>
-#include <fenra/articledb_util.h>
 
 #include <cstring>
 #include <mutex>
@@ -14,21 +13,11 @@ namespace {
 
 std::string text_of(const char* text) { return text == nullptr ? "" : text; }
 
-// The patterns of the conversions are compiled by the first one in the process.
-void compile_patterns() {
-  char text[16];
-  int capacity = sizeof(text);
-  articledb_html_to_txt("", 0, text, &capacity);
-  for (const char* name : {ARTICLEDB_RULES_PLAIN, ARTICLEDB_RULES_WEB}) {
-    articles::has_word(*articledb_rules_by_name(name), "");
-  }
-}
-
 }  // namespace
 
 articles::Lemmatizer load_lexicon() {
   static std::once_flag compiled;
-  std::call_once(compiled, compile_patterns);
+  std::call_once(compiled, articles::compile_patterns);
   return load_embedded([](const char* path) {
     return articles::Lemmatizer(articledb_simple_fst_lemmatizer_new(path));
   });

@@ -88,14 +88,6 @@ Reading start(const SharedStore& shared, const char* text, const articles::Page&
           articles::Answer(shared.db.get(), std::move(stream), page)};
 }
 
-// A stream for reading only may end where somebody has changed the store.
-void check_end(const SharedStore& shared) {
-  guint64 id = 0;
-  if (shared.reads_only) {
-    articles::check(articledb_db_max_id(shared.db.get(), &id), "the answer may go on");
-  }
-}
-
 }  // namespace
 }  // namespace ostren::fenra::capi
 
@@ -150,7 +142,6 @@ fenra_status fenra_next(fenra_results* results, const fenra_hit** hit, fenra_err
     const Use use(*required(results, "results")->shared);
     std::optional<articles::Found> found = results->reading->answer.next();
     if (!found) {
-      check_end(*results->shared);
       return FENRA_END;
     }
     results->hit.set(*std::move(found));

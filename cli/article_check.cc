@@ -7,15 +7,18 @@
 #include <vector>
 
 #include "articles/pairs.h"
+#include "articles/urls.h"
 #include "cli/failure.h"
 #include "cli/handles.h"
 #include "cli/rules.h"
 #include "cli/store.h"
 #include "cli/store_check.h"
-#include "cli/urls.h"
 
 namespace cli {
 namespace {
+
+using ostren::fenra::articles::indexed_url_end;
+using ostren::fenra::articles::url_ends;
 
 using ostren::fenra::articles::has_pair;
 using ostren::fenra::articles::has_posting;
@@ -330,7 +333,7 @@ class Check {
 }  // namespace
 
 void check_articles(const std::string& path, bool deep, StatusLine& line, CheckResult& result) {
-  Store store = open_store(path);
+  Store store = open_databases(path);
   check_long_keys(store.get(), result);
   Check(store.get(), deep, line, result).run();
   close_store(std::move(store));

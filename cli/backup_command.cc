@@ -45,6 +45,7 @@ void add_backup_command(const Command& program, ExitStatus& status) {
   const Command command = program.add_command("backup", "Copy a store while others use it");
   command.add_text("STORE", *store, "Store directory").required();
   command.add_text("DIR", *path, "Directory of the copy, a new or an empty one").required();
+  command.add_quiet();
   command.set_footer(
       "DIR becomes a store with all articles that had been stored before: verified, on the disk,\n"
       "and there in one step, or not at all. Nobody waits for it, and permission to read STORE is\n"

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "cli/failure.h"
@@ -17,21 +18,26 @@ namespace {
 // Prepared articles that wait for their turn, for each worker.
 constexpr size_t kWaitingPerWorker = 8;
 
-// An input as a worker leaves it: prepared, or refused.
+// An input as a worker leaves it: prepared, refused or skipped.
 struct Outcome {
-  BulkArticle article;  // null when refused
+  std::string name;     // of the input
+  BulkArticle article;  // null when there is none
   uint64_t bytes = 0;
   std::string refusal;
+  std::string skipped;
 };
 
 class Worker {
  public:
-  Worker(const std::vector<Input>& inputs, const ArticledbRules& rules, void* lemmatizer)
-      : inputs_(&inputs), rules_(&rules), lemmatizer_(lemmatizer) {}
+  Worker(const ArticledbRules& rules, void* lemmatizer) : rules_(&rules), lemmatizer_(lemmatizer) {}
 
-  Outcome operator()(size_t item) const {
-    const Input& input = (*inputs_)[item];
+  Outcome operator()(const Input& input) const {
     Outcome outcome;
+    outcome.name = input.name;
+    outcome.skipped = input.skipped;
+    if (!input.skipped.empty()) {
+      return outcome;
+    }
     try {
       const InputArticle article(input, *rules_);
       outcome.article = prepare(article);
@@ -45,28 +51,19 @@ class Worker {
  private:
   BulkArticle prepare(const InputArticle& article) const {
     ArticledbBulkArticle* prepared = nullptr;
-    const int status =
-        articledb_bulk_prepare(article.metadata(), rules_->next_token, article.tokenizer(),
-                               rules_->first_lemma, lemmatizer_, &prepared);
+    const int status = articledb_bulk_prepare(article.offered().metadata(), rules_->next_token,
+                                              article.offered().tokenizer(), rules_->first_lemma,
+                                              lemmatizer_, &prepared);
     BulkArticle owner(prepared);
     if (status != 0) {
-      throw Failure("cannot read " + article.input().path + ": " + status_text(status));
+      throw Failure("cannot read " + article.input().name + ": " + status_text(status));
     }
     return owner;
   }
 
-  const std::vector<Input>* inputs_;
   const ArticledbRules* rules_;
   void* lemmatizer_;
 };
-
-// The patterns of the conversions are compiled by the first one in the process.
-void compile_patterns(const ArticledbRules& rules) {
-  char text[16];
-  int capacity = sizeof(text);
-  articledb_html_to_txt("", 0, text, &capacity);
-  has_word(rules, "");
-}
 
 std::string reason_not_to_build(const std::string& path, int status) {
   switch (status) {
@@ -102,25 +99,33 @@ BulkBuild::BulkBuild(const std::string& store, const ArticledbRules& rules)
   articledb_bulk_set_rules(bulk, rules.name);
 }
 
-void BulkBuild::add_all(const std::vector<Input>& inputs, Progress& progress) {
-  compile_patterns(rules_);
+void BulkBuild::add_all(Inputs& inputs, Progress& progress) {
+  ostren::fenra::articles::compile_patterns();
   const Lemmatizer lemmatizer = load_lemmatizer();
   std::vector<Worker> workers;
   for (unsigned i = worker_count(); i > 0; --i) {
-    workers.emplace_back(inputs, rules_, lemmatizer.get());
+    workers.emplace_back(rules_, lemmatizer.get());
   }
-  OrderedPool<Outcome> pool(inputs.size(), workers.size() * kWaitingPerWorker, workers);
-  for (size_t i = 0; i < inputs.size() && !stop_requested(); ++i) {
-    Outcome outcome = pool.next();
-    if (outcome.article == nullptr) {
-      progress.refused(inputs[i].path, outcome.refusal);
+  OrderedPool<Input, Outcome> pool([&inputs] { return inputs.next(); },
+                                   workers.size() * kWaitingPerWorker, workers);
+  while (!stop_requested()) {
+    std::optional<Outcome> outcome = pool.next();
+    if (!outcome) {
+      return;
+    }
+    if (!outcome->skipped.empty()) {
+      progress.skipped(outcome->skipped);
       continue;
     }
-    const int status = articledb_bulk_add(bulk_.get(), outcome.article.release(), nullptr);
-    if (status != 0) {
-      throw Failure("the store failed at " + inputs[i].path + ": " + status_text(status));
+    if (outcome->article == nullptr) {
+      progress.refused(outcome->name, outcome->refusal);
+      continue;
     }
-    progress.indexed(outcome.bytes);
+    const int status = articledb_bulk_add(bulk_.get(), outcome->article.release(), nullptr);
+    if (status != 0) {
+      throw Failure("the store failed at " + outcome->name + ": " + status_text(status));
+    }
+    progress.indexed(outcome->bytes);
   }
 }
 

@@ -3,7 +3,6 @@
 #define FENRA_CLI_BULK_BUILD_H
 
 #include <string>
-#include <vector>
 
 #include "cli/handles.h"
 #include "cli/index_inputs.h"
@@ -20,7 +19,7 @@ class BulkBuild {
 
   // Adds the inputs in their order; refuses some of them. Ends early when a stop is
   // requested.
-  void add_all(const std::vector<Input>& inputs, Progress& progress);
+  void add_all(Inputs& inputs, Progress& progress);
 
   // Puts the store in its place, unless a stop is requested.
   void finish(Progress& progress);

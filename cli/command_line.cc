@@ -151,6 +151,10 @@ void Command::add_flag(const std::string& name, bool& target,
   app_->add_flag(name, target, description);
 }
 
+void Command::add_quiet() const {
+  add_flag("--quiet", quiet(), "Show no progress and no summary, only what goes wrong");
+}
+
 void Command::set_footer(const std::string& text) const { app_->footer(text); }
 
 void Command::set_action(std::function<void()> action) const { app_->callback(std::move(action)); }

@@ -71,6 +71,9 @@ class Command {
   // An option without a text; `target` tells whether the call has it.
   void add_flag(const std::string& name, bool& target, const std::string& description) const;
 
+  // The option --quiet, for output.h.
+  void add_quiet() const;
+
   // The end of the command's help.
   void set_footer(const std::string& text) const;
 

@@ -98,7 +98,7 @@ void print_row(const std::string& name, const std::string& pages, const std::str
   char row[128];
   std::snprintf(row, sizeof(row), "%-10s %12s %8s %12s %8s", name.c_str(), pages.c_str(),
                 fill.c_str(), new_pages.c_str(), new_fill.c_str());
-  print_line(row);
+  print_summary(row);
 }
 
 void print_row(const std::string& name, const Fill& before, const Fill& after) {
@@ -161,6 +161,7 @@ void add_compact_command(const Command& program, ExitStatus& status) {
   auto path = std::make_shared<std::string>();
   const Command command = program.add_command("compact", "Write a store anew, without gaps");
   command.add_text("STORE", *path, "Store directory").required();
+  command.add_quiet();
   command.set_footer(
       "Writes all databases anew in their own order and puts them in the place of the old ones,\n"
       "in one step, when they are complete. Articles and ids stay; the words of articles that "

@@ -11,7 +11,6 @@
 #include "cli/output.h"
 #include "cli/stop.h"
 #include "cli/store.h"
-#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -64,7 +63,7 @@ ExitStatus delete_all(const DeleteOptions& options) {
     }
   }
   close_store(std::move(store));
-  print_line("deleted " + std::to_string(deleted) + ", unknown " + std::to_string(unknown));
+  print_summary("deleted " + std::to_string(deleted) + ", unknown " + std::to_string(unknown));
   return stop_requested() ? kInterrupted : unknown == 0 ? kSuccess : kSomeRefused;
 }
 
@@ -76,6 +75,7 @@ void add_delete_command(const Command& program, ExitStatus& status) {
   command.add_text("STORE", options->store, "Store directory").required();
   command.add_texts("URL", options->urls, "URLs of the articles");
   command.add_text("--list", options->list, "File of URLs, one a line; - for standard input");
+  command.add_quiet();
   command.set_footer(
       "An article that is deleted is gone for everybody at once; \"fenra compact\" frees the room "
       "of\n"

@@ -6,11 +6,9 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
 #include <iterator>
 
-#include "cli/command_line.h"
+#include "crawl/byte_source.h"
 
 namespace cli {
 namespace {
@@ -42,18 +40,23 @@ std::string join_url(std::string base, const std::string& relative) {
   return base + relative;
 }
 
+bool holds_inputs(const Inputs::Found& found) { return found.format != InputFormat::kUnknown; }
+
 class Collector {
  public:
   Collector(const InputOptions& options, Progress& progress)
       : options_(options), progress_(progress) {}
 
   void add_path(const std::string& path) {
+    if (path == "-") {
+      return add_inputs(path, format_named(options_.format));
+    }
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     if (status.type() == fs::file_type::not_found) {
-      progress_.refused(path, "no such file or directory");
+      refuse(path, "no such file or directory");
     } else if (status.type() == fs::file_type::none) {
-      progress_.refused(path, error.message());
+      refuse(path, error.message());
     } else if (fs::is_directory(status)) {
       add_directory(path);
     } else {
@@ -61,39 +64,42 @@ class Collector {
     }
   }
 
-  void add_list(const std::string& name) {
-    if (name == "-") {
-      add_lines(std::cin, "standard input");
-      return;
-    }
-    errno = 0;
-    std::ifstream file(name);
-    if (!file) {
-      progress_.refused(name, std::strerror(errno));
-      return;
-    }
-    add_lines(file, name);
+  void add_inputs(const std::string& file, InputFormat format) {
+    found_.emplace_back();
+    found_.back().path = file;
+    found_.back().format = format;
   }
 
-  std::vector<Input> take() { return std::move(inputs_); }
+  std::deque<Inputs::Found> take() { return std::move(found_); }
 
  private:
-  void add_named_file(const fs::path& path) {
-    const std::string mime = options_.mime.empty() ? mime_of(path) : options_.mime;
-    if (mime.empty()) {
-      progress_.skipped();
-      progress_.note("skipped: " + path.string() +
-                     ": unknown extension; name its type with --mime");
-      return;
-    }
-    add_file(path, path.filename(), mime);
+  void refuse(const std::string& path, const std::string& reason) {
+    found_.emplace_back();
+    found_.back().path = path;
+    found_.back().refusal = reason;
   }
 
-  void add_file(const fs::path& path, const std::string& relative, const std::string& mime) {
-    const std::string url = options_.base_url.empty()
-                                ? "file://" + fs::absolute(path).lexically_normal().string()
-                                : join_url(options_.base_url, relative);
-    inputs_.push_back({path, url, mime, options_.date, options_.source});
+  void add_named_file(const fs::path& path) {
+    const std::string mime = options_.mime.empty() ? mime_of(path) : options_.mime;
+    if (!mime.empty()) {
+      return add_page(path, path.filename(), mime);
+    }
+    try {
+      std::error_code ignored;
+      const InputFormat format =
+          fs::is_regular_file(path, ignored) ? format_of(path) : InputFormat::kUnknown;
+      if (format != InputFormat::kUnknown) {
+        return add_inputs(path, format);
+      }
+    } catch (const ostren::fenra::crawl::Unreadable& unreadable) {
+      return refuse(path, unreadable.reason);
+    }
+    progress_.skipped();
+    progress_.note("skipped: " + path.string() + ": unknown extension; name its type with --mime");
+  }
+
+  void add_page(const fs::path& path, const std::string& relative, const std::string& mime) {
+    found_.push_back({path, InputFormat::kUnknown, "", relative, mime});
   }
 
   void add_directory(const fs::path& root) {
@@ -109,7 +115,7 @@ class Collector {
     std::sort(files.begin(), files.end(),
               [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
     for (const fs::path& file : files) {
-      add_file(file, file.lexically_relative(root), mime_of(file));
+      add_page(file, file.lexically_relative(root), mime_of(file));
     }
   }
 
@@ -128,68 +134,63 @@ class Collector {
       }
     }
     if (error) {
-      progress_.refused(directory, error.message());
+      refuse(directory, error.message());
     }
-  }
-
-  void add_lines(std::istream& stream, const std::string& name) {
-    std::string line;
-    for (uint64_t number = 1; std::getline(stream, line); ++number) {
-      add_line(line, name + ":" + std::to_string(number));
-    }
-    if (stream.bad()) {
-      progress_.refused(name, "cannot be read to its end");
-    }
-  }
-
-  void add_line(const std::string& line, const std::string& place) {
-    const std::vector<std::string> fields = split(line);
-    if (fields.size() < 3 || fields.size() > 5) {
-      progress_.refused(place, "the line has " + std::to_string(fields.size()) +
-                                   " fields, not URL, MIME type, path and perhaps date and source, "
-                                   "with tabs between them");
-    } else if (fields[0].empty() || fields[2].empty()) {
-      progress_.refused(place, fields[0].empty() ? "the URL is empty" : "the path is empty");
-    } else if (!is_known_mime(fields[1])) {
-      progress_.refused(
-          place, "unknown MIME type '" + fields[1] + "'; text/plain and text/html are known");
-    } else if (fields.size() > 3 && !fields[3].empty() && !is_date(fields[3])) {
-      progress_.refused(place, "the date '" + fields[3] + "' is not 8 digits");
-    } else {
-      inputs_.push_back({fields[2], fields[0], fields[1],
-                         fields.size() > 3 ? fields[3] : options_.date,
-                         fields.size() > 4 ? fields[4] : options_.source});
-    }
-  }
-
-  static std::vector<std::string> split(const std::string& line) {
-    std::vector<std::string> fields(1);
-    for (const char byte : line) {
-      if (byte == '\t') {
-        fields.emplace_back();
-      } else {
-        fields.back() += byte;
-      }
-    }
-    return fields;
   }
 
   const InputOptions& options_;
   Progress& progress_;
-  std::vector<Input> inputs_;
+  std::deque<Inputs::Found> found_;
 };
 
 }  // namespace
 
-std::vector<Input> collect_inputs(const InputOptions& options, Progress& progress) {
+Inputs::Inputs(const InputOptions& options, Progress& progress) : options_(options) {
   Collector collector(options, progress);
   for (const std::string& path : options.paths) {
     collector.add_path(path);
   }
   if (!options.list.empty()) {
-    collector.add_list(options.list);
+    collector.add_inputs(options.list, InputFormat::kList);
   }
-  return collector.take();
+  found_ = collector.take();
+  const bool countable = std::none_of(found_.begin(), found_.end(), holds_inputs);
+  progress.set_total(countable ? found_.size() : 0);
+}
+
+std::optional<Input> Inputs::next() {
+  for (;;) {
+    if (source_ != nullptr) {
+      if (std::optional<Input> input = source_->next()) {
+        return input;
+      }
+      source_.reset();
+    }
+    if (found_.empty()) {
+      return std::nullopt;
+    }
+    const Found found = std::move(found_.front());
+    found_.pop_front();
+    if (!holds_inputs(found)) {
+      return page(found);
+    }
+    source_ = open_inputs(found.path, found.format, options_);
+  }
+}
+
+Input Inputs::page(const Found& found) const {
+  Input input;
+  input.name = found.path;
+  input.refusal = found.refusal;
+  input.file = found.path;
+  input.url = !found.refusal.empty() ? ""
+              : options_.base_url.empty()
+                  ? "file://" + fs::absolute(found.path).lexically_normal().string()
+                  : join_url(options_.base_url, found.relative);
+  input.mime = found.mime;
+  input.date = options_.date;
+  input.source = options_.source;
+  return input;
 }
 
 bool is_html(const std::string& mime) { return has_prefix(mime, "text/html"); }

@@ -1,36 +1,44 @@
-// The inputs of `index`: what the command line and the list name, found and
-// checked before the store is touched.
+// The inputs of `index`, one after the other, whatever names or holds them.
 #ifndef FENRA_CLI_INDEX_INPUTS_H
 #define FENRA_CLI_INDEX_INPUTS_H
 
+#include <deque>
+#include <memory>
+#include <optional>
 #include <string>
-#include <vector>
 
+#include "cli/input.h"
+#include "cli/input_format.h"
 #include "cli/progress.h"
 
 namespace cli {
 
-struct Input {
-  std::string path;
-  std::string url;
-  std::string mime;
-  std::string date;  // 8 digits or empty
-  std::string source;
-};
+class Inputs {
+ public:
+  // Finds the files of `paths`, borrowed like `progress`, which is told what is skipped and,
+  // where it can be known, how many inputs there are.
+  Inputs(const InputOptions& options, Progress& progress);
 
-struct InputOptions {
-  std::vector<std::string> paths;
-  std::string list;      // file name, "-" for standard input; empty: no list
-  std::string mime;      // of the files among `paths`; empty: by extension
-  std::string base_url;  // empty: file:// and the absolute path
-  std::string source;
-  std::string date;
-};
+  // The inputs in the order of the paths, those of a directory in byte order of their paths, and
+  // then those of the list; nothing at the end.
+  std::optional<Input> next();
 
-// The files of `paths` in the order given, those of a directory in byte order of
-// their paths, then those of the list. What is missing, unreadable or malformed
-// is refused, and what has no known type skipped, through `progress`.
-std::vector<Input> collect_inputs(const InputOptions& options, Progress& progress);
+  // What a path stands for.
+  struct Found {
+    std::string path;                            // "-": standard input
+    InputFormat format = InputFormat::kUnknown;  // of a file that holds inputs
+    std::string refusal;                         // why it is refused; empty: it is not
+    std::string relative;                        // of a page: path for the URL
+    std::string mime;                            // of a page
+  };
+
+ private:
+  Input page(const Found& found) const;
+
+  const InputOptions& options_;
+  std::deque<Found> found_;
+  std::unique_ptr<InputSource> source_;  // that is being read
+};
 
 // Whether the library takes the MIME type: it begins with text/plain or
 // text/html, in any case.

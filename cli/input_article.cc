@@ -1,15 +1,14 @@
 #include "cli/input_article.h"
 
-#include <fenra/fenra.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
-#include "cli/urls.h"
+#include "cli/handles.h"
 
 namespace cli {
 namespace {
@@ -45,67 +44,20 @@ std::string read_file(const std::string& path) {
   return bytes;
 }
 
-// Answers are one URL a line.
-void check_url(const std::string& url) {
-  if (std::any_of(url.begin(), url.end(), [](char byte) { return g_ascii_iscntrl(byte); })) {
-    throw Refused{"its URL '" + url +
-                  "' holds a control character; give it another URL with --list"};
+std::string bytes_of_file(const Input& input) {
+  if (!input.refusal.empty()) {
+    throw Refused{input.refusal};
   }
-}
-
-// What the library would refuse by the rules "plain" without a word.
-void check_text(const std::string& text) {
-  const size_t zero = text.find('\0');
-  if (zero != std::string::npos) {
-    throw Refused{"the text holds a zero byte, at offset " + std::to_string(zero)};
-  }
-  const char* end = nullptr;
-  if (!g_utf8_validate(text.data(), static_cast<gssize>(text.size()), &end)) {
-    throw Refused{"the text is not valid UTF-8, at offset " + std::to_string(end - text.data())};
-  }
-}
-
-void insert(GHashTable* table, const char* key, const std::string& value) {
-  // The table owns nothing and takes what it only reads as non-const.
-  g_hash_table_insert(table, const_cast<char*>(key), const_cast<char*>(value.c_str()));
+  return input.file.empty() ? "" : read_file(input.file);
 }
 
 }  // namespace
 
 InputArticle::InputArticle(const Input& input, const ArticledbRules& rules)
     : input_(input),
-      url_(escape_bars(input.url)),
-      metadata_(g_hash_table_new(g_str_hash, g_str_equal)),
-      tokenizer_(nullptr, rules.tokenizer_free) {
-  static const std::string language = "eu";
-  check_url(url_);
-  const std::string text = read_file(input.path);
-  if (text.empty()) {
-    throw Refused{"the file is empty"};
-  }
-  if (is_plain(rules)) {
-    check_text(text);
-  }
-  bytes_ = text.size();
-  // The order decides that of the pairs in the URL record.
-  insert(metadata_.get(), "_url", url_);
-  insert(metadata_.get(), "source", input.source);
-  insert(metadata_.get(), "date", input.date);
-  insert(metadata_.get(), "lang", language);
-  insert(metadata_.get(), "mime", input.mime);
-  char* reason = nullptr;
-  tokenizer_.reset(rules.tokenizer_new_with_metadata_and_data(
-      metadata_.get(), text.data(), static_cast<int>(text.size()), &reason));
-  const GlibText reason_owner(reason);
-  text_.reset(static_cast<char*>(g_hash_table_lookup(metadata_.get(), "_txt")));
-  if (tokenizer_ == nullptr && reason != nullptr) {
-    throw Refused{reason};
-  }
-  if (tokenizer_ == nullptr) {
-    throw Refused{is_html(input.mime) ? "the HTML has no title followed by a body, no text, or a "
-                                        "character reference that cannot be decoded"
-                                      : "the library has refused the text"};
-  }
-}
+      file_(bytes_of_file(input)),
+      offer_{input.url, input.file.empty() ? input.bytes : file_, input.mime, input.date,
+             input.source},
+      offered_(offer_, rules) {}
 
 }  // namespace cli

@@ -5,37 +5,28 @@
 #include <cstdint>
 #include <string>
 
-#include "cli/handles.h"
-#include "cli/index_inputs.h"
+#include "articles/offered_article.h"
+#include "cli/input.h"
 #include "cli/rules.h"
 
 namespace cli {
 
-// An input that is not stored, with the reason. The run goes on.
-struct Refused {
-  std::string reason;
-};
+using ostren::fenra::articles::Refused;
 
 class InputArticle {
  public:
-  // Reads the file by the rules. Borrows both. Throws Refused.
+  // Reads it by the rules. Borrows both. Throws Refused, also for what is refused already.
   InputArticle(const Input& input, const ArticledbRules& rules);
 
   const Input& input() const { return input_; }
-  const std::string& url() const { return url_; }  // as it is stored
-  const char* text() const { return text_.get(); }
-  GHashTable* metadata() const { return metadata_.get(); }
-  // At the first of the tokens.
-  void* tokenizer() const { return tokenizer_.get(); }
-  uint64_t bytes() const { return bytes_; }  // of the file
+  const ostren::fenra::articles::OfferedArticle& offered() const { return offered_; }
+  uint64_t bytes() const { return offer_.data.size(); }  // of the page
 
  private:
   const Input& input_;
-  const std::string url_;
-  const Metadata metadata_;
-  GlibText text_;  // outlives the tokenizer, which walks it
-  Tokens tokenizer_;
-  uint64_t bytes_ = 0;
+  const std::string file_;  // its bytes; empty when they are in the input
+  const ostren::fenra::articles::Offer offer_;
+  const ostren::fenra::articles::OfferedArticle offered_;
 };
 
 }  // namespace cli

@@ -1,5 +1,5 @@
-// Answers in JSON. The library that writes it is known to json.cc only, as it costs every
-// file that includes it seconds of compilation.
+// Answers in JSON. The library that writes it is known to json.cc, and to the reader of
+// articles, only: it costs every file that includes it seconds of compilation.
 #ifndef FENRA_CLI_JSON_H
 #define FENRA_CLI_JSON_H
 

@@ -3,8 +3,10 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "articles/answer.h"
 #include "cli/article_json.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
@@ -14,6 +16,9 @@
 
 namespace cli {
 namespace {
+
+using ostren::fenra::articles::Answer;
+using ostren::fenra::articles::Found;
 
 struct LookupOptions {
   std::string store;
@@ -58,13 +63,16 @@ std::string trigram_key(const ArticledbRules& rules, const Words& words) {
   return key;
 }
 
-void print_articles_json(ArticledbDb* db, const Stream& stream) {
+void print_articles(ArticledbDb* db, Stream stream, bool json) {
   ArticleReader reader(db);
-  each_article(db, stream, UINT64_MAX, [&reader](uint64_t id, const Article& article) {
-    if (const std::optional<std::string> text = reader.current_text(id)) {
-      print_line(article_json(id, article, *text).line());
+  Answer answer(db, std::move(stream), {});
+  while (const std::optional<Found> found = answer.next()) {
+    if (!json) {
+      print_line(found->article.url);
+    } else if (const std::optional<std::string> text = reader.current_text(found->id)) {
+      print_line(article_json(found->id, found->article, *text).line());
     }
-  });
+  }
 }
 
 using Lookup = OstrenGenerator* (*)(ArticledbDb*, const char*, guint32);
@@ -74,12 +82,8 @@ template <typename KeyOf>
 void lookup_word(const LookupOptions& options, Lookup make, KeyOf key_of) {
   const Store store = open_store(options.store);
   const std::string key = key_of(rules_of(store.get()));
-  const Stream stream(make(store.get(), key.data(), static_cast<guint32>(key.size())));
-  if (options.json) {
-    print_articles_json(store.get(), stream);
-  } else {
-    print_articles(store.get(), stream);
-  }
+  Stream stream(make(store.get(), key.data(), static_cast<guint32>(key.size())));
+  print_articles(store.get(), std::move(stream), options.json);
 }
 
 void lookup(const LookupOptions& options, Lookup make, const std::string& key) {

@@ -30,6 +30,17 @@ void print_line(std::string_view text) {
   print("\n");
 }
 
+bool& quiet() {
+  static bool is_quiet = false;
+  return is_quiet;
+}
+
+void print_summary(std::string_view text) {
+  if (!quiet()) {
+    print_line(text);
+  }
+}
+
 void finish_output() {
   // The error flag also tells of what the library printed there.
   errno = EIO;

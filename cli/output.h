@@ -16,6 +16,13 @@ struct ReaderGone {};
 void print(std::string_view text);
 void print_line(std::string_view text);
 
+// Whether the call has --quiet: no progress is shown, and no summary of what went well. What was
+// asked for, and what goes wrong, is written all the same.
+bool& quiet();
+
+// A line of a summary, to standard output.
+void print_summary(std::string_view text);
+
 // Delivers what is buffered; throws as print does. Called once at the end.
 void finish_output();
 

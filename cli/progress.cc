@@ -57,7 +57,7 @@ std::string progress_line(uint64_t done, uint64_t total, double seconds, int wid
          text;
 }
 
-StatusLine::StatusLine() : terminal_(isatty(STDERR_FILENO) != 0) {}
+StatusLine::StatusLine() : terminal_(isatty(STDERR_FILENO) != 0 && !quiet()) {}
 
 bool StatusLine::due() const { return terminal_ && Clock::now() - drawn_at_ >= kRedrawInterval; }
 
@@ -108,6 +108,14 @@ void Progress::reject(const std::string& name, const std::string& reason) {
   note("refused: " + name + ": " + reason);
 }
 
+void Progress::skipped(const std::string& reason) {
+  // Whoever is crawled chooses some of the reasons.
+  constexpr size_t kMostReasons = 100;
+  const bool has_room = skipped_for_.size() < kMostReasons || skipped_for_.count(reason) != 0;
+  ++skipped_for_[has_room ? reason : "other reasons"];
+  ++counts_.skipped;
+}
+
 void Progress::working(const std::string& name, uint64_t done, uint64_t total) {
   line_.show([&](int) {
     return name + ": " + std::to_string(total == 0 ? 100 : done * 100 / total) + " %";
@@ -132,12 +140,27 @@ std::vector<std::pair<const char*, uint64_t>> Progress::summed_up() const {
   return counts;
 }
 
+std::string Progress::reasons() const {
+  std::string line;
+  for (const auto& [reason, count] : skipped_for_) {
+    line += (line.empty() ? "skipped: " : ", ") + reason + ": " + std::to_string(count);
+  }
+  return line;
+}
+
 std::string Progress::summary() const {
   const double seconds = std::round(watch_.seconds() * 100) / 100;
   if (json_) {
     JsonObject object;
     for (const auto& [name, count] : summed_up()) {
       object.add_number(name, count);
+    }
+    if (!skipped_for_.empty()) {
+      JsonObject reasons;
+      for (const auto& [reason, count] : skipped_for_) {
+        reasons.add_number(reason, count);
+      }
+      object.add_object("skipped_for", reasons);
     }
     return object.add_decimal("seconds", seconds).line();
   }
@@ -161,7 +184,10 @@ void Progress::advance() {
 
 ExitStatus conclude(Progress& progress) {
   progress.clear();
-  print_line(progress.summary());
+  if (!quiet() && !progress.reasons().empty()) {
+    progress.note(progress.reasons());
+  }
+  print_summary(progress.summary());
   if (stop_requested()) {
     return kInterrupted;
   }

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -39,7 +40,7 @@ class Stopwatch {
 };
 
 // The last line of the terminal on standard error, redrawn now and then.
-// Where standard error is no terminal, nothing is shown.
+// Where standard error is no terminal, and with --quiet, nothing is shown.
 class StatusLine {
  public:
   StatusLine();
@@ -76,7 +77,7 @@ class Progress {
   // `json`: the summary is a JSON object.
   explicit Progress(bool json = false) : json_(json) {}
 
-  // Inputs to work on; until it is set there is no bar.
+  // Inputs to work on; 0 when that is not known, and there is no bar, as until it is set.
   void set_total(uint64_t total) {
     total_ = total;
     started_ = true;
@@ -90,6 +91,8 @@ class Progress {
   void unchanged();
   void deleted() { ++*counts_.deleted; }
   void skipped() { ++counts_.skipped; }
+  // Sums them up by the reason, a few words, at the end.
+  void skipped(const std::string& reason);
   // Moves on without counting anything.
   void passed_over() { advance(); }
   // Reports the input on standard error, with the reason.
@@ -108,8 +111,12 @@ class Progress {
 
   const Counts& counts() const { return counts_; }
 
+  // "skipped: status 404: 2, record type request: 7"; empty when no reasons are known.
+  std::string reasons() const;
+
   // "indexed 5, refused 0, skipped 1, bytes 1234, seconds 0.12", or the same as JSON; before the
-  // bytes, "unchanged 3" and "deleted 2" where they are counted.
+  // bytes, "unchanged 3" and "deleted 2" where they are counted; JSON has "skipped_for" behind it,
+  // an object of reasons.
   std::string summary() const;
 
  private:
@@ -125,6 +132,7 @@ class Progress {
   uint64_t total_ = 0;
   uint64_t done_ = 0;
   Counts counts_;
+  std::map<std::string, uint64_t> skipped_for_;
 };
 
 // Ends a run: takes the bar off, prints the summary and returns the status to exit with.

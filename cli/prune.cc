@@ -1,19 +1,19 @@
 #include "cli/prune.h"
+#include "articles/urls.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <unordered_set>
+#include <vector>
 
 #include "cli/failure.h"
 #include "cli/stop.h"
 #include "cli/store.h"
-#include "cli/urls.h"
 
 namespace cli {
 namespace {
 
-using Urls = std::unordered_set<std::string>;
+using ostren::fenra::articles::escape_bars;
 
 // All that were ever posted under the source, those of replaced articles too.
 std::vector<uint64_t> ids_of_source(ArticledbDb* db, const std::string& source) {
@@ -48,8 +48,7 @@ std::vector<std::string> find_missing(ArticledbDb* db, const std::string& source
 
 }  // namespace
 
-void prune(ArticledbDb* db, const std::string& source, const std::vector<Input>& met,
-           Progress& progress) {
+void prune(ArticledbDb* db, const std::string& source, const Urls& met, Progress& progress) {
   progress.count_deleted();
   if (stop_requested()) {
     return progress.note("interrupted: no article of '" + source + "' is deleted");
@@ -59,11 +58,7 @@ void prune(ArticledbDb* db, const std::string& source, const std::vector<Input>&
                          "' is deleted, since some inputs were refused; once nothing is, call it "
                          "again");
   }
-  Urls urls;
-  for (const Input& input : met) {
-    urls.insert(escape_bars(input.url));
-  }
-  for (const std::string& url : find_missing(db, source, urls)) {
+  for (const std::string& url : find_missing(db, source, met)) {
     if (stop_requested()) {
       return;
     }

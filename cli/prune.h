@@ -3,18 +3,19 @@
 #define FENRA_CLI_PRUNE_H
 
 #include <string>
-#include <vector>
+#include <unordered_set>
 
 #include "cli/handles.h"
-#include "cli/index_inputs.h"
 #include "cli/progress.h"
 
 namespace cli {
 
-// Deletes the articles of the source whose URL is none of the inputs'; none of them after a run
+// URLs as they are stored.
+using Urls = std::unordered_set<std::string>;
+
+// Deletes the articles of the source whose URL is none of those met; none of them after a run
 // that was interrupted, or in which something was refused, and says so. Throws Failure.
-void prune(ArticledbDb* db, const std::string& source, const std::vector<Input>& met,
-           Progress& progress);
+void prune(ArticledbDb* db, const std::string& source, const Urls& met, Progress& progress);
 
 }  // namespace cli
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "articles/urls.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
@@ -11,7 +12,6 @@
 #include "cli/rules.h"
 #include "cli/stop.h"
 #include "cli/store.h"
-#include "cli/urls.h"
 
 namespace cli {
 namespace {
@@ -82,7 +82,7 @@ class Rebuilder {
       std::string text = reader_.text(id);
       bytes = text.size();
       check(article->url, text);
-      article->url = escape_bars(article->url);
+      article->url = ostren::fenra::articles::escape_bars(article->url);
       source = std::make_unique<Source>(*article, std::move(text));
     } catch (const StoreFailure& failure) {
       return progress_.refused(name(id), failure.what());
@@ -152,7 +152,7 @@ ExitStatus rebuild(const std::string& from, const std::string& to, const std::st
     }
   } catch (const StoreFailure&) {
     progress.clear();
-    print_line(progress.summary());
+    print_summary(progress.summary());
     throw;
   }
   close_store(std::move(new_store));
@@ -170,6 +170,7 @@ void add_rebuild_command(const Command& program, ExitStatus& status) {
   command.add_text("OLD", *from, "Store directory to read").required();
   command.add_text("NEW", *to, "Store directory to make; must not exist, or be empty").required();
   command.add_text("--rules", *rules, std::string(kRulesHelp) + "; default: those of OLD");
+  command.add_quiet();
   command.set_footer(
       "For a damaged index, and for a lexicon that is newer than the store, and for other rules "
       "of\n"

@@ -3,15 +3,18 @@
 #include <string>
 #include <utility>
 
+#include "articles/urls.h"
 #include "cli/article_json.h"
 #include "cli/command_line.h"
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "cli/store.h"
-#include "cli/urls.h"
 
 namespace cli {
 namespace {
+
+using ostren::fenra::articles::shown_id;
+using ostren::fenra::articles::spellings;
 
 struct ShowOptions {
   std::string store;

@@ -99,7 +99,7 @@ StoreStats measure_store(const std::string& path) {
   StatusLine line;
   const Snapshot snapshot(path, line);
   line.clear();
-  const Store store = open_store(snapshot.path());
+  const Store store = open_databases(snapshot.path());
   const ArticledbDb& db = *store;
   StoreStats stats;
   stats.articles = measure_size(db.urldb).entries;

@@ -59,6 +59,11 @@ Store open_store(const std::string& path) {
                          : ostren::fenra::articles::open_read_only(path);
 }
 
+Store open_databases(const std::string& path) {
+  require_store(path);
+  return ostren::fenra::articles::open_databases(path);
+}
+
 Store open_or_make_store(const std::string& path, const std::string& rules) {
   Store store = ostren::fenra::articles::open_or_make(path, rules.empty() ? kDefaultRules : rules);
   const std::string own = rules_of(store.get()).name;
@@ -104,40 +109,6 @@ uint64_t last_id(ArticledbDb* db) {
     throw Failure("cannot read the id counter: " + status_text(status));
   }
   return id;
-}
-
-uint64_t each_article(ArticledbDb* db, const Stream& stream, uint64_t limit,
-                      const std::function<void(uint64_t id, const Article& article)>& take) {
-  if (stream == nullptr) {
-    throw Failure("the lookup in the store failed");
-  }
-  ArticleReader reader(db);
-  uint64_t count = 0;
-  int status = 1;
-  void* item = nullptr;
-  while (count < limit && (status = ostren_generator_next(stream.get(), &item)) == 1) {
-    const uint64_t id = *static_cast<const guint64*>(item);
-    const std::optional<Article> article = reader.article(id);
-    if (article) {
-      ++count;
-      take(id, *article);
-    }
-  }
-  if (status == 2) {
-    throw Failure("the store failed while the answer was read");
-  }
-  return count;
-}
-
-void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit, bool count_only) {
-  const uint64_t count = each_article(db, stream, limit, [=](uint64_t, const Article& article) {
-    if (!count_only) {
-      print_line(article.url);
-    }
-  });
-  if (count_only) {
-    print_line(std::to_string(count));
-  }
 }
 
 }  // namespace cli

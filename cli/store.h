@@ -3,8 +3,6 @@
 #define FENRA_CLI_STORE_H
 
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -39,6 +37,9 @@ void require_store(const std::string& path);
 // directory. Throws Failure, and leaves the file system alone, when there is none.
 Store open_store(const std::string& path);
 
+// The same; everything is in its databases.
+Store open_databases(const std::string& path);
+
 // Opens the store in `path`, or makes one when `path` does not exist or is an
 // empty directory, which is replaced by a new one. A new one gets the rules of words of
 // that name, the default when it is empty. Throws Failure for any other directory, and when
@@ -59,15 +60,6 @@ uint64_t last_id(ArticledbDb* db);
 // Why the store in `path` is refused a build or compaction: for what stands in the place of the
 // directory beside it, if there is anything, and else for the other reason.
 std::string build_refusal(const std::string& path, const std::string& otherwise);
-
-// Gives `take` a stream's articles, replaced ones left out, at most `limit`, and returns their
-// number. Throws Failure when the stream is null or fails.
-uint64_t each_article(ArticledbDb* db, const Stream& stream, uint64_t limit,
-                      const std::function<void(uint64_t id, const Article& article)>& take);
-
-// Prints the URLs of such articles, one a line, or only their number.
-void print_articles(ArticledbDb* db, const Stream& stream, uint64_t limit = UINT64_MAX,
-                    bool count_only = false);
 
 }  // namespace cli
 

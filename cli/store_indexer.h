@@ -2,8 +2,10 @@
 #ifndef FENRA_CLI_STORE_INDEXER_H
 #define FENRA_CLI_STORE_INDEXER_H
 
+#include <string>
+
 #include "cli/handles.h"
-#include "cli/index_inputs.h"
+#include "cli/input.h"
 #include "cli/input_article.h"
 #include "cli/progress.h"
 #include "cli/rules.h"
@@ -12,7 +14,8 @@ namespace cli {
 
 class StoreIndexer {
  public:
-  // Borrows all of it. With `skip_unchanged` what the store shows already is passed over.
+  // Borrows all of it. With `skip_unchanged` what the store shows already is passed
+  // over; the day of a visit is not compared.
   StoreIndexer(ArticledbDb* db, void* lemmatizer, bool skip_unchanged, Progress& progress);
 
   // Indexes an input, or refuses it. Throws Failure when the store fails.
@@ -20,6 +23,7 @@ class StoreIndexer {
 
  private:
   bool is_unchanged(const InputArticle& article) const;
+  std::string shown_date(const std::string& url) const;
   void index(const InputArticle& article);
 
   ArticledbDb* const db_;

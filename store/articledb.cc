@@ -20,7 +20,8 @@
 #include "store/process/gate_file.h"
 #include "store/reading/read_memory.h"
 #include "store/rules_record.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/waiting_view.h"
+#include "store/writing/fixed_articles.h"
 #include "store/writing/journal.h"
 
 using namespace ostren::fenra;
@@ -60,6 +61,10 @@ int create_id_counter(ArticledbDb* db) {
 
 std::unique_ptr<WaitingArticles> make_journal(const char* directory, GateFile* file) {
   return std::unique_ptr<WaitingArticles>(new (std::nothrow) Journal(directory, file));
+}
+
+std::unique_ptr<WaitingArticles> make_fixed(const char* directory) {
+  return std::unique_ptr<WaitingArticles>(new (std::nothrow) FixedArticles(directory));
 }
 
 using Prepare = int (*)(ArticledbDb* db);
@@ -168,7 +173,7 @@ int articledb_db_create_with_rules(ArticledbDb* db, const char* path, const char
 int articledb_db_open(ArticledbDb* db, const char* path) { return open_store(db, path, nullptr); }
 
 int articledb_db_open_read_only(ArticledbDb* db, const char* path) {
-  return open_with(db, [=] { return gate_open_read_only(db, path); });
+  return open_with(db, [=] { return gate_open_read_only(db, path, make_fixed); });
 }
 
 int articledb_db_close(ArticledbDb* db) {
@@ -226,7 +231,7 @@ int articledb_db_remove_logs(ArticledbDb* db) {
 
 int articledb_db_max_id(ArticledbDb* db, guint64* id) {
   const int ret = read_in_gate(db, [&] {
-    const WaitingIndex* waiting = nullptr;
+    const WaitingView* waiting = nullptr;
     int code = gate_waiting(db, &waiting);
     DBT key = input_item(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY);
     DBT data = output_item(id, sizeof *id);

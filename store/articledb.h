@@ -222,11 +222,21 @@ FENRA_API char* articledb_pack_url_with_metadata(const char* url, GHashTable* me
 // handle. It is for a collection that grows article by article, and for asking it: an article costs
 // a small part of what it costs otherwise, and no reader waits for it. A write of the databases
 // that fails later, for want of room or for a cursor that a host keeps positioned, is not the
-// article's failure. Some articles are written to the databases all the same, among them very long
-// ones.
+// article's failure. Some articles are written to the databases all the same, and what waits with
+// them: those with a zero byte in a token, and all for as long as a host keeps a cursor positioned.
 //
 // Returns 0; EROFS for a handle that only reads; -1 when memory is short.
 FENRA_API int articledb_db_use_journal(ArticledbDb* db);
+
+// Is told now and then how much of what waits has been written to the databases, out of `total`, in
+// a unit of no meaning. It may not use the store.
+typedef void (*ArticledbWritingProgressFunc)(void* state, guint64 done, guint64 total);
+
+// Has the function told when a call with the handle, its opening among them, writes what waits;
+// best before it is opened. Without one a message comes when that takes longer than three seconds.
+// Null ends it. 0, or -1 when memory is short.
+FENRA_API int articledb_db_tell_writing(ArticledbDb* db, ArticledbWritingProgressFunc progress,
+                                        void* state);
 
 // Stores one article. `metadata` has string keys and is only read: "source",
 // "_url", "date" (decimal digits), "lang" and "_txt" (the text), strings, and

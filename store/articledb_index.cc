@@ -23,17 +23,28 @@ void checkpoint_now_and_then(ArticledbDb* db) {
   run_in_gate(db, [db] { return environment_checkpoint(db->env); });
 }
 
+int require_memory(ArticledbDb* db) {
+  return db->memory != nullptr ? 0 : status_of([db] { db->memory = new ArticledbMemory; });
+}
+
 }  // namespace
+
+int articledb_db_tell_writing(ArticledbDb* db, ArticledbWritingProgressFunc progress, void* state) {
+  const int ret = require_memory(db);
+  if (ret == 0) {
+    db->memory->writing_progress = progress;
+    db->memory->writing_state = state;
+  }
+  return ret;
+}
 
 int articledb_db_use_journal(ArticledbDb* db) {
   if (gate_only_reads(db)) {
     return EROFS;
   }
-  if (db->memory == nullptr) {
-    const int ret = status_of([db] { db->memory = new ArticledbMemory; });
-    if (ret != 0) {
-      return ret;
-    }
+  const int ret = require_memory(db);
+  if (ret != 0) {
+    return ret;
   }
   db->memory->uses_journal = true;
   if (db->gate != nullptr) {

@@ -3,15 +3,17 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/failed.h"
 #include "store/articledb.h"
 #include "store/layout/database.h"
 #include "store/layout/stored_key.h"
 #include "store/process/gate.h"
 #include "store/reading/cursor.h"
 #include "store/reading/read_memory.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/waiting_view.h"
 #include "store/writing/article_version.h"
 
+using namespace ostren::fenra;
 using namespace ostren::fenra::store;
 
 namespace {
@@ -86,26 +88,33 @@ bool recall_url(ArticledbDb* db, guint64 id, DBT* data, int* code) {
   return true;
 }
 
+using WaitingRecord = std::string_view (WaitingView::*)(guint64 id) const;
+
 // Where the records of an id are; like DECLINED no code of anybody else.
 constexpr int IN_DATABASES = -1003;
 
-// 0 and the article when it waits; DB_NOTFOUND when nobody shows it, or not any more; else
-// IN_DATABASES, if anywhere.
-int find_waiting(const WaitingIndex* waiting, guint64 id, const JournalArticle** article) {
-  if (waiting == nullptr || (id <= waiting->base() && !waiting->hides(id))) {
-    return IN_DATABASES;
-  }
-  *article = waiting->hides(id) ? nullptr : waiting->article(id);
-  return *article == nullptr ? DB_NOTFOUND : 0;
+// 0 and the record of an article that waits; DB_NOTFOUND when nobody shows it, or not any more;
+// IN_DATABASES, if anywhere; or the code of what failed.
+int find_waiting(const WaitingView* waiting, guint64 id, WaitingRecord record,
+                 std::string_view* found) {
+  int place = IN_DATABASES;
+  const int ret = status_of([&] {
+    if (waiting != nullptr && (id > waiting->base() || waiting->hides(id))) {
+      *found = (waiting->*record)(id);
+      place = found->empty() ? DB_NOTFOUND : 0;
+    }
+  });
+  return ret != 0 ? ret : place;
 }
+
 int read_url_record(ArticledbDb* db, guint64 id, DBT* data) {
   return read_in_gate(db, [&] {
-    const WaitingIndex* waiting = nullptr;
-    const JournalArticle* article = nullptr;
+    const WaitingView* waiting = nullptr;
+    std::string_view record;
     int code = gate_waiting(db, &waiting);
-    code = code != 0 ? code : find_waiting(waiting, id, &article);
+    code = code != 0 ? code : find_waiting(waiting, id, &WaitingView::url_record, &record);
     if (code != IN_DATABASES) {
-      return code == 0 ? give(article->records.url_record, data) : code;
+      return code == 0 ? give(record, data) : code;
     }
     ReadCache* const reads = read_cache_of(db);
     reads->carry_urls_over(gate_changes(db), gate_replacements(db));
@@ -212,26 +221,28 @@ int articledb_db_lookup_trigram(ArticledbDb* db, ArticledbCursor** cursor, const
 
 int articledb_db_lookup_url(ArticledbDb* db, const char* url, guint32 length, guint64* id) {
   const int ret = read_in_gate(db, [&] {
-    const WaitingIndex* waiting = nullptr;
-    const int code = gate_waiting(db, &waiting);
-    const StoredKey key({url, length});
-    const JournalArticle* const article =
-        waiting == nullptr ? nullptr : waiting->newest_of_url(key.bytes());
-    if (code == 0 && article != nullptr) {
-      *id = article->id;
-      return 0;
+    const WaitingView* waiting = nullptr;
+    int code = gate_waiting(db, &waiting);
+    guint64 shown = 0;
+    if (code == 0 && waiting != nullptr) {
+      code = status_of([&] { shown = waiting->find_url(StoredKey({url, length}).bytes()); });
     }
-    return code != 0 ? code : find_shown(db, {url, length}, id);
+    if (code == 0 && shown == 0) {
+      code = find_shown(db, {url, length}, &shown);
+      code = code == 0 && waiting != nullptr && waiting->hides(shown) ? DB_NOTFOUND : code;
+    }
+    *id = code == 0 ? shown : *id;
+    return code;
   });
   return ret == DB_NOTFOUND ? STATUS_NOT_FOUND : ret;
 }
 
 int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
   DBT data = output_item(buffer, *size);
-  const WaitingIndex* waiting = nullptr;
-  const JournalArticle* article = nullptr;
+  const WaitingView* waiting = nullptr;
+  std::string_view record;
   int code = gate_waiting(db, &waiting);
-  if (code == 0 && find_waiting(waiting, id, &article) == IN_DATABASES &&
+  if (code == 0 && find_waiting(waiting, id, &WaitingView::url_record, &record) == IN_DATABASES &&
       recall_url(db, id, &data, &code)) {
     return resolution(code, data.size, size);
   }
@@ -242,12 +253,12 @@ int articledb_db_lookup_id_to_url(ArticledbDb* db, guint64 id, void* buffer, gui
 int articledb_db_lookup_id_to_txt(ArticledbDb* db, guint64 id, void* buffer, guint32* size) {
   DBT data = output_item(buffer, *size);
   const int ret = read_in_gate(db, [&] {
-    const WaitingIndex* waiting = nullptr;
-    const JournalArticle* article = nullptr;
+    const WaitingView* waiting = nullptr;
+    std::string_view record;
     int code = gate_waiting(db, &waiting);
-    code = code != 0 ? code : find_waiting(waiting, id, &article);
+    code = code != 0 ? code : find_waiting(waiting, id, &WaitingView::text_record, &record);
     if (code == 0) {
-      return give(article->records.text_record, &data);
+      return give(record, &data);
     }
     DBT key = id_item(&id);
     return code == IN_DATABASES ? db->txtdb->get(db->txtdb, nullptr, &key, &data, 0) : code;

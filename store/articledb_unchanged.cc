@@ -1,6 +1,7 @@
 // Comparing an article with what the store shows.
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/failed.h"
 #include "base/handles.h"
 #include "store/article/article.h"
 #include "store/article/article_terms.h"
@@ -17,7 +19,7 @@
 #include "store/layout/database.h"
 #include "store/layout/stored_key.h"
 #include "store/process/gate.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/waiting_view.h"
 #include "store/writing/article_version.h"
 
 using namespace ostren::fenra;
@@ -35,49 +37,105 @@ struct Shown {
   guint32 text_record_length = 0;
 };
 
-// DB_NOTFOUND when the database does not have the posting.
-int find_posting(DB* database, std::string_view key, guint64 id) {
-  DBT key_item = input_item(key);
-  DBT data = id_item(&id);
-  return database->get(database, nullptr, &key_item, &data, DB_GET_BOTH);
-}
+// Whether what is asked for waits. Under the gate, as long as that is not left. Throws Failed.
+class Contents {
+ public:
+  explicit Contents(ArticledbDb* db) : db_(db) { require(gate_waiting(db, &waiting_)); }
 
-// DB_NOTFOUND when it is not as long as there is room.
-int read_url_record(ArticledbDb* db, Shown* shown) {
-  std::vector<char>& record = shown->url_record;
-  DBT key = id_item(&shown->id);
-  DBT data = output_item(record.data(), static_cast<guint32>(record.size()));
-  const int ret = db->urldb->get(db->urldb, nullptr, &key, &data, 0);
-  return ret == DB_BUFFER_SMALL || (ret == 0 && data.size != record.size()) ? DB_NOTFOUND : ret;
-}
-
-int read_text_record(ArticledbDb* db, Shown* shown) {
-  DBT key = id_item(&shown->id);
-  DBT data{};
-  data.flags = DB_DBT_MALLOC;
-  const int ret = db->txtdb->get(db->txtdb, nullptr, &key, &data, 0);
-  if (ret == 0) {
-    shown->text_record.reset(static_cast<char*>(data.data));
-    shown->text_record_length = data.size;
+  // DB_NOTFOUND when the URL shows none.
+  int find_url(std::string_view url, guint64* id) const {
+    *id = waiting_ == nullptr ? 0 : waiting_->find_url(StoredKey(url).bytes());
+    if (*id != 0) {
+      return 0;
+    }
+    const int ret = find_shown(db_, url, id);
+    return ret == 0 && waiting_ != nullptr && waiting_->hides(*id) ? DB_NOTFOUND : ret;
   }
-  return ret;
+
+  // DB_NOTFOUND when the article does not have the key.
+  int find_posting(DatabaseField database, std::string_view key, guint64 id) const {
+    if (waits(id)) {
+      return waiting_->has_id(database, key, id) ? 0 : DB_NOTFOUND;
+    }
+    DBT key_item = input_item(key);
+    DBT data = id_item(&id);
+    return (db_->*database)->get(db_->*database, nullptr, &key_item, &data, DB_GET_BOTH);
+  }
+
+  // Those of the article that is shown. DB_NOTFOUND when the URL record is not as long as there is
+  // room.
+  int read_records(Shown* shown) const {
+    if (waits(shown->id)) {
+      return copy(waiting_->url_record(shown->id), waiting_->text_record(shown->id), shown);
+    }
+    const int ret = read_url_record(shown);
+    return ret != 0 ? ret : read_text_record(shown);
+  }
+
+ private:
+  bool waits(guint64 id) const { return waiting_ != nullptr && id > waiting_->base(); }
+
+  static int copy(std::string_view url_record, std::string_view text_record, Shown* shown) {
+    if (url_record.size() != shown->url_record.size()) {
+      return DB_NOTFOUND;
+    }
+    std::copy(url_record.begin(), url_record.end(), shown->url_record.begin());
+    shown->text_record.reset(static_cast<char*>(malloc(text_record.size())));
+    if (shown->text_record == nullptr) {
+      return ENOMEM;
+    }
+    shown->text_record_length = static_cast<guint32>(text_record.size());
+    text_record.copy(shown->text_record.get(), text_record.size());
+    return 0;
+  }
+
+  int read_url_record(Shown* shown) const {
+    std::vector<char>& record = shown->url_record;
+    DBT key = id_item(&shown->id);
+    DBT data = output_item(record.data(), static_cast<guint32>(record.size()));
+    const int ret = db_->urldb->get(db_->urldb, nullptr, &key, &data, 0);
+    return ret == DB_BUFFER_SMALL || (ret == 0 && data.size != record.size()) ? DB_NOTFOUND : ret;
+  }
+
+  int read_text_record(Shown* shown) const {
+    DBT key = id_item(&shown->id);
+    DBT data{};
+    data.flags = DB_DBT_MALLOC;
+    const int ret = db_->txtdb->get(db_->txtdb, nullptr, &key, &data, 0);
+    if (ret == 0) {
+      shown->text_record.reset(static_cast<char*>(data.data));
+      shown->text_record_length = data.size;
+    }
+    return ret;
+  }
+
+  ArticledbDb* const db_;
+  const WaitingView* waiting_ = nullptr;
+};
+
+// `read(contents)` under the gate.
+template <typename Read>
+int read_contents(ArticledbDb* db, Read read) {
+  return read_in_gate(db, [&] {
+    int ret = 0;
+    const int failed = status_of([&] { ret = read(Contents(db)); });
+    return failed != 0 ? failed : ret;
+  });
 }
 
 // Reads what the URL shows. DB_NOTFOUND when that is not this article. The postings tell apart
 // what the URL record may not: it has its pairs unescaped.
-int read_shown(ArticledbDb* db, const ArticleRecords& records, Shown* shown) {
-  const DBT date = input_item(&records.date, sizeof records.date);
-  int ret = find_shown(db, records.url, &shown->id);
+int read_shown(const Contents& contents, const ArticleRecords& records, Shown* shown) {
+  const std::string_view date(reinterpret_cast<const char*>(&records.date), sizeof records.date);
+  int ret = contents.find_url(records.url, &shown->id);
   if (ret == 0) {
-    ret = read_url_record(db, shown);
+    ret =
+        contents.find_posting(&ArticledbDb::sourcedb, StoredKey(records.source).bytes(), shown->id);
   }
   if (ret == 0) {
-    ret = find_posting(db->sourcedb, StoredKey(records.source).bytes(), shown->id);
+    ret = contents.find_posting(&ArticledbDb::datedb, date, shown->id);
   }
-  if (ret == 0) {
-    ret = find_posting(db->datedb, {static_cast<const char*>(date.data), date.size}, shown->id);
-  }
-  return ret != 0 ? ret : read_text_record(db, shown);
+  return ret != 0 ? ret : contents.read_records(shown);
 }
 
 // ---- the records ----
@@ -187,27 +245,13 @@ int find_words(ArticledbDb* db, const WordSource& source, guint64 id) {
     return status == 0 ? DB_NOTFOUND : status;
   }
   const std::vector<Term> last = last_terms(terms);
-  return read_in_gate(db, [&] {
+  return read_contents(db, [&](const Contents& contents) {
     int ret = 0;
     for (auto term = last.begin(); ret == 0 && term != last.end(); ++term) {
-      ret = find_posting(db->*term->database, term->key, id);
+      ret = contents.find_posting(term->database, term->key, id);
     }
     return ret;
   });
-}
-
-// The article may wait: then it is written to the databases, where it is compared.
-int read_shown_in_databases(ArticledbDb* db, const ArticleRecords& records, Shown* shown) {
-  bool waits = false;
-  const int ret = read_in_gate(db, [&] {
-    const WaitingIndex* waiting = nullptr;
-    const int code = gate_waiting(db, &waiting);
-    waits = waiting != nullptr && waiting->newest_of_url(StoredKey(records.url).bytes()) != nullptr;
-    return code != 0 || waits ? code : read_shown(db, records, shown);
-  });
-  return ret != 0 || !waits
-             ? ret
-             : read_databases_in_gate(db, [&] { return read_shown(db, records, shown); });
 }
 
 // 0; DB_NOTFOUND when something is different; or the code of what failed.
@@ -220,7 +264,8 @@ int compare(ArticledbDb* db, GHashTable* metadata, const WordSource& source) {
   const ArticleRecords& records = article.records();
   Shown shown;
   shown.url_record.resize(records.url_record.size());
-  ret = read_shown_in_databases(db, records, &shown);
+  ret = read_contents(
+      db, [&](const Contents& contents) { return read_shown(contents, records, &shown); });
   if (ret != 0) {
     return ret;
   }

@@ -20,6 +20,9 @@ struct ArticledbMemory {
   std::unique_ptr<ostren::fenra::store::KnownPairs> known_pairs;  // of store/article
   std::unique_ptr<ostren::fenra::store::ReadMemory> reading;      // of store/reading
   bool uses_journal = false;                                      // articledb_db_use_journal
+  // articledb_db_tell_writing
+  ArticledbWritingProgressFunc writing_progress = nullptr;
+  void* writing_state = nullptr;
 };
 
 #endif  // FENRA_STORE_MEMORY_H

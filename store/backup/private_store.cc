@@ -5,7 +5,7 @@
 #include "store/layout/database.h"
 #include "store/layout/store_files.h"
 #include "store/process/environment.h"
-#include "store/writing/journal.h"
+#include "store/writing/waiting_files.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -51,7 +51,7 @@ void put_in_order(const std::string& directory) {
   ArticledbDb* const db = store.get();
   complaining("cannot put the copy of the store in order", [&] {
     require(environment_open_databases(db, DATABASE_FILE, DB_CREATE | DB_AUTO_COMMIT));
-    write_out_journal(db, directory.c_str());
+    write_out_waiting(db, directory.c_str());
     environment_close_databases(db);
     require(db->env->txn_checkpoint(db->env, 0, 0, DB_FORCE));
     require(environment_remove_logs(db->env));

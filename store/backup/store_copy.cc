@@ -10,6 +10,7 @@
 
 #include "store/backup/complaint.h"
 #include "store/layout/store_files.h"
+#include "store/waiting/segment_list.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -28,7 +29,8 @@ constexpr char REMEDY[] = "; try again when less is written to the store";
 // What those who have the store open have of it, and what is copied on its own.
 bool is_other(const std::string& name) {
   return name != DATABASE_FILE && name != JOURNAL_FILE && name != GATE_FILE && name != ROOM_FILE &&
-         !is_log_name(name) && !is_region_name(name);
+         !has_prefix(name, SEGMENTS_FILE) && !is_segment_name(name) && !is_log_name(name) &&
+         !is_region_name(name);
 }
 
 }  // namespace
@@ -59,10 +61,17 @@ void StoreCopy::copy_databases() {
     if (++tries > MOST_COPIES) {
       throw Complaint(EAGAIN, "the journal of '" + from_ + "' begins anew too often" + REMEDY);
     }
-    round = journal_round();
+    round = waiting_round();
     copy_logs();
-    copy_journal();
-  } while (journal_round() != round);
+    copy_or_remove(JOURNAL_FILE);
+    copy_or_remove(SEGMENTS_FILE);
+  } while (!open_segments() || waiting_round() != round);
+  for (const auto& [name, segment] : segments_) {
+    total_ += file_size(segment.get());
+  }
+  for (const auto& [name, segment] : segments_) {
+    copy(segment, name);
+  }
 }
 
 void StoreCopy::copy_other_files() {
@@ -103,19 +112,40 @@ void StoreCopy::copy_logs() {
   }
 }
 
-std::string StoreCopy::journal_round() const {
+// Another one when the journal has begun anew, or there are other segments.
+std::string StoreCopy::waiting_round() const {
   std::string bytes(ROUND_BYTES, '\0');
   const Descriptor journal = open_source(JOURNAL_FILE);
   bytes.resize(journal ? read_whole(journal.get(), bytes.data(), bytes.size(), 0) : 0);
+  struct stat status = {};
+  if (fstatat(directory_.get(), SEGMENTS_FILE, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    bytes += "|" + std::to_string(status.st_ino) + "|" + std::to_string(status.st_mtim.tv_sec) +
+             "|" + std::to_string(status.st_mtim.tv_nsec);
+  }
   return bytes;
 }
 
-void StoreCopy::copy_journal() {
-  const Descriptor journal = open_source(JOURNAL_FILE);
-  if (journal) {
-    copy(journal, JOURNAL_FILE);
+// Opens the segments of the copied list: open files outlive their removal. False when one is gone.
+bool StoreCopy::open_segments() {
+  segments_.clear();
+  const SegmentRanges ranges = complaining("cannot read '" + source(SEGMENTS_FILE) + "'",
+                                           [this] { return read_segment_list(to_); });
+  for (const SegmentRange& range : ranges) {
+    Descriptor segment = open_source(range.name());
+    if (!segment) {
+      return false;
+    }
+    segments_.emplace(range.name(), std::move(segment));
+  }
+  return true;
+}
+
+void StoreCopy::copy_or_remove(const std::string& name) {
+  const Descriptor file = open_source(name);
+  if (file) {
+    copy(file, name);
   } else {
-    unlink((to_ + "/" + JOURNAL_FILE).c_str());
+    unlink((to_ + "/" + name).c_str());
   }
 }
 

@@ -20,9 +20,11 @@ namespace ostren::fenra::store {
 // before that can happen to it: at the beginning and, those that come later, between any two
 // blocks.
 //
-// What the log tells may end in the middle of articles that are being written from the
-// journal to the databases: the journal has to have all of them, so it is copied after the
-// log. It has them unless it has begun anew in the meantime; then both are copied once more.
+// What the log tells may end in the middle of articles that are being written to the databases:
+// the journal and the segments have to have all of them, so they are copied after the log. They
+// have them unless the journal has begun anew in the meantime, or there are other segments; then
+// all are copied once more. Segments never change, so those of the list are only opened in that
+// time.
 //
 // All of it throws Complaint: EAGAIN where the store changes too fast.
 class StoreCopy {
@@ -30,8 +32,8 @@ class StoreCopy {
   // From one directory to another, which exists. What arguments name outlives this.
   StoreCopy(std::string from, std::string to, WorkMeter* meter);
 
-  // Copies the database file, then the log, then the journal. When the whole log has been
-  // replayed there, the copy has every article that had been acknowledged when the copying
+  // Copies the database file, then the log, then the journal and the segments. When the whole log
+  // has been replayed there, the copy has every article that had been acknowledged when the copying
   // of the log began.
   void copy_databases();
 
@@ -48,9 +50,10 @@ class StoreCopy {
   Descriptor open_source(const std::string& name) const;
   void open_logs();
   void require_whole_log() const;
-  std::string journal_round() const;
+  std::string waiting_round() const;
+  bool open_segments();
   void copy_logs();
-  void copy_journal();
+  void copy_or_remove(const std::string& name);
   void copy(const Descriptor& from, const std::string& name);
   size_t read_block(const Descriptor& from, guint64 at, const std::string& name);
   void require_same_store() const;
@@ -62,6 +65,7 @@ class StoreCopy {
   const std::unique_ptr<Block> block_ = std::make_unique<Block>();
   const std::unique_ptr<Block> again_ = std::make_unique<Block>();
   std::map<std::string, Descriptor> logs_;
+  std::map<std::string, Descriptor> segments_;
   bool copying_ = false;
   guint64 total_ = 0;
 };

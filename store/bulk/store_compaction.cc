@@ -2,44 +2,49 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <bitset>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "base/failed.h"
+#include "base/handles.h"
 #include "store/articledb.h"
 #include "store/bulk/build_directory.h"
+#include "store/bulk/database_source.h"
 #include "store/bulk/store_writer.h"
+#include "store/layout/database.h"
 #include "store/layout/db_config.h"
 #include "store/layout/schema.h"
 #include "store/process/directory_lock.h"
 #include "store/process/gate_file.h"
 #include "store/process/ownership.h"
+#include "store/sorted/id_list.h"
+#include "store/sorted/merged_section.h"
+#include "store/sorted/segment_file.h"
+#include "store/waiting/segment_list.h"
 
 namespace ostren::fenra::store {
 namespace {
 
-struct HandleReleaser {
-  void operator()(DB* database) const { database->close(database, 0); }
-  void operator()(DBC* cursor) const { cursor->close(cursor); }
-  void operator()(ArticledbDirectoryLock* lock) const { directory_lock_release(lock); }
-};
-template <typename Handle>
-using Owner = std::unique_ptr<Handle, HandleReleaser>;
+constexpr std::string_view ID_COUNTER(ID_COUNTER_KEY, sizeof ID_COUNTER_KEY);
 
 // ---- the old store to oneself ----
 
 // Recovers the store if it has to be, so that all that its log tells is in its database
-// file.
+// file, and what waits in segments.
 void put_in_order(const std::string& path) {
   ArticledbDb* db = articledb_db_new();
   if (db == nullptr) {
     throw std::bad_alloc();
   }
+  articledb_db_use_journal(db);
   const int opened = articledb_db_open(db, path.c_str());
   const int closed = articledb_db_close(db);
   require(opened);
@@ -70,70 +75,11 @@ class SoleUse {
   SoleUse& operator=(const SoleUse&) = delete;
 
  private:
-  Owner<ArticledbDirectoryLock> lock_;
+  std::unique_ptr<ArticledbDirectoryLock, Releaser<directory_lock_release>> lock_;
   std::unique_ptr<GateFile> gate_;
 };
 
 // ---- copying ----
-
-// A database of the old store, read in the order in which it has its pairs.
-class Source {
- public:
-  Source(DB_ENV* env, const std::string& file, const DatabaseSpec& spec) : buffer_(1 << 20) {
-    DB* database = nullptr;
-    require(db_create(&database, env, 0));
-    database_.reset(database);
-    int step = 0;
-    require(schema_configure(database, spec, &step));
-    require(database->open(database, nullptr, file.c_str(), spec.name, spec.type, DB_RDONLY, 0));
-  }
-
-  // Calls `visit(key, data)` for every pair.
-  template <typename Visit>
-  void for_each(Visit visit) {
-    DBC* opened = nullptr;
-    require(database_->cursor(database_.get(), nullptr, &opened, 0));
-    const Owner<DBC> cursor(opened);
-    DBT block = {};
-    while (read_block(opened, &block)) {
-      void* position = nullptr;
-      void* key = nullptr;
-      void* data = nullptr;
-      size_t key_size = 0;
-      size_t data_size = 0;
-      DB_MULTIPLE_INIT(position, &block);
-      for (;;) {
-        DB_MULTIPLE_KEY_NEXT(position, &block, key, key_size, data, data_size);
-        if (position == nullptr) {
-          break;
-        }
-        visit(std::string_view(static_cast<char*>(key), key_size),
-              std::string_view(static_cast<char*>(data), data_size));
-      }
-    }
-  }
-
- private:
-  // False at the end.
-  bool read_block(DBC* cursor, DBT* block) {
-    DBT key = {};
-    int ret;
-    do {
-      block->data = buffer_.data();
-      block->ulen = static_cast<guint32>(buffer_.size());
-      block->flags = DB_DBT_USERMEM;
-      ret = cursor->get(cursor, &key, block, DB_NEXT | DB_MULTIPLE_KEY);
-      if (ret == DB_BUFFER_SMALL) {
-        buffer_.resize((size_t{block->size} / 1024 + 2) * 1024);
-      }
-    } while (ret == DB_BUFFER_SMALL);
-    require(ret == DB_NOTFOUND ? 0 : ret);
-    return ret == 0;
-  }
-
-  Owner<DB> database_;
-  std::vector<char> buffer_;
-};
 
 // Which articles have a record.
 class LiveIds {
@@ -144,6 +90,8 @@ class LiveIds {
       blocks_[id / Block().size()].set(id % Block().size());
     }
   }
+
+  void remove(guint64 id) { blocks_[id / Block().size()].reset(id % Block().size()); }
 
   // What is not an id belongs to nobody, and stays.
   bool has(std::string_view id_bytes) {
@@ -177,44 +125,145 @@ class LiveIds {
   const Block* last_ = nullptr;
 };
 
-LiveIds find_live_ids(const std::string& file, DB_ENV* env) {
+// What waits beside the databases.
+struct Waiting {
+  SortedFiles files;
+  guint64 last_id = 0;  // 0: nothing waits
+};
+
+Waiting open_segments(const std::string& path, const std::string& file, DB_ENV* env) {
+  Waiting waiting;
+  guint64 counter = 0;
+  const auto* const spec =
+      std::find_if(std::begin(DATABASES), std::end(DATABASES),
+                   [](const DatabaseSpec& s) { return s.field == &ArticledbDb::iddb; });
+  DatabaseSource(env, file, *spec).for_each([&](std::string_view key, std::string_view data) {
+    if (key == ID_COUNTER && data.size() == sizeof counter) {
+      memcpy(&counter, data.data(), sizeof counter);
+    }
+  });
+  for (const SegmentRange& range : segments_behind(counter, read_segment_list(path))) {
+    waiting.files.push_back(std::make_unique<SegmentFile>(open_to_read(path + "/" + range.name())));
+    waiting.last_id = range.last_id;
+  }
+  return waiting;
+}
+
+LiveIds find_live_ids(const std::string& file, DB_ENV* env, const Waiting& waiting) {
   LiveIds live;
   for (const DatabaseSpec& spec : DATABASES) {
     if (spec.field == &ArticledbDb::urldb || spec.field == &ArticledbDb::txtdb) {
-      Source(env, file, spec).for_each([&](std::string_view key, std::string_view) {
+      DatabaseSource(env, file, spec).for_each([&](std::string_view key, std::string_view) {
         live.add(key);
       });
     }
   }
+  for (MergedSection urls(waiting.files, section::URL_RECORDS); urls.next();) {
+    live.add(database_key(section::URL_RECORDS, urls.key()));
+  }
+  for (MergedSection hidden(waiting.files, section::HIDDEN); hidden.next();) {
+    live.remove(hidden_id(hidden.key()));
+  }
   return live;
 }
 
-// Whether the database leads from something to ids of articles.
-bool holds_postings(const DatabaseSpec& spec) {
-  return spec.duplicates == Duplicates::NUMERIC || spec.field == &ArticledbDb::urlidx;
-}
+// One database's share of the old store: its pairs there, and then those that wait. The order of
+// the old buckets is one of the new ones too, as long as there are not more of them, but for some
+// rounds where there are fewer.
+class Content {
+ public:
+  Content(const DatabaseSpec& spec, DatabaseSource* source, const Waiting& waiting, LiveIds* live)
+      : spec_(spec), source_(*source), waiting_(waiting), live_(*live) {}
 
-// Without the postings of articles that have no record. The order of the old buckets is one of
-// the new ones too, as long as there are not more of them, but for some rounds where there are
-// fewer.
-void copy_database(const std::string& file, const DatabaseSpec& spec, LiveIds* live,
-                   StoreWriter* writer, WorkMeter* meter) {
-  const bool all = !holds_postings(spec);
-  const auto is_kept = [&](std::string_view data) { return all || live->has(data); };
-  Source source(writer->environment(), file, spec);
-  BucketBytes bytes;
-  if (spec.type == DB_HASH) {
-    source.for_each([&](std::string_view key, std::string_view data) {
-      if (is_kept(data)) {
-        bytes.add(key, 1, data.size());
+  // Calls `visit(key, data)` for every pair that is to stay.
+  template <typename Visit>
+  void for_each(Visit visit) {
+    source_.for_each([&](std::string_view key, std::string_view data) {
+      if (is_kept(key, data)) {
+        visit(key, data);
       }
     });
+    for_each_waiting(visit);
+  }
+
+ private:
+  bool is_records() const {
+    return spec_.field == &ArticledbDb::urldb || spec_.field == &ArticledbDb::txtdb;
+  }
+
+  // Postings of articles that have no record are left out.
+  bool is_kept(std::string_view key, std::string_view data) {
+    if (spec_.field == &ArticledbDb::iddb) {
+      return waiting_.last_id == 0 || key != ID_COUNTER;
+    }
+    return spec_.field == &ArticledbDb::lemmadb || live_.has(is_records() ? key : data);
+  }
+
+  template <typename Visit>
+  void for_each_waiting(Visit visit) {
+    if (waiting_.last_id == 0) {
+      return;
+    }
+    if (spec_.field == &ArticledbDb::iddb) {
+      visit(ID_COUNTER, id_bytes(waiting_.last_id));
+    } else if (spec_.field == &ArticledbDb::lemmadb) {
+      for_each_lemma(visit);
+    } else {
+      const int section = section_of(spec_.field);
+      for (MergedSection entries(waiting_.files, section); entries.next();) {
+        const std::string_view key = database_key(section, entries.key());
+        if (!is_records()) {
+          for_each_id(entries.payload(), [&](guint64 id) { visit(key, id_bytes(id)); });
+        } else if (live_.has(key)) {
+          visit(key, entries.payload());
+        }
+      }
+    }
+  }
+
+  template <typename Visit>
+  void for_each_id(std::string_view payload, Visit visit) {
+    for (IdReader ids(payload); !ids.at_end();) {
+      const guint64 id = ids.next();
+      if (live_.has(id_bytes(id))) {
+        visit(id);
+      }
+    }
+  }
+
+  // A pair comes once for every segment that has it.
+  template <typename Visit>
+  void for_each_lemma(Visit visit) {
+    std::string before;
+    for (MergedSection entries(waiting_.files, section::LEMMAS); entries.next();) {
+      if (entries.key() != before) {
+        before = entries.key();
+        const LemmaKey pair(before);
+        if (!source_.has(pair.lemma, pair.form)) {
+          visit(pair.lemma, pair.form);
+        }
+      }
+    }
+  }
+
+  const DatabaseSpec& spec_;
+  DatabaseSource& source_;
+  const Waiting& waiting_;
+  LiveIds& live_;
+};
+
+void copy_database(const std::string& file, const DatabaseSpec& spec, const Waiting& waiting,
+                   LiveIds* live, StoreWriter* writer, WorkMeter* meter) {
+  DatabaseSource source(writer->environment(), file, spec);
+  Content content(spec, &source, waiting, live);
+  BucketBytes bytes;
+  if (spec.type == DB_HASH) {
+    content.for_each(
+        [&](std::string_view key, std::string_view data) { bytes.add(key, 1, data.size()); });
   }
   writer->begin(spec.field, bytes);
-  source.for_each([&](std::string_view key, std::string_view data) {
-    if (is_kept(data)) {
-      writer->put(key, data);
-    }
+  content.for_each([&](std::string_view key, std::string_view data) {
+    writer->put(key, data);
     meter->advance(key.size() + data.size());
   });
 }
@@ -222,7 +271,7 @@ void copy_database(const std::string& file, const DatabaseSpec& spec, LiveIds* l
 // What is made anew, and what is of no value without it.
 bool is_kept(const std::string& name) {
   return name != DATABASE_FILE && !is_log_name(name) && !is_region_name(name) &&
-         name != GATE_FILE && name != ROOM_FILE;
+         name != GATE_FILE && name != ROOM_FILE && name != SEGMENTS_FILE && !is_segment_name(name);
 }
 
 }  // namespace
@@ -237,9 +286,10 @@ void compact_store(const std::string& path, size_t cache_bytes, WorkMeter* meter
   require_call(stat(file.c_str(), &attributes));
   meter->set_total(static_cast<guint64>(attributes.st_size));
   StoreWriter writer(directory.path(), cache_bytes);
-  LiveIds live = find_live_ids(file, writer.environment());
+  const Waiting waiting = open_segments(path, file, writer.environment());
+  LiveIds live = find_live_ids(file, writer.environment(), waiting);
   for (const DatabaseSpec& spec : DATABASES) {
-    copy_database(file, spec, &live, &writer, meter);
+    copy_database(file, spec, waiting, &live, &writer, meter);
   }
   writer.finish();
   directory.adopt_from_target(DATABASE_FILE);

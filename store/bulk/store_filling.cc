@@ -1,14 +1,14 @@
 #include "store/bulk/store_filling.h"
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "base/varint.h"
-#include "store/bulk/article_sorter.h"
 #include "store/layout/database.h"
+#include "store/sorted/id_list.h"
+#include "store/sorted/merged_section.h"
+#include "store/sorted/sections.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -17,14 +17,9 @@ std::string_view without_order(std::string_view entry_key) {
   return entry_key.substr(BUCKET_ORDER_BYTES);
 }
 
-size_t count_numbers(std::string_view numbers) {
-  return static_cast<size_t>(
-      std::count_if(numbers.begin(), numbers.end(), [](char byte) { return (byte & 0x80) == 0; }));
-}
-
 class Filling {
  public:
-  Filling(const Runs& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter)
+  Filling(const SortedFiles& runs, guint64 last_id, StoreWriter* writer, WorkMeter* meter)
       : runs_(runs),
         last_id_(last_id),
         writer_(*writer),
@@ -78,15 +73,14 @@ class Filling {
 
   BucketBytes measure_ids(int number) const {
     return measure(number, [](std::string_view key, std::string_view numbers, BucketBytes* keys) {
-      const size_t count = count_numbers(numbers);
+      const size_t count = count_ids(numbers);
       keys->add(without_order(key), count, count * sizeof(guint64));
     });
   }
 
   void put_ids(std::string_view key, std::string_view numbers) {
-    guint64 id = 0;
-    for (VarintReader reader(numbers); !reader.at_end();) {
-      id += reader.next();
+    for (IdReader ids(numbers); !ids.at_end();) {
+      const guint64 id = ids.next();
       writer_.put(key, id_bytes(id));
     }
   }
@@ -108,9 +102,8 @@ class Filling {
         url = without_order(key);
         newest = 0;
       }
-      guint64 id = 0;
-      for (VarintReader reader(numbers); !reader.at_end();) {
-        id += reader.next();
+      for (IdReader ids(numbers); !ids.at_end();) {
+        const guint64 id = ids.next();
         writer_.put(url, id_bytes(id));
         replaced_[newest] = true;
         newest = id;
@@ -163,7 +156,7 @@ class Filling {
              }));
   }
 
-  const Runs& runs_;
+  const SortedFiles& runs_;
   const guint64 last_id_;
   StoreWriter& writer_;
   WorkMeter& meter_;
@@ -172,8 +165,8 @@ class Filling {
 
 }  // namespace
 
-void fill_store(const Runs& runs, guint64 last_id, std::string_view rules, StoreWriter* writer,
-                WorkMeter* meter) {
+void fill_store(const SortedFiles& runs, guint64 last_id, std::string_view rules,
+                StoreWriter* writer, WorkMeter* meter) {
   Filling(runs, last_id, writer, meter).run(rules);
 }
 

@@ -6,17 +6,17 @@
 
 #include <string_view>
 
-#include "store/bulk/run_file.h"
 #include "store/bulk/store_writer.h"
 #include "store/bulk/work_meter.h"
+#include "store/sorted/sorted_file.h"
 
 namespace ostren::fenra::store {
 
 // Writes the databases of the runs' sections, the id counter and the name of the rules, unless
 // that is empty. Only the last article of a URL gets its URL record and its text. Throws Failed
 // and std::bad_alloc.
-void fill_store(const Runs& runs, guint64 last_id, std::string_view rules, StoreWriter* writer,
-                WorkMeter* meter);
+void fill_store(const SortedFiles& runs, guint64 last_id, std::string_view rules,
+                StoreWriter* writer, WorkMeter* meter);
 
 }  // namespace ostren::fenra::store
 

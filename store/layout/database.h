@@ -103,9 +103,10 @@ inline void drop_message(const DB_ENV*, const char*, const char*) {}
 
 // Reports a code through a database's error method, with no text of its own. A
 // handle that could not be opened again, after a recovery that failed, is null and
-// reports nothing: the recovery has.
+// reports nothing: the recovery has. So does a store that somebody has changed, whose gate has told
+// of it; its status is no code that the error method knows.
 inline void report(DB* database, int code) {
-  if (database != nullptr) {
+  if (database != nullptr && code != STATUS_STORE_CHANGED) {
     database->err(database, code, nullptr);
   }
 }

@@ -5,8 +5,6 @@
 
 #include <glib.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string_view>
 
 namespace ostren::fenra::store {
@@ -36,7 +34,7 @@ inline guint32 bucket_order(guint32 hash) {
 // filled up with zeros.
 inline guint64 prefix_of(std::string_view word) {
   guint64 prefix = 0;
-  memcpy(&prefix, word.data(), std::min(word.size(), sizeof prefix));
+  word.copy(reinterpret_cast<char*>(&prefix), sizeof prefix);
   return GUINT64_FROM_BE(prefix);
 }
 

@@ -14,8 +14,9 @@ namespace ostren::fenra::store {
 constexpr char DATABASE_FILE[] = "fenra.index";  // the nine databases
 constexpr char GATE_FILE[] = "fenra.gate";
 constexpr char JOURNAL_FILE[] = "fenra.journal";
-constexpr char ROOM_FILE[] = "fenra.room";      // reserves the disk space of the regions
-constexpr char DB_CONFIG_FILE[] = "DB_CONFIG";  // Berkeley DB's, written by the user
+constexpr char SEGMENTS_FILE[] = "fenra.segments";  // which segments there are
+constexpr char ROOM_FILE[] = "fenra.room";          // reserves the disk space of the regions
+constexpr char DB_CONFIG_FILE[] = "DB_CONFIG";      // Berkeley DB's, written by the user
 
 inline bool has_prefix(std::string_view name, std::string_view prefix) {
   return name.substr(0, prefix.size()) == prefix;
@@ -23,6 +24,10 @@ inline bool has_prefix(std::string_view name, std::string_view prefix) {
 
 // The shared memory of Berkeley DB's environment.
 inline bool is_region_name(std::string_view name) { return has_prefix(name, "__db."); }
+
+// A segment, or one that is being written.
+constexpr std::string_view SEGMENT_PREFIX = "fenra.segment.";
+inline bool is_segment_name(std::string_view name) { return has_prefix(name, SEGMENT_PREFIX); }
 
 // Berkeley DB's log files: "log." and ten digits.
 constexpr std::string_view LOG_PREFIX = "log.";

@@ -78,6 +78,10 @@ int adopt_files(const char* directory, GateFile::Origin origin) {
     return 0;
   }
   return status_of([&] {
+    if (GateFile::has_foreign_segments(directory)) {
+      require_call(unlink((std::string(directory) + "/" + SEGMENTS_FILE).c_str()));
+      sync_path(directory);
+    }
     const std::vector<guint32> logs = log_numbers(directory);
     if (logs.empty() ? !names_log(file)
                      : origin == GateFile::Origin::COPY && follow_each_other(logs)) {

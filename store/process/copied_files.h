@@ -10,7 +10,8 @@ namespace ostren::fenra::store {
 // closed in order is whole by itself, while the log files beside it may be those of another
 // time, or missing, and would be taken for its own. They are removed then, and what the
 // database file says of them is erased, which writes all of it. A log that may have to be
-// replayed is left alone, and so is one that goes with its database.
+// replayed is left alone, and so is one that goes with its database. The list of segments of the
+// database that was there before is removed.
 //
 // Nobody else has the store open. Returns 0, or a code after which the files are as good as
 // before: the system's or Berkeley DB's.

@@ -1,5 +1,6 @@
 #include "store/process/files_mark.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -26,6 +27,11 @@ FileMark mark_of_open_file(int fd) {
   return fstat(fd, &status) == 0 ? mark_of(status) : FileMark{};
 }
 
+FileMark mark_of_file(int directory, const char* name) {
+  struct stat status = {};
+  return fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 ? mark_of(status) : FileMark{};
+}
+
 std::vector<guint32> log_numbers(const std::string& directory) {
   std::vector<guint32> numbers;
   GDir* entries = g_dir_open(directory.c_str(), 0, nullptr);
@@ -46,6 +52,7 @@ FilesMark read_files_mark(const std::string& directory) {
   FilesMark mark = {};
   mark.directory_inode = mark_of(directory).inode;
   mark.database = mark_of(directory + "/" + DATABASE_FILE);
+  mark.segments = mark_of(directory + "/" + SEGMENTS_FILE);
   const std::vector<guint32> logs = log_numbers(directory);
   if (!logs.empty()) {
     mark.last_log = mark_of(directory + "/" + log_name(logs.back()));

@@ -27,15 +27,17 @@ struct FilesMark {
   guint64 directory_inode;
   FileMark database;
   FileMark last_log;
+  FileMark segments;  // of their list
 
   bool operator==(const FilesMark& other) const {
     return directory_inode == other.directory_inode && database == other.database &&
-           last_log == other.last_log;
+           last_log == other.last_log && segments == other.segments;
   }
 };
 
 // Zeros when the file cannot be asked.
 FileMark mark_of_open_file(int fd);
+FileMark mark_of_file(int directory, const char* name);
 
 FilesMark read_files_mark(const std::string& directory);
 

@@ -62,7 +62,8 @@ int gate_enter(ArticledbDb* db, Access access) {
     return EINVAL;
   }
   if (gate->read_only != nullptr) {
-    return reads(access) ? look_for_changes(db) : EROFS;
+    const int ret = reads(access) ? look_for_changes(db) : EROFS;
+    return ret == 0 && access == Access::READ_DATABASES ? settle(db) : ret;
   }
   if (!directory_lock_is_own(gate->lock)) {
     return EPERM;
@@ -168,17 +169,21 @@ Binding::~Binding() { db_->gate->bound = 0; }
 void gate_read_waiting(ArticledbDb* db) { db->gate->reads_waiting = true; }
 
 bool gate_reads_waiting(const ArticledbDb* db) {
-  return db->gate != nullptr && db->gate->read_only == nullptr && db->gate->reads_waiting;
+  return db->gate != nullptr && db->gate->reads_waiting;
 }
 
-int gate_waiting(ArticledbDb* db, const WaitingIndex** waiting) {
+int gate_waiting(ArticledbDb* db, const WaitingView** waiting) {
   ArticledbGate* const gate = db->gate;
   *waiting = nullptr;
   if (!gate_reads_waiting(db)) {
     return 0;
   }
+  if (gate->read_only != nullptr) {
+    *waiting = &gate->waiting->view();
+    return 0;
+  }
   if (gate->file->is_locked_by_thread()) {
-    *waiting = gate->looks ? &gate->waiting->index() : nullptr;
+    *waiting = gate->looks ? &gate->waiting->view() : nullptr;
     return 0;
   }
   int ret = 0;
@@ -186,7 +191,7 @@ int gate_waiting(ArticledbDb* db, const WaitingIndex** waiting) {
       gate->seen_additions != gate->file->additions()) {
     ret = read_in_gate(db, [] { return 0; });
   }
-  *waiting = &gate->waiting->index();
+  *waiting = &gate->waiting->view();
   return ret;
 }
 
@@ -197,6 +202,16 @@ int gate_admits_articles(ArticledbDb* db) {
 int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, guint64* id) {
   return run_for_waiting(
       db, [&](WaitingArticles* waiting) { return waiting->append(db, record, growth, id); });
+}
+
+int gate_append_large(ArticledbDb* db, std::string_view url, ArticleEntries* entries, guint64* id) {
+  return run_for_waiting(
+      db, [&](WaitingArticles* waiting) { return waiting->append_large(db, url, entries, id); });
+}
+
+int gate_append_removal(ArticledbDb* db, std::string_view url) {
+  return run_for_waiting(
+      db, [&](WaitingArticles* waiting) { return waiting->append_removal(db, url); });
 }
 
 void gate_cursor_opened(ArticledbDb* db) {

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "store/articledb.h"
 #include "store/process/gate_file.h"
@@ -130,7 +131,7 @@ bool gate_reads_waiting(const ArticledbDb* db);
 // What waits, as it is now or, under the gate, as it was when that was entered; null for a handle
 // for which nothing waits. Valid until the gate is entered. Enters the gate when something has
 // changed. Returns 0 or the code of what failed.
-int gate_waiting(ArticledbDb* db, const WaitingIndex** waiting);
+int gate_waiting(ArticledbDb* db, const WaitingView** waiting);
 
 // Whether an article that is indexed now can go to the journal: 0; DECLINED, when
 // it has to be written to the databases; or the code of what failed. A host's cursor that is
@@ -138,8 +139,10 @@ int gate_waiting(ArticledbDb* db, const WaitingIndex** waiting);
 // read, so there is no waiting for as long as there are such cursors.
 int gate_admits_articles(ArticledbDb* db);
 
-// Adds an article: WaitingArticles::append.
+// Adds an article: WaitingArticles::append; one that no record can hold; and a removal.
 int gate_append_article(ArticledbDb* db, std::string* record, guint64 growth, guint64* id);
+int gate_append_large(ArticledbDb* db, std::string_view url, ArticleEntries* entries, guint64* id);
+int gate_append_removal(ArticledbDb* db, std::string_view url);
 
 // Counts a Berkeley DB cursor that stays open between two entries into the gate; under it.
 void gate_cursor_opened(ArticledbDb* db);
@@ -173,8 +176,9 @@ int gate_open(ArticledbDb* db, const char* path, const Opening& opening);
 
 // Opens the store in `path` for reading only, with the handle's made environment:
 // articledb_db_open_read_only. Failures are reported; what has been made stays in `db` for
-// the closing.
-int gate_open_read_only(ArticledbDb* db, const char* path);
+// the closing. `make_waiting` as in Opening.
+int gate_open_read_only(ArticledbDb* db, const char* path,
+                        std::unique_ptr<WaitingArticles> (*make_waiting)(const char* directory));
 
 struct Closing {
   int (*close_databases)(ArticledbDb* db);
@@ -182,7 +186,7 @@ struct Closing {
 };
 
 // Runs both in turn under the gate, and releases the gate when they succeed. Before them the
-// last one to leave writes the articles that wait, and in between makes a checkpoint, so that
+// last one to leave takes what waits out of the journal, and in between makes a checkpoint, so that
 // the next one has nothing to recover. Without a gate only runs them.
 int gate_close(ArticledbDb* db, const Closing& closing);
 

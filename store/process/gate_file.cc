@@ -25,7 +25,7 @@ namespace ostren::fenra::store {
 namespace {
 
 constexpr char MAGIC[8] = {'f', 'e', 'n', 'r', 'a', 'g', 't', '\0'};  // on disk
-constexpr guint32 VERSION = 5;                                        // on disk
+constexpr guint32 VERSION = 6;                                        // on disk
 constexpr size_t FILE_BYTES = 4096;                                   // on disk
 constexpr size_t BOOT_ID_BYTES = 40;                                  // on disk
 
@@ -170,6 +170,14 @@ GateFile::Origin GateFile::origin(const char* directory) {
     return Origin::HERE;
   }
   return found.files.directory_inode == present.directory_inode ? Origin::PUT_OVER : Origin::COPY;
+}
+
+bool GateFile::has_foreign_segments(const char* directory) {
+  Layout found = {};
+  const FilesMark present = read_files_mark(directory);
+  return read(directory, &found) && found.clean == 1 && present.segments.inode != 0 &&
+         found.files.directory_inode == present.directory_inode &&
+         found.files.segments == present.segments && !(found.files.database == present.database);
 }
 
 GateFile::Report GateFile::report(int fd) {

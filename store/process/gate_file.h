@@ -41,6 +41,10 @@ class GateFile {
   };
   static Origin origin(const char* directory);
 
+  // Whether other databases have been put into the place of those that the segments of a closed
+  // store belong to.
+  static bool has_foreign_segments(const char* directory);
+
   // What an open gate file says to somebody who only reads the store. Takes no lock.
   struct Report {
     enum class State {
@@ -113,14 +117,16 @@ class GateFile {
   guint64 replacements() const;
   void count_replacement();
 
-  // What is known of the journal.
+  // What is known of the articles that wait.
   struct JournalState {
-    guint32 known;    // 0: nothing; the file tells
-    guint64 applied;  // offset behind the records whose articles are in the databases
-    guint64 end;      // offset behind the last record
-    guint64 last_id;  // the last id handed out; 0: the databases tell
-    guint64 growth;   // bytes that the databases may grow by for what waits
-    guint64 wanted;   // free bytes of the disk to wait for; 0: for none
+    guint32 known;     // 0: nothing; the file tells
+    guint64 applied;   // offset behind the records that are in segments or the databases
+    guint64 end;       // offset behind the last record
+    guint64 last_id;   // the last id handed out; 0: the databases tell
+    guint64 growth;    // bytes that the databases may grow by for what waits in the journal
+    guint64 wanted;    // free bytes of the disk to wait for; 0: for none
+    guint64 segments;  // how many there are
+    guint64 rounds;    // grows whenever there are other segments, or the journal begins anew
   };
   JournalState* journal();
 

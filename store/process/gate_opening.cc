@@ -96,18 +96,29 @@ int open_store(ArticledbDb* db, int (*prepare)(ArticledbDb*)) {
   return ret;
 }
 
+// What waits goes into segments, or with a handle that does not read it to the databases.
+int empty_journal(ArticledbDb* db) {
+  const ArticledbGate* gate = db->gate;
+  return gate->reads_waiting ? gate->waiting->set_aside(db) : settle(db);
+}
+
 // The last one to leave, when nobody has left anything behind. Then nothing waits in the
 // journal.
 bool leaves_in_order(ArticledbDb* db, bool alone) {
   const ArticledbGate* gate = db->gate;
-  if (!alone || !is_present(gate) || count_abandoned(gate) != 0) {
+  if (!is_present(gate)) {
     return false;
   }
-  int ret = settle(db);
+  gate->waiting->end_work(db);
+  if (!alone || count_abandoned(gate) != 0) {
+    return false;
+  }
+  int ret = empty_journal(db);
   if (ret == DB_RUNRECOVERY) {
+    gate->file->require_recovery();
     ret = renew_environment(db);
     if (ret == 0) {
-      ret = settle(db);
+      ret = empty_journal(db);
     }
   }
   return ret == 0;
@@ -117,7 +128,7 @@ bool leaves_in_order(ArticledbDb* db, bool alone) {
 // it was.
 bool make_whole(ArticledbDb* db) {
   return (db->gate->file->unchanged() || db->env->txn_checkpoint(db->env, 0, 0, 0) == 0) &&
-         db->gate->waiting->remove() == 0;
+         db->gate->waiting->remove_journal() == 0;
 }
 
 int close_handles(ArticledbDb* db, const Closing& closing) {
@@ -181,7 +192,8 @@ int gate_open(ArticledbDb* db, const char* path, const Opening& opening) {
   return ret;
 }
 
-int gate_open_read_only(ArticledbDb* db, const char* path) {
+int gate_open_read_only(ArticledbDb* db, const char* path,
+                        std::unique_ptr<WaitingArticles> (*make_waiting)(const char* directory)) {
   Steps steps(db->env);
   std::unique_ptr<ArticledbGate> entered(new (std::nothrow) ArticledbGate);
   if (entered != nullptr) {
@@ -202,6 +214,11 @@ int gate_open_read_only(ArticledbDb* db, const char* path) {
   gate->messages = environment_messages(db->env);
   gate->generation = 1;
   ret = environment_open_read_only(db, gate->directory.get());
+  if (ret == 0) {
+    gate->waiting = make_waiting(gate->directory.get());
+    gate->reads_waiting = true;
+    ret = gate->waiting == nullptr ? ENOMEM : gate->waiting->look(db);
+  }
   // The databases have been opened by their path.
   if (ret == 0 && (!gate->read_only->is_unchanged() || !gate->read_only->is_in_place())) {
     ret = STATUS_STORE_CHANGED;

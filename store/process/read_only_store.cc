@@ -58,6 +58,7 @@ ReadOnlyStore::ReadOnlyStore(const std::string& directory)
       database_(open_file(DATABASE_FILE)),
       gate_(open_file(GATE_FILE)),
       mark_(mark_of_open_file(database_.get())),
+      segments_(mark_of_file(directory_.get(), SEGMENTS_FILE)),
       report_(gate_ ? GateFile::report(gate_.get()) : GateFile::Report{}) {
   if (!database_) {
     throw Refusal{ENOENT, path_ + " is not a store: it has no file " + DATABASE_FILE};
@@ -103,7 +104,8 @@ void ReadOnlyStore::require_order() const {
   const bool closed = report_.state == State::CLOSED && report_.files == read_files_mark(path_) &&
                       GateFile::is_of_this_run(gate_.get());
   const bool open_in_order = present && report_.state == State::UNCHANGED;
-  if (!waiting && (closed || open_in_order || (!present && has_closed_log()))) {
+  const bool foreign = GateFile::has_foreign_segments(path_.c_str());
+  if (!waiting && !foreign && (closed || open_in_order || (!present && has_closed_log()))) {
     return;
   }
   const std::string copy = "make a copy and read that, with: fenra backup " + path_ + " DIR";
@@ -161,7 +163,8 @@ bool ReadOnlyStore::is_gate_unchanged() const {
 }
 
 bool ReadOnlyStore::is_unchanged() {
-  changed_ = changed_ || !(mark_of_open_file(database_.get()) == mark_) || !is_gate_unchanged();
+  changed_ = changed_ || !(mark_of_open_file(database_.get()) == mark_) ||
+             !(mark_of_file(directory_.get(), SEGMENTS_FILE) == segments_) || !is_gate_unchanged();
   return !changed_;
 }
 

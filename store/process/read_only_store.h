@@ -1,8 +1,9 @@
 // A store that is only read: without the gate, and without anything being written.
 //
 // Its files stay what they are for as long as nobody changes the store, so they can be read like
-// any others. Whether that holds is looked at before and after every read: the database file by
-// its time and size, and the gate file, which counts every change before it is made.
+// any others. Whether that holds is looked at before and after every read: the database file and
+// the list of segments by their times and sizes, and the gate file, which counts every change
+// before it is made.
 #ifndef FENRA_STORE_PROCESS_READ_ONLY_STORE_H
 #define FENRA_STORE_PROCESS_READ_ONLY_STORE_H
 
@@ -44,8 +45,9 @@ class ReadOnlyStore {
   const std::string path_;
   const Descriptor directory_;
   const Descriptor database_;
-  const Descriptor gate_;  // none without the file
-  const FileMark mark_;    // of the database file
+  const Descriptor gate_;    // none without the file
+  const FileMark mark_;      // of the database file
+  const FileMark segments_;  // of their list
   const GateFile::Report report_;
   bool changed_ = false;
 };

@@ -9,9 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/failed.h"
 #include "store/layout/database.h"
 #include "store/reading/read_memory.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/waiting_view.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -161,30 +162,32 @@ int ItemList::read_on(const Source& source, guint64 least) {
 // Replaces the batch by what follows the start, behind the item that the list stands on; it
 // stands on the first one then.
 int ItemList::refill(const Source& source, const Start& start) {
-  const WaitingIndex* waiting = nullptr;
+  const WaitingView* waiting = nullptr;
   const int ret = gate_waiting(source.db, &waiting);
   if (ret != 0) {
     return ret;
   }
   try {
-    if (waiting != nullptr && WaitingIndex::has_lists(source.database)) {
+    if (waiting != nullptr && WaitingView::has_lists(source.database)) {
       return refill_ids(source, start, *waiting);
     }
     return waiting != nullptr && source.database == &ArticledbDb::lemmadb
                ? refill_forms(source, start, *waiting)
                : refill_from_databases(source, start);
+  } catch (const Failed& failed) {
+    return failed.code;
   } catch (const std::exception&) {
     return ENOMEM;
   }
 }
 
 // Those that wait come behind all of the databases, where some may be in part.
-int ItemList::refill_ids(const Source& source, const Start& start, const WaitingIndex& waiting) {
+int ItemList::refill_ids(const Source& source, const Start& start, const WaitingView& waiting) {
   guint64 least = 0;
   if (start.bytes.size() == sizeof least) {
     memcpy(&least, start.bytes.data(), sizeof least);
   }
-  if (least <= waiting.base()) {
+  if (least <= waiting.base() && waiting.base() != 0) {
     const int ret = refill_from_databases(source, start);
     if (ret != 0 && ret != DB_NOTFOUND) {
       return ret;
@@ -212,7 +215,7 @@ int ItemList::refill_ids(const Source& source, const Start& start, const Waiting
 }
 
 // A form that waits may be in the databases too.
-int ItemList::refill_forms(const Source& source, const Start& start, const WaitingIndex& waiting) {
+int ItemList::refill_forms(const Source& source, const Start& start, const WaitingView& waiting) {
   const std::string after_bytes(start.bytes);
   const std::string_view after = after_bytes;
   const std::string_view key(static_cast<const char*>(source.key.data), source.key.size);

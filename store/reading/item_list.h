@@ -71,8 +71,8 @@ class ItemList {
   int deliver(guint32 offset, ArticledbBuffer* data);
   int read_on(const Source& source, guint64 least);
   int refill(const Source& source, const Start& start);
-  int refill_ids(const Source& source, const Start& start, const WaitingIndex& waiting);
-  int refill_forms(const Source& source, const Start& start, const WaitingIndex& waiting);
+  int refill_ids(const Source& source, const Start& start, const WaitingView& waiting);
+  int refill_forms(const Source& source, const Start& start, const WaitingView& waiting);
   int refill_from_databases(const Source& source, const Start& start);
   int fetch(const Source& source, const Start& start, guint32 room, const ReadName& name);
   ReadName name_of(const Source& source, const Start& start) const;

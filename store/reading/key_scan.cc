@@ -3,10 +3,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/failed.h"
 #include "store/layout/database.h"
 #include "store/memory.h"
 #include "store/reading/read_memory.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/waiting_view.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -91,8 +92,8 @@ int scan_keys(ArticledbDb* db, DatabaseField database,
               void (*visit)(void* ids, guint64 id), void* ids, guint64* changes) {
   return read_in_gate(db, [&] {
     *changes = gate_changes(db);
-    const WaitingIndex* waiting = nullptr;
-    const int ret = gate_waiting(db, &waiting);
+    const WaitingView* waiting = nullptr;
+    int ret = gate_waiting(db, &waiting);
     const guint64 base = waiting == nullptr ? G_MAXUINT64 : waiting->base();
     const auto visit_id = [&](guint64 id) { visit(ids, id); };
     KeyWalk walk(db, database);
@@ -107,7 +108,7 @@ int scan_keys(ArticledbDb* db, DatabaseField database,
       }
     }
     if (ret == 0 && walk.code() == 0 && waiting != nullptr) {
-      waiting->scan_keys(database, wanted, visit_id);
+      ret = status_of([&] { waiting->scan_keys(database, wanted, visit_id); });
     }
     return ret != 0 ? ret : walk.code();
   });

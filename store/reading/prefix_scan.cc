@@ -3,11 +3,12 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/failed.h"
 #include "store/layout/database.h"
 #include "store/memory.h"
 #include "store/process/gate.h"
 #include "store/reading/read_memory.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/waiting_view.h"
 
 namespace ostren::fenra::store {
 namespace {
@@ -118,7 +119,7 @@ int scan_trigrams(ArticledbDb* db, const char* prefix, guint32 length,
     return EINVAL;
   }
   const auto visit_id = [&](guint64 id) { visit(ids, id); };
-  const WaitingIndex* waiting = nullptr;
+  const WaitingView* waiting = nullptr;
   int ret = gate_waiting(db, &waiting);
   if (ret != 0) {
     return ret;
@@ -127,7 +128,10 @@ int scan_trigrams(ArticledbDb* db, const char* prefix, guint32 length,
   guint64 base = G_MAXUINT64;
   if (waiting != nullptr) {
     base = waiting->base();
-    waiting->scan_trigrams({prefix, length}, visit_id);
+    ret = status_of([&] { waiting->scan_trigrams({prefix, length}, visit_id); });
+    if (ret != 0) {
+      return ret;
+    }
   }
   Scan scan(db, prefix, length);
   do {

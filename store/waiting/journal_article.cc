@@ -140,4 +140,11 @@ bool append_journal_article(const ArticleRecords& records, const ArticleTerms& t
   return append_new_lemmas(terms, known, record) && fits && record->size() <= MOST_ARTICLE_BYTES;
 }
 
+void append_journal_removal(std::string_view url, std::string* record) {
+  constexpr int EMPTY = 6;  // source, both records, forms, sequence, lemmas
+  append_varint(0, record);
+  append_string(url, record);
+  record->append(EMPTY, '\0');
+}
+
 }  // namespace ostren::fenra::store

@@ -1,4 +1,5 @@
-// An article as a record of the journal has it: all that indexing writes to the databases.
+// An article as a record of the journal has it: all that indexing writes to the databases. Or the
+// removal of one.
 #ifndef FENRA_STORE_WAITING_JOURNAL_ARTICLE_H
 #define FENRA_STORE_WAITING_JOURNAL_ARTICLE_H
 
@@ -14,7 +15,7 @@
 
 namespace ostren::fenra::store {
 
-// Points into the record.
+// Points into the record. URL and source are StoredKeys.
 struct JournalArticle {
   struct LemmaPair {
     std::string_view lemma;
@@ -26,6 +27,9 @@ struct JournalArticle {
   std::vector<std::string_view> forms;
   std::vector<guint32> sequence;  // as ArticleTerms::sequence, of places in `forms`
   std::vector<LemmaPair> lemmas;
+
+  // On disk: of the URL, whose articles lose their records; no article is without a URL record.
+  bool is_removal() const { return records.url_record.empty(); }
 
   // Whether the words at `place` of the sequence and the two after it are a trigram.
   bool has_trigram(size_t place) const {
@@ -44,6 +48,9 @@ JournalArticle read_journal_article(guint64 id, std::string_view payload);
 // that cannot be a key, for a zero byte in a word. Throws std::bad_alloc.
 bool append_journal_article(const ArticleRecords& records, const ArticleTerms& terms,
                             KnownPairs* known, std::string* record);
+
+// Appends the payload of a removal. `url` is a StoredKey.
+void append_journal_removal(std::string_view url, std::string* record);
 
 }  // namespace ostren::fenra::store
 

@@ -41,17 +41,16 @@ void KeyedLists::add(std::string_view key, guint32 value) {
   }
 }
 
-void WaitingIndex::begin(guint64 base) {
-  *this = WaitingIndex();
-  base_ = base;
-}
-
 void WaitingIndex::add(JournalArticle article, const std::vector<guint64>& replaced) {
   const auto number = static_cast<guint32>(articles_.size());
   if (const JournalArticle* const earlier = newest_of_url(article.records.url)) {
     hidden_.insert(earlier->id);
   }
   hidden_.insert(replaced.begin(), replaced.end());
+  if (article.is_removal()) {
+    articles_.push_back(std::move(article));
+    return;
+  }
   urls_.add(article.records.url, number);
   sources_.add(article.records.source, number);
   dates_.add(date_key(article.records.date), number);
@@ -63,6 +62,24 @@ void WaitingIndex::add(JournalArticle article, const std::vector<guint64>& repla
     lemma_forms_.push_back(pair.form);
   }
   articles_.push_back(std::move(article));
+}
+
+void WaitingIndex::write_to(ArticleEntries* entries) const {
+  for (const JournalArticle& article : articles_) {
+    if (article.is_removal()) {
+      entries->add({article.id, {}, {}, 0, {}, {}});
+      continue;
+    }
+    entries->add({article.id, article.records.url, article.records.source, article.records.date,
+                  article.records.url_record, article.records.text_record});
+    entries->add_words(article.forms, article.sequence);
+    for (const JournalArticle::LemmaPair& pair : article.lemmas) {
+      entries->add_lemma(pair.lemma, pair.form);
+    }
+  }
+  for (const guint64 id : hidden_) {
+    entries->hide(id);
+  }
 }
 
 // ---- articles ----
@@ -77,7 +94,7 @@ const JournalArticle* WaitingIndex::article(guint64 id) const {
 const JournalArticle* WaitingIndex::newest_of_url(std::string_view url) const {
   const JournalArticle* newest = nullptr;
   urls_.for_each(url, [&](guint32 number) { newest = &articles_[number]; });
-  return newest;
+  return newest != nullptr && hides(newest->id) ? nullptr : newest;
 }
 
 // ---- lists ----
@@ -87,11 +104,6 @@ const KeyedLists* WaitingIndex::lists_of(DB* ArticledbDb::*field) const {
          : field == &ArticledbDb::sourcedb ? &sources_
          : field == &ArticledbDb::datedb   ? &dates_
                                            : nullptr;
-}
-
-bool WaitingIndex::has_lists(DB* ArticledbDb::*field) {
-  return field == &ArticledbDb::formdb || field == &ArticledbDb::sourcedb ||
-         field == &ArticledbDb::datedb || field == &ArticledbDb::trigramdb;
 }
 
 void WaitingIndex::read_ids(DB* ArticledbDb::*field, std::string_view key, guint64 least,
@@ -115,17 +127,8 @@ bool WaitingIndex::has_id(DB* ArticledbDb::*field, std::string_view key, guint64
   return !ids.empty() && ids[0] == id;
 }
 
-std::vector<std::string_view> WaitingIndex::forms_of(std::string_view lemma,
-                                                     const std::string_view* after) const {
-  std::vector<std::string_view> forms;
-  lemmas_.for_each(lemma, [&](guint32 place) {
-    if (after == nullptr || lemma_forms_[place] > *after) {
-      forms.push_back(lemma_forms_[place]);
-    }
-  });
-  std::sort(forms.begin(), forms.end());
-  forms.erase(std::unique(forms.begin(), forms.end()), forms.end());
-  return forms;
+void WaitingIndex::read_forms(std::string_view lemma, std::vector<std::string_view>* forms) const {
+  lemmas_.for_each(lemma, [&](guint32 place) { forms->push_back(lemma_forms_[place]); });
 }
 
 void WaitingIndex::scan_keys(DB* ArticledbDb::*field,

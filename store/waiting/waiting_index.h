@@ -1,4 +1,4 @@
-// The articles that wait in the journal, in memory, by all that they are looked for by.
+// The articles of the journal, in memory, by all that they are looked for by.
 #ifndef FENRA_STORE_WAITING_WAITING_INDEX_H
 #define FENRA_STORE_WAITING_WAITING_INDEX_H
 
@@ -15,6 +15,7 @@
 #include "base/growing_array.h"
 #include "base/string_table.h"
 #include "store/articledb.h"
+#include "store/sorted/article_entries.h"
 #include "store/waiting/journal_article.h"
 
 namespace ostren::fenra::store {
@@ -60,48 +61,44 @@ class KeyedLists {
 // what it finds. Adding throws std::bad_alloc.
 class WaitingIndex {
  public:
-  // Forgets the articles. The databases have whole the articles with ids up to `base`, and no
-  // other.
-  void begin(guint64 base);
-  guint64 base() const { return base_; }
+  // Forgets the articles.
+  void begin() { *this = WaitingIndex(); }
 
   bool empty() const { return articles_.empty(); }
-  guint64 last_id() const { return empty() ? base_ : articles_.back().id; }
+  guint64 last_id() const { return empty() ? 0 : articles_.back().id; }
 
   // Memory for records of the journal, into which articles that are added may point.
   std::string* new_bytes() { return &bytes_.emplace_back(); }
 
-  // Adds an article, whose id is higher than all before, and which hides `replaced`: articles of
-  // the databases. It hides earlier ones of its URL that wait, too.
+  // Adds an article or a removal, whose id is higher than all before, and which hides `replaced`,
+  // of articles that are not here. It hides earlier ones of its URL that are, too.
   void add(JournalArticle article, const std::vector<guint64>& replaced);
+
+  // Adds all of it to the entries, which borrow the records.
+  void write_to(ArticleEntries* entries) const;
 
   // ---- articles ----
 
-  // Its records are not shown any more.
+  // Its records are not shown any more, by what is here.
   bool hides(guint64 id) const { return hidden_.count(id) != 0; }
 
-  // Null when it does not wait.
+  // Null when it is not here.
   const JournalArticle* article(guint64 id) const;
 
-  // The newest one of the URL; null when none waits.
+  // The one of the URL that is shown; null when there is none here.
   const JournalArticle* newest_of_url(std::string_view url) const;
 
   // ---- lists ----
 
-  // Whether the field is one of the databases of ids that lists can be had of: form, source, date,
-  // trigram.
-  static bool has_lists(DB* ArticledbDb::*field);
-
+  // `field`: of a database of forms, sources, dates or trigrams.
   // Appends up to `most` ids under the key that are not less than `least`.
   void read_ids(DB* ArticledbDb::*field, std::string_view key, guint64 least, size_t most,
                 std::vector<guint64>* ids) const;
 
   bool has_id(DB* ArticledbDb::*field, std::string_view key, guint64 id) const;
 
-  // The forms under a lemma that are greater than `after`, unless that is null, in byte order,
-  // each once.
-  std::vector<std::string_view> forms_of(std::string_view lemma,
-                                         const std::string_view* after) const;
+  // Appends the forms under a lemma, in any order, and some again.
+  void read_forms(std::string_view lemma, std::vector<std::string_view>* forms) const;
 
   // Calls `visit(id)` for the ids under each key for which `wanted(key)` holds; of a database of
   // forms, sources or dates.
@@ -116,7 +113,6 @@ class WaitingIndex {
   void visit_trigrams(std::string_view prefix, guint32 number,
                       const std::function<void(guint64)>& visit) const;
 
-  guint64 base_ = 0;
   std::deque<std::string> bytes_;
   std::vector<JournalArticle> articles_;
   // Numbers of articles.

@@ -50,17 +50,6 @@ int find_record(DB* database, const guint64& id) {
   return database->get(database, nullptr, &key, &data, 0);
 }
 
-int remove_records(ArticledbDb* db, DB_TXN* txn, const std::vector<guint64>& ids) {
-  int ret = 0;
-  for (auto id = ids.begin(); ret == 0 && id != ids.end(); ++id) {
-    ret = remove_if_present(db->urldb, txn, id_item(&*id));
-    if (ret == 0) {
-      ret = remove_if_present(db->txtdb, txn, id_item(&*id));
-    }
-  }
-  return ret;
-}
-
 int put_keys(ArticledbDb* db, DB_TXN* txn, guint64 number, const ArticleRecords& records) {
   const StoredKey url(records.url);
   const StoredKey source(records.source);
@@ -71,6 +60,17 @@ int put_keys(ArticledbDb* db, DB_TXN* txn, guint64 number, const ArticleRecords&
     ret = put(db->sourcedb, txn, input_item(source.bytes()), id, DB_OVERWRITE_DUP);
   }
   return ret != 0 ? ret : put(db->datedb, txn, date, id, DB_OVERWRITE_DUP);
+}
+
+// Puts the records of `id`, which may be there, and removes those of `replaced`.
+int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, const ArticleRecords& records,
+                 const std::vector<guint64>& replaced) {
+  int ret = put(db->urldb, txn, id_item(&id), input_item(records.url_record), 0);
+  if (ret == 0) {
+    ret = put_new_pair(db->txtdb, txn, id_item(&id), input_item(records.text_record));
+    ret = ret == DB_KEYEXIST ? 0 : ret;
+  }
+  return ret != 0 ? ret : remove_records(db, txn, replaced);
 }
 
 int put_version(ArticledbDb* db, guint64 id, const ArticleRecords& records, bool shown,
@@ -127,14 +127,15 @@ int find_shown(ArticledbDb* db, std::string_view url, guint64* id) {
   return ret;
 }
 
-int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, const ArticleRecords& records,
-                 const std::vector<guint64>& replaced) {
-  int ret = put(db->urldb, txn, id_item(&id), input_item(records.url_record), 0);
-  if (ret == 0) {
-    ret = put_new_pair(db->txtdb, txn, id_item(&id), input_item(records.text_record));
-    ret = ret == DB_KEYEXIST ? 0 : ret;
+int remove_records(ArticledbDb* db, DB_TXN* txn, const std::vector<guint64>& ids) {
+  int ret = 0;
+  for (auto id = ids.begin(); ret == 0 && id != ids.end(); ++id) {
+    ret = remove_if_present(db->urldb, txn, id_item(&*id));
+    if (ret == 0) {
+      ret = remove_if_present(db->txtdb, txn, id_item(&*id));
+    }
   }
-  return ret != 0 ? ret : remove_records(db, txn, replaced);
+  return ret;
 }
 
 int put_first_version(ArticledbDb* db, guint64 id, const ArticleRecords& records, bool* done) {

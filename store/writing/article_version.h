@@ -38,10 +38,8 @@ int read_other_versions(ArticledbDb* db, std::string_view url, guint64 id, Reach
 // *id untouched, when there is none.
 int find_shown(ArticledbDb* db, std::string_view url, guint64* id);
 
-// Puts the records of `id`, which may be there, and removes those of `replaced`, which may be
-// missing.
-int show_version(ArticledbDb* db, DB_TXN* txn, guint64 id, const ArticleRecords& records,
-                 const std::vector<guint64>& replaced);
+// Removes the records of ids, which may be missing.
+int remove_records(ArticledbDb* db, DB_TXN* txn, const std::vector<guint64>& ids);
 
 // Puts an article's records and the postings of its URL, source and date, in a transaction of
 // its own; unless the URL shows another article already: then *done is false, and nothing has

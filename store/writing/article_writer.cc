@@ -4,7 +4,10 @@
 #include <exception>
 #include <string>
 
+#include "base/failed.h"
+#include "store/layout/stored_key.h"
 #include "store/process/gate.h"
+#include "store/sorted/article_entries.h"
 #include "store/waiting/journal_article.h"
 #include "store/waiting/journal_file.h"
 #include "store/writing/article_version.h"
@@ -27,12 +30,23 @@ int ArticleWriter::write_to_journal() {
   if (ret != 0) {
     return ret;
   }
-  collect_terms();
-  ret = source_status_ == ARTICLEDB_TOKEN_OK ? DECLINED : append_to_journal();
+  collect_terms(ArticleTerms::Portion::WHOLE);
+  ret = append_to_journal();
   if (ret == 0) {
     end_portion();
   }
   return ret;
+}
+
+// No record can hold it.
+int ArticleWriter::append_large() {
+  ArticleEntries entries;
+  const StoredKey url(records_.url);
+  const StoredKey source(records_.source);
+  entries.add(
+      {1, url.bytes(), source.bytes(), records_.date, records_.url_record, records_.text_record});
+  entries.add_terms(terms_);
+  return gate_append_large(db_, records_.url, &entries, &id_);
 }
 
 int ArticleWriter::append_to_journal() {
@@ -41,10 +55,12 @@ int ArticleWriter::append_to_journal() {
   try {
     std::string record(JOURNAL_RECORD_HEADER_BYTES, '\0');
     if (!append_journal_article(records_, terms_, known_, &record)) {
-      return DECLINED;
+      return terms_.is_plain() ? append_large() : DECLINED;
     }
     const size_t keys = terms_.bytes() + terms_.terms().size() * BYTES_BESIDE_A_KEY;
     return gate_append_article(db_, &record, record.size() + 2 * keys, &id_);
+  } catch (const Failed& failed) {
+    return failed.code;
   } catch (const std::exception&) {
     return ENOMEM;
   }
@@ -79,7 +95,7 @@ int ArticleWriter::write_portion() {
       ret = write_records();
     }
     if (ret == 0 && !collected_) {
-      collect_terms();
+      collect_terms(ArticleTerms::Portion::BOUNDED);
     }
     if (ret == 0) {
       ret = write_terms_of_portion();
@@ -115,10 +131,10 @@ void ArticleWriter::report(int code) const {
 }
 
 // The token source and the lemmatizer are the host's, and run unbound.
-void ArticleWriter::collect_terms() {
+void ArticleWriter::collect_terms(ArticleTerms::Portion portion) {
   collected_ = true;
   try {
-    source_status_ = terms_.take(source_, ArticleTerms::Portion::BOUNDED);
+    source_status_ = terms_.take(source_, portion);
   } catch (const std::exception&) {
     source_status_ = -1;
   }

@@ -11,8 +11,9 @@
 
 namespace ostren::fenra::store {
 
-// Writes to the databases in portions that each reach the disk before the next one begins. When
-// the environment is built anew meanwhile, because a process died in it, whatever was not on
+// The journal takes an article whole, in a record or, when it is too large for one, as a segment.
+// It is written to the databases in portions that each reach the disk before the next one begins.
+// When the environment is built anew meanwhile, because a process died in it, whatever was not on
 // disk is gone; the portion is then written again.
 class ArticleWriter {
  public:
@@ -36,12 +37,13 @@ class ArticleWriter {
  private:
   int write_to_journal();
   int append_to_journal();
+  int append_large();
   int write_to_databases();
   int write_portion();
   int write_records();
   int write_terms_of_portion();
   int replace_earlier_articles();
-  void collect_terms();
+  void collect_terms(ArticleTerms::Portion portion);
   void end_portion();
   void report(int code) const;
 

@@ -1,12 +1,12 @@
-// The journal of a store, as a handle on it sees it. docs/reliability.md has the design.
+// The articles that wait, as a handle on their store sees to them. docs/reliability.md has the
+// design.
 //
-// An article that is indexed goes to the end of the journal, and is safe with one flush. It
-// waits there, with those that come after it, until somebody wants to know what the
-// databases hold, or the journal is full; then all of them are written in the order of the
-// databases, which costs each a small part of what it would cost alone.
+// An article that is indexed goes to the end of the journal, and is safe with one flush. A journal
+// that is full becomes a segment, and segments are merged. All of them are read where they are;
+// they are written to the databases, in the order of those, when somebody wants to have them there.
 //
-// The id counter in "iddb" tells which of the journal's articles are in the databases:
-// those with an id up to it. It is written last.
+// Ids tell where an article is: up to the id counter in "iddb", which is written last, in the
+// databases; up to the last id of the last segment there; and otherwise in the journal.
 #ifndef FENRA_STORE_WRITING_JOURNAL_H
 #define FENRA_STORE_WRITING_JOURNAL_H
 
@@ -14,12 +14,16 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "store/articledb.h"
 #include "store/process/gate_file.h"
 #include "store/process/waiting_articles.h"
 #include "store/waiting/journal_file.h"
-#include "store/waiting/waiting_index.h"
+#include "store/waiting/segment_list.h"
+#include "store/waiting/waiting_view.h"
+#include "store/writing/segment_merger.h"
 
 namespace ostren::fenra::store {
 
@@ -27,27 +31,40 @@ class Journal : public WaitingArticles {
  public:
   // `directory` and `gate` outlive this.
   Journal(const char* directory, GateFile* gate)
-      : directory_(directory), gate_(*gate), state_(*gate->journal()) {}
+      : directory_(directory), gate_(*gate), state_(*gate->journal()), merger_(directory) {}
 
-  int settle(ArticledbDb* db) override { return is_settled() ? 0 : write_out(db); }
+  int settle(ArticledbDb* db) override { return is_settled() ? 0 : write_out_all(db); }
 
   int look(ArticledbDb* db) override;
-  const WaitingIndex& index() const override { return index_; }
+  const WaitingView& view() const override { return view_; }
 
   int admits(ArticledbDb* db) override;
   int append(ArticledbDb* db, std::string* record, guint64 growth, guint64* id) override;
+  int append_large(ArticledbDb* db, std::string_view url, ArticleEntries* entries,
+                   guint64* id) override;
+  int append_removal(ArticledbDb* db, std::string_view url) override;
   void forget_last_id() override { state_.last_id = 0; }
-  int remove() override;
+
+  void end_work(ArticledbDb* db) override;
+  int set_aside(ArticledbDb* db) override;
+  int remove_journal() override;
 
  private:
-  bool is_settled() const { return state_.known != 0 && state_.applied == state_.end; }
-  int write_out(ArticledbDb* db);
+  bool is_settled() const {
+    return state_.known != 0 && state_.applied == state_.end && state_.segments == 0;
+  }
+  int write_out_all(ArticledbDb* db);
   std::vector<JournalFile::Record> read_records(guint64 begin, std::string* bytes);
   void learn(ArticledbDb* db);
-  void apply(ArticledbDb* db);
   void bring_up_to_date(ArticledbDb* db);
-  void admit(ArticledbDb* db, guint64 growth, guint64* last_id);
-  void make_way(ArticledbDb* db, guint64 bytes);
+  void require_admission(ArticledbDb* db, guint64 growth, guint64* last_id);
+  void write(ArticledbDb* db, guint64 growth, std::string* record, guint64* id);
+  void make_segment(ArticledbDb* db);
+  void add_segment(ArticleEntries* entries);
+  void begin_anew();
+  void publish(const SegmentRanges& segments);
+  void tend_merging(ArticledbDb* db);
+  void take_merged(ArticledbDb* db);
   void open_file(bool create);
   guint64 free_bytes() const;
   void report(ArticledbDb* db, int code, const char* what) const;
@@ -56,18 +73,17 @@ class Journal : public WaitingArticles {
   GateFile& gate_;
   GateFile::JournalState& state_;
   std::unique_ptr<JournalFile> file_;
-  WaitingIndex index_;
-  // What the index knows of: nothing; else the databases as they were at this number of changes,
-  // and the journal up to this offset.
+  WaitingView view_;
+  SegmentRanges segments_;  // of the view
+  SegmentMerger merger_;
+  // What the view knows of: nothing; else the databases as they were at this number of changes, the
+  // segments of this round, and the journal up to this offset.
   bool looked_ = false;
   guint64 looked_changes_ = 0;
+  guint64 looked_round_ = 0;
   guint64 looked_end_ = 0;
+  guint64 merging_round_ = 0;  // for which a merge has been looked for
 };
-
-// Writes what waits in the journal of a directory to the open databases of a store that nobody
-// else has, and removes the journal when that is safe in the log. Throws Failed and
-// std::bad_alloc.
-void write_out_journal(ArticledbDb* db, const char* directory);
 
 }  // namespace ostren::fenra::store
 

@@ -191,14 +191,16 @@ TEST_F(CapiTest, AReaderSeesTheStoreAsItWas) {
   store = open();
   ASSERT_EQ(index(store, "u:2", "Mendia."), FENRA_OK);
   EXPECT_EQ(fenra_close(store, &error_), FENRA_OK);
-  fenra_results* results = nullptr;
-  const fenra_hit* hit = nullptr;
-  fenra_status status = fenra_search(reader, "mendi", nullptr, &results, &error_);
-  if (status == FENRA_OK) {
-    status = fenra_next(results, &hit, &error_);
+  for (const char* query : {"mendi", "\"etxe zuri\""}) {
+    fenra_results* results = nullptr;
+    const fenra_hit* hit = nullptr;
+    fenra_status status = fenra_search(reader, query, nullptr, &results, &error_);
+    if (status == FENRA_OK) {
+      status = fenra_next(results, &hit, &error_);
+    }
+    EXPECT_EQ(status, FENRA_STORE_CHANGED) << query << ": " << error_.message;
+    fenra_results_free(results);
   }
-  EXPECT_EQ(status, FENRA_STORE_CHANGED) << error_.message;
-  fenra_results_free(results);
   EXPECT_EQ(fenra_close(reader, &error_), FENRA_OK);
 }
 

@@ -58,7 +58,7 @@ TEST_F(IndexTest, RefusalsAreReportedAndDoNotEndTheRun) {
     std::string content;
     const char* reason;
   } cases[] = {
-      {"empty.txt", "", "the file is empty"},
+      {"empty.txt", "", "the text is empty"},
       {"zero.txt", std::string("mendia\0x", 8), "the text holds a zero byte, at offset 6"},
       {"latin1.txt", "mendi\xf1 bat", "the text is not valid UTF-8, at offset 5"},
       {"cut.html", "<title>x</title><body>\xc3", "the text is not valid UTF-8, at offset 22"},
@@ -122,6 +122,35 @@ TEST_F(IndexTest, RefusesMalformedLinesOfAList) {
                   "fenra: refused: none: cannot read the file: No such file or directory"));
 }
 
+TEST_F(IndexTest, ReadsJsonLines) {
+  write(
+      "pages.jsonl",
+      R"({"url":"u:1","text":"mendia \u00f1","date":"20100101","source":"Berria","more":{"url":[1]}})"
+      "\n{\"url\":\"u:2\",\n"
+      R"({"url":"u:3","html":"<meta charset=latin1><title>Orria</title><body>ñandua</body>"})"
+      "\n[\"url\"]\n"
+      R"({"text":"mendia"})"
+      "\n"
+      R"({"url":"u:4","text":"mendia","mime":"image/png"})"
+      "\n"
+      R"({"url":"u:1","text":"mendia berriz","date":null})");
+  for (const char* store : {"@store", "--bulk @bulk"}) {
+    const Result result = run(std::string("index ") + store + " @pages.jsonl --date 20090315");
+    EXPECT_EQ(3, result.status);
+    EXPECT_THAT(result.out, StartsWith("indexed 3, refused 4, skipped 0, "));
+    const std::string at = "fenra: refused: " + (directory_ / "pages.jsonl") + ":";
+    EXPECT_THAT(lines(result.err),
+                ElementsAre(StartsWith(at + "2: the line is not JSON, at its byte "),
+                            at + "4: the line is no JSON object", at + "5: it has no \"url\"",
+                            StartsWith(at + "6: unknown MIME type 'image/png'")));
+  }
+  for (const char* store : {"@store ", "@bulk "}) {
+    EXPECT_EQ(answer(std::string("search ") + store + "ñandua"), "u:3");
+    EXPECT_EQ(answer(std::string("search ") + store + "mendia"), "u:1");
+    EXPECT_EQ(answer(std::string("lookup ") + store + "--date 20090315"), "u:3 u:1");
+  }
+}
+
 TEST_F(IndexTest, MakesAStoreOfAnEmptyDirectoryOnly) {
   const std::string page = write("a.txt", "mendia");
   std::filesystem::create_directory(directory_ / "store");
@@ -157,6 +186,14 @@ TEST_F(IndexTest, DrawsTheBarOnATerminalAndTakesItAway) {
   // The refusal stands on a line of its own: the bar was removed before it.
   EXPECT_THAT(result.err, AllOf(HasSubstr("\r["), HasSubstr("] 1/3 articles, "),
                                 HasSubstr("\r\033[Kfenra: refused: "), Not(HasSubstr("left\n"))));
+  const Result quiet = fenra_on_terminal(arguments("index @store @pages --quiet"), 60);
+  EXPECT_EQ(3, quiet.status);
+  EXPECT_EQ("", quiet.out);
+  EXPECT_THAT(quiet.err, AllOf(StartsWith("fenra: refused: "), Not(HasSubstr("\r["))));
+  for (const char* call : {"delete @store u:none --quiet", "rebuild @store @new --quiet",
+                           "compact @store --quiet", "backup @store @copy --quiet"}) {
+    EXPECT_EQ("", run(call).out) << call;
+  }
 }
 
 // Everything but the time that was taken.

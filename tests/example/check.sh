@@ -40,8 +40,9 @@ in_c='20090315 https://example.eus/1
     Zer da [etxe] hau [mendi] honetan?'
 expect "$in_c" "the C host program" "$c_host"
 rm -r articles.store
-# A sanitized library is for sanitized programs only.
-if ! nm --dynamic "$FENRA_LIBRARY" | grep -q '__[at]san_init'; then
+# A sanitized library is for sanitized programs only. grep reads to the end: were it to leave early
+# (-q), nm could end by SIGPIPE, and the pipe would fail although the symbol is there.
+if ! nm --dynamic "$FENRA_LIBRARY" | grep '__[at]san_init' >/dev/null; then
   in_python=$'https://example.eus/1 Etxe zuria\n    [Etxe] [zuria] Gure [etxea] mendian dago, eta [zuria] da.'
   expect "$in_python" "the Python host program" python3 "$root/examples/host.py"
 fi

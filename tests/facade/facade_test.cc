@@ -29,16 +29,16 @@ class FacadeTest : public testing::Test {
     return fenra->index(url.c_str(), text.c_str(), "text/plain");
   }
 
-  // A process that is killed while it writes an article.
+  // A process that is killed while it writes a posting, or what waits before that.
   void ANeighbourDies() const {
     EXPECT_EQ(result_of([this] {
                 FenraData data(store_.c_str(), nullptr);
                 data.db->formdb->put = [](DB*, DB_TXN*, DBT*, DBT*, guint32) {
                   return raise(SIGKILL);
                 };
-                // So many words are none for the journal.
-                const std::string text = "etxea mendia" + repeat(" a", 5000);
-                return static_cast<int>(data.index("u:dead", text.c_str(), "text/plain"));
+                ArticledbTransaction* const transaction = articledb_transaction_new();
+                articledb_transaction_begin(transaction, data.db);
+                return articledb_transaction_put_form(transaction, "hila", 4, 1);
               }),
               -SIGKILL);
   }

@@ -114,7 +114,7 @@ TEST_P(BulkFailingCallsTest, AFailureLeavesWhatThereWas) {
   for_each_call(
       [&, call = call, compacting = compacting](int n) {
         begin(compacting);
-        fail_call(call, n, true);
+        fail_call(call, n, Fault::LASTING);
         const bool failed = work(compacting) != 0;
         const bool reached = lift_faults() != 0;
         EXPECT_EQ(failed, reached);

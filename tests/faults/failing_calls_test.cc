@@ -1,4 +1,5 @@
-// Every single write, fsync and allocation of some work on a store fails once.
+// Every single write, fsync and allocation of some work on a store fails, or kills who makes it.
+#include <numeric>
 #include <tuple>
 
 #include "tests/faults/injection.h"
@@ -9,28 +10,42 @@ namespace {
 
 namespace fs = std::filesystem;
 
+class SegmentsTest : public FaultTest {
+ protected:
+  // Articles from 0 on, each but the last one in a segment of its own.
+  Instance make_segments(uint64_t articles) const {
+    Instance fenra;
+    for (uint64_t number = 0; number < articles; ++number) {
+      fenra.reset();
+      fenra = open();
+      EXPECT_TRUE(stores(*fenra, number));
+    }
+    return fenra;
+  }
+};
+
 // The work under the fault, besides indexing two articles and reading.
 enum class Work {
   INDEXING,  // nothing else
   CREATION,  // of a new store
   RECOVERY,  // of a store whose writer has vanished
-  CLOSING,
+  CLOSING,   // which makes a segment, and then one of eight
 };
 
-// Whether it fails until the fault is lifted is the second part.
-using Sweep = std::tuple<Call, bool, Work>;
+using Sweep = std::tuple<Call, Fault, Work>;
 
-class FailingCallsTest : public FaultTest, public testing::WithParamInterface<Sweep> {
+class FailingCallsTest : public SegmentsTest, public testing::WithParamInterface<Sweep> {
  protected:
-  static constexpr uint64_t kBefore = 3;
+  static constexpr uint64_t kBefore = 7;
   static constexpr uint64_t kLater = 100;
 
   // Works in a copy under the fault and goes on without it. False when there were not so many
   // calls.
   bool fail_once(int n) {
-    const auto [call, lasting, work] = GetParam();
+    const auto [call, fault, work] = GetParam();
     const std::string path = copy_;
-    std::vector<uint64_t> stored = {0, 1, 2};
+    std::vector<uint64_t> stored(kBefore);
+    std::iota(stored.begin(), stored.end(), uint64_t{0});
     fs::remove_all(path);
     if (work == Work::CREATION) {
       stored.clear();
@@ -43,9 +58,9 @@ class FailingCallsTest : public FaultTest, public testing::WithParamInterface<Sw
     }
     if (work == Work::CLOSING) {
       index_two(*fenra, stored);
-      EXPECT_EQ(stored.size(), 5U);
+      EXPECT_EQ(stored.size(), kBefore + 2);
     }
-    fail_call(call, n, lasting);
+    fail_call(call, n, fault);
     if (work == Work::CLOSING) {
       fenra.reset();
     } else {
@@ -69,7 +84,6 @@ class FailingCallsTest : public FaultTest, public testing::WithParamInterface<Sw
     return true;
   }
 
-  // The question has them written to the databases.
   static void index_two(ostren::fenra::Fenra& fenra, std::vector<uint64_t>& stored) {
     for (uint64_t number = kBefore; number < kBefore + 2; ++number) {
       if (stores(fenra, number)) {
@@ -86,10 +100,7 @@ class FailingCallsTest : public FaultTest, public testing::WithParamInterface<Sw
 
 TEST_P(FailingCallsTest, NothingAcknowledgedIsLost) {
   // The copies of a store that is open look like those of one whose users have died.
-  Instance fenra = open();
-  for (uint64_t number = 0; number < kBefore; ++number) {
-    ASSERT_TRUE(stores(*fenra, number));
-  }
+  Instance fenra = make_segments(kBefore);
   if (std::get<Work>(GetParam()) != Work::RECOVERY) {
     fenra.reset();
   }
@@ -108,7 +119,7 @@ TEST_F(FaultTest, NothingIsAcknowledgedWithoutAFlush) {
     install_hooks();
     Instance fenra = open();
     EXPECT_TRUE(stores(*fenra, 0));
-    fail_call(Call::FSYNC, 1, true);
+    fail_call(Call::FSYNC, 1, Fault::LASTING);
     for (const int words : {60, 5000}) {
       EXPECT_FALSE(stores(*fenra, 1, words)) << words;
     }
@@ -118,15 +129,47 @@ TEST_F(FaultTest, NothingIsAcknowledgedWithoutAFlush) {
   });
 }
 
+// Killed at each of the calls by which a closing makes the eighth segment, and one of them all.
+TEST_F(SegmentsTest, ADeathThatLeavesSegmentsHalfMadeCostsNothing) {
+  constexpr uint64_t COUNT = 8;
+  const std::string copy = directory() / "copy";
+  std::vector<uint64_t> stored(COUNT);
+  std::iota(stored.begin(), stored.end(), uint64_t{0});
+  make_segments(COUNT - 1).reset();
+  for (const Call call : {Call::WRITE, Call::FSYNC}) {
+    int n = 0;
+    for (bool killed = true; killed && !HasFailure();) {
+      fs::remove_all(copy);
+      fs::copy(path(), copy);
+      ++n;
+      killed = WIFSIGNALED(wait_for(start([&] {
+        install_hooks();
+        Instance fenra = open(copy);
+        EXPECT_TRUE(stores(*fenra, COUNT - 1));
+        fail_call(call, n, Fault::DEATH);
+        fenra.reset();
+        lift_faults();
+      })));
+      // Somebody may come, and go on, and others after that.
+      for (int opening = 0; opening < 2; ++opening) {
+        run_apart([&] { expect_found(*open(copy), stored); });
+      }
+    }
+    EXPECT_GT(n, 4);
+    expect_sound(copy);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Calls, FailingCallsTest,
                          testing::Combine(testing::Values(Call::WRITE, Call::FSYNC),
-                                          testing::Bool(),
+                                          testing::Values(Fault::ONCE, Fault::LASTING),
                                           testing::Values(Work::INDEXING, Work::CREATION,
                                                           Work::RECOVERY, Work::CLOSING)));
 // Berkeley DB 5.3 dereferences a null pointer when memory runs out while it makes an
 // environment handle, or the first page of a database.
 INSTANTIATE_TEST_SUITE_P(Allocations, FailingCallsTest,
-                         testing::Combine(testing::Values(Call::ALLOCATION), testing::Bool(),
+                         testing::Combine(testing::Values(Call::ALLOCATION),
+                                          testing::Values(Fault::ONCE, Fault::LASTING),
                                           testing::Values(Work::INDEXING, Work::CLOSING)));
 
 }  // namespace

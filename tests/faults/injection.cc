@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 namespace faults {
@@ -14,23 +15,26 @@ namespace {
 
 constexpr int64_t kNoLimit = INT64_MAX;
 
-struct Fault {
+struct State {
   bool armed = false;
   Call call = Call::WRITE;
   int left = 0;  // calls until the first one that fails
-  bool lasting = false;
+  Fault fault = Fault::ONCE;
   int64_t room = kNoLimit;
   int failed = 0;
 };
 
-Fault fault;
+State state;
 
 bool fails(Call call) {
-  if (!fault.armed || fault.call != call || --fault.left > 0 ||
-      (fault.left < 0 && !fault.lasting)) {
+  if (!state.armed || state.call != call || --state.left > 0 ||
+      (state.left < 0 && state.fault != Fault::LASTING)) {
     return false;
   }
-  ++fault.failed;
+  if (state.fault == Fault::DEATH) {
+    raise(SIGKILL);
+  }
+  ++state.failed;
   return true;
 }
 
@@ -40,12 +44,12 @@ bool has_room(size_t length) {
   if (length == 1) {
     return true;
   }
-  if (fault.room < static_cast<int64_t>(length)) {
-    ++fault.failed;
+  if (state.room < static_cast<int64_t>(length)) {
+    ++state.failed;
     return false;
   }
-  if (fault.room != kNoLimit) {
-    fault.room -= static_cast<int64_t>(length);
+  if (state.room != kNoLimit) {
+    state.room -= static_cast<int64_t>(length);
   }
   return true;
 }
@@ -88,22 +92,22 @@ void install_hooks() {
   db_env_set_func_realloc(hooked_realloc);
 }
 
-void fail_call(Call call, int n, bool lasting) {
-  fault = Fault();
-  fault.armed = true;
-  fault.call = call;
-  fault.left = n;
-  fault.lasting = lasting;
+void fail_call(Call call, int n, Fault fault) {
+  state = State();
+  state.armed = true;
+  state.call = call;
+  state.left = n;
+  state.fault = fault;
 }
 
 void fill_disk(int64_t bytes) {
-  fault = Fault();
-  fault.room = bytes;
+  state = State();
+  state.room = bytes;
 }
 
 int lift_faults() {
-  const int failed = fault.failed;
-  fault = Fault();
+  const int failed = state.failed;
+  state = State();
   return failed;
 }
 
@@ -135,8 +139,8 @@ int fdatasync(int fd) {
 int statvfs(const char* path, struct statvfs* disk) {
   static auto* const real = faults::system_function<int(const char*, struct statvfs*)>("statvfs");
   const int ret = real(path, disk);
-  if (ret == 0 && faults::fault.room != faults::kNoLimit) {
-    disk->f_bavail = static_cast<fsblkcnt_t>(faults::fault.room) / disk->f_frsize;
+  if (ret == 0 && faults::state.room != faults::kNoLimit) {
+    disk->f_bavail = static_cast<fsblkcnt_t>(faults::state.room) / disk->f_frsize;
   }
   return ret;
 }

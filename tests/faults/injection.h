@@ -12,9 +12,12 @@ enum class Call { WRITE, FSYNC, ALLOCATION };
 // Puts the hooks in, without any fault.
 void install_hooks();
 
-// From now on the n-th such call, counted from 1, fails, and with `lasting` all behind it
-// too: a write with ENOSPC, an fsync with EIO, an allocation with ENOMEM.
-void fail_call(Call call, int n, bool lasting);
+// What happens to a call: it fails, a write with ENOSPC, an fsync with EIO, an allocation with
+// ENOMEM; it fails, and all such calls behind it; or it kills the process.
+enum class Fault { ONCE, LASTING, DEATH };
+
+// From now on it happens to the n-th such call, counted from 1.
+void fail_call(Call call, int n, Fault fault);
 
 // From now on there is room for so many more bytes in all files.
 void fill_disk(int64_t bytes);

@@ -26,6 +26,8 @@ TEST_F(NeighboursTest, ACopyThatIsMadeMeanwhileIsWhole) {
       EXPECT_TRUE(stores(*fenra, number, 300));
       if (number % 40 == 39) {
         answer(*fenra, "etxea");
+        // What is verified shall not grow out of bounds.
+        usleep(static_cast<useconds_t>(below(200000)));
       }
     }
   });

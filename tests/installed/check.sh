@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # From an installed tree that has been moved, a project of CMake's builds the host programs by
-# find_package(fenra), and they and the Python module run.
+# find_package(fenra), and they and the Python module, where it is installed, run.
 # usage: check.sh BUILD_DIRECTORY
 set -euo pipefail
 
@@ -26,11 +26,16 @@ END
 cmake -S project -B hosts -DCMAKE_PREFIX_PATH="$scratch/moved" >/dev/null
 cmake --build hosts >/dev/null
 
-hosts/host_c | grep -qF '[etxea] [mendian]'
+hosts/host_c | grep -F '[etxea] [mendian]' >/dev/null
 rm -r articles.store
-hosts/host_cc | grep -qFx https://example.eus/2
+hosts/host_cc | grep -Fx https://example.eus/2 >/dev/null
 rm -r articles.store
+module=$(find "$scratch/moved" -name py.typed)
+if grep -q '^FENRA_INSTALL_PYTHON:BOOL=OFF' "$build/CMakeCache.txt"; then
+  [[ -z $module ]]
+  exit
+fi
 FENRA_LIBRARY=$(find "$scratch/moved" -name 'libfenra.so.1')
-PYTHONPATH=$(dirname "$(dirname "$(find "$scratch/moved" -name py.typed)")")
+PYTHONPATH=$(dirname "$(dirname "$module")")
 export FENRA_LIBRARY PYTHONPATH PYTHONDONTWRITEBYTECODE=1
-python3 "$root/examples/host.py" | grep -qF '[zuria]'
+python3 "$root/examples/host.py" | grep -F '[zuria]' >/dev/null

@@ -189,6 +189,49 @@ TEST_F(CompactTest, KeepsWhatIsShownAndOtherFiles) {
   verify();
 }
 
+// What waits comes into the databases, as if it had been written there: beside what they hold, or
+// to nothing. Replacements and removals reach over both.
+TEST_F(CompactTest, TakesInWhatWaits) {
+  const auto articles = random_articles(120, 31, true);
+  const auto remove = [&](const std::string& url) {
+    EXPECT_EQ(articledb_db_delete(db, url.data(), sizeOf(url)), 0);
+  };
+  for (const size_t before : {size_t{0}, size_t{60}}) {
+    uses_journal = true;
+    makeAnew();
+    for (size_t i = 0; i < articles.size(); ++i) {
+      indexSource(articles[i]);
+      if (i % 25 == 24) {
+        reopen();
+      }
+      if (i + 1 == before) {
+        EXPECT_EQ(writeOut(), 0);
+      }
+    }
+    for (const char* url : {"bat", "bi"}) {
+      ASSERT_EQ(index(url, {"hitza"}), 0);
+    }
+    remove("bat");
+    const guint64 last = maxId();
+    close();
+    const std::string copy = root + "/copy";
+    std::filesystem::copy(path, copy);
+    ASSERT_EQ(compact(), 0);
+    EXPECT_THAT(listing(path), ElementsAre("fenra.index"));
+    open();
+    EXPECT_EQ(maxId(), last);
+    EXPECT_THAT(formIds("hitza"), ElementsAre(last - 1));
+    const Contents compacted = contents();
+    close();
+    verify();
+    std::filesystem::remove_all(path);
+    std::filesystem::rename(copy, path);
+    open();
+    const Contents written = without_dead_ids(contents());
+    EXPECT_EQ(compacted == written, true) << before;
+  }
+}
+
 // What only the log has is in the new store too.
 TEST_F(CompactTest, RecoversWhatAKilledProcessHasLeft) {
   close();

@@ -88,4 +88,24 @@ TEST_F(CopyTest, IsTheStoreThatWasCopiedWhereverItIsPut) {
   use(1530);
 }
 
+// What the list of segments tells belongs to the databases that were there before.
+TEST_F(CopyTest, OtherDatabasesHaveNoneOfTheSegments) {
+  const std::string older = root + "/older";
+  uses_journal = true;
+  fill(10);
+  close();
+  copy(path, older);
+  reopen();
+  fill(20);
+  EXPECT_THAT(formIds("etxe"), SizeIs(20));
+  close();
+  EXPECT_TRUE(fs::exists(path + "/fenra.segments"));
+  copy(older, path);
+  open();
+  EXPECT_THAT(formIds("etxe"), SizeIs(10));
+  ASSERT_EQ(index("berria", {"etxe"}), 0);
+  reopen();
+  EXPECT_THAT(formIds("etxe"), SizeIs(11));
+}
+
 }  // namespace

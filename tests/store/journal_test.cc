@@ -2,8 +2,11 @@
 #include <sys/resource.h>
 
 #include "base/failed.h"
+#include "store/layout/store_files.h"
+#include "store/reading/prefix_scan.h"
 #include "store/waiting/journal_article.h"
 #include "store/waiting/journal_file.h"
+#include "store/waiting/segment_list.h"
 #include "tests/store/contents.h"
 
 namespace {
@@ -140,6 +143,14 @@ class JournalTest : public ContentsTest {
     DBT data = ignored_item();
     return db->formdb->get(db->formdb, nullptr, &key, &data, 0) == 0;
   }
+
+  size_t countSegments() const {
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+      count += is_segment_name(entry.path().filename().string()) ? 1 : 0;
+    }
+    return count;
+  }
 };
 
 TEST_F(JournalTest, LookupsFindWhatWaitsWhereItWaits) {
@@ -194,6 +205,130 @@ TEST_F(JournalTest, LookupsFindWhatWaitsWhereItWaits) {
   verify();
 }
 
+// Every key of the databases, looked up where nothing is in them.
+TEST_F(JournalTest, SegmentsAnswerAsTheDatabasesWould) {
+  const auto articles = random_articles(150, std::random_device()(), true);
+  const auto expected = contentsWithoutJournal([&] { indexAll(articles); });
+  for (size_t i = 0; i < articles.size(); ++i) {
+    indexSource(articles[i]);
+    if (i % 3 == 0 && i < 120) {
+      reopen();
+    }
+  }
+  EXPECT_FALSE(isInDatabases("w0"));
+  EXPECT_LE(countSegments(), 8U);
+  const auto lists = [](const Pairs& pairs) {
+    std::map<std::string, Strings> by_key;
+    for (const auto& [key, data] : pairs) {
+      by_key[key].push_back(data);
+    }
+    return by_key;
+  };
+  const std::pair<const char*, Lookup> lookups[] = {{"formdb", articledb_db_lookup_form},
+                                                    {"sourcedb", articledb_db_lookup_source},
+                                                    {"lemmadb", articledb_db_lookup_lemma}};
+  for (const auto& [name, function] : lookups) {
+    for (const auto& [key, items] : lists(expected.at(name))) {
+      EXPECT_EQ(dups(lookup(function, key)) == items, true) << name << " " << key;
+    }
+  }
+  for (const auto& [key, items] : lists(expected.at("trigramdb"))) {
+    Strings found;
+    EXPECT_EQ(scan_trigrams(
+                  db, key.data(), sizeOf(key),
+                  [](void* strings, guint64 id) {
+                    auto* const all = static_cast<Strings*>(strings);
+                    // Out of the journal some come again.
+                    if (all->empty() || all->back() != id_bytes(id)) {
+                      all->emplace_back(id_bytes(id));
+                    }
+                  },
+                  &found),
+              0);
+    EXPECT_EQ(found == items, true) << key;
+  }
+  for (const auto& [key, items] : lists(expected.at("urldb"))) {
+    guint64 number = 0;
+    memcpy(&number, key.data(), sizeof number);
+    EXPECT_EQ(url(number), items[0]);
+    guint64 found = 0;
+    const std::string address = items[0].substr(0, items[0].find('|'));
+    EXPECT_EQ(articledb_db_lookup_url(db, address.data(), sizeOf(address), &found), 0);
+    EXPECT_EQ(found, number);
+  }
+  EXPECT_EQ(expected.at("urldb").size(), expected.at("txtdb").size());
+  for (guint64 number = 1; number <= maxId(); ++number) {
+    const std::string key(id_bytes(number));
+    const bool shown = lists(expected.at("urldb")).count(key) != 0;
+    EXPECT_EQ(url(number).substr(0, 1) != "-", shown) << number;
+  }
+  expectContents(expected, "written out");
+  EXPECT_EQ(countSegments(), 0U);
+  close();
+  verify();
+}
+
+// A removal waits as articles do, whatever it removes: what is in the databases, in segments, in
+// the journal.
+TEST_F(JournalTest, RemovalsWait) {
+  ASSERT_EQ(index("datuetan", {"hitz"}), 0);
+  ASSERT_EQ(writeOut(), 0);
+  ASSERT_EQ(index("segmentuan", {"hitz"}), 0);
+  reopen();
+  ASSERT_EQ(index("egunkarian", {"hitz"}), 0);
+  ASSERT_EQ(index("dago", {"hitz"}), 0);
+  const Strings urls = {"datuetan", "segmentuan", "egunkarian"};
+  guint64 id = 0;
+  for (const std::string& url : urls) {
+    EXPECT_EQ(articledb_db_delete(db, url.data(), sizeOf(url)), 0);
+    EXPECT_EQ(articledb_db_delete(db, url.data(), sizeOf(url)), STATUS_NOT_FOUND);
+  }
+  EXPECT_FALSE(isInDatabases("dago"));
+  const auto expectGone = [&](const char* when) {
+    for (size_t i = 0; i < urls.size(); ++i) {
+      EXPECT_EQ(articledb_db_lookup_url(db, urls[i].data(), sizeOf(urls[i]), &id), STATUS_NOT_FOUND)
+          << urls[i] << " " << when;
+      EXPECT_EQ(url(i + 1), "-6") << when;
+      EXPECT_EQ(text(i + 1), "-6") << when;
+    }
+    EXPECT_EQ(text(4), "testua") << when;
+  };
+  expectGone("at once");
+  EXPECT_TRUE(getsToTheEndAlone([] {}));
+  expectGone("after a death");
+  reopen();
+  expectGone("in a segment");
+  ASSERT_EQ(writeOut(), 0);
+  expectGone("in the databases");
+  EXPECT_EQ(index("segmentuan", {"berriz"}), 0);
+  EXPECT_EQ(articledb_db_lookup_url(db, "segmentuan", 10, &id), 0);
+  close();
+  verify();
+}
+
+TEST_F(JournalTest, SegmentsThatCannotBeReadAreReportedAndKept) {
+  ASSERT_EQ(index("a", {"bat"}), 0);
+  close();
+  const std::string name = path + "/fenra.segments";
+  const std::string list = directory.read("store/fenra.segments");
+  for (size_t place = 0; place <= list.size(); ++place) {
+    EXPECT_EQ(status_of([&] { parse_segment_list(list.substr(0, place)); }),
+              place == list.size() ? 0 : EPROTO);
+    std::string changed = list;
+    changed[place % list.size()] ^= 1;
+    EXPECT_EQ(status_of([&] { parse_segment_list(changed); }), EPROTO) << place;
+  }
+  directory.write("store/fenra.segments", list + "?");
+  expectRefused(EPROTO, "put a backup into the store's place");
+  directory.write("store/fenra.segments", list);
+  const std::string segment = directory.read("store/fenra.segment.1-1");
+  directory.write("store/fenra.segment.1-1", segment.substr(1));
+  expectRefused(EPROTO, "a fenra.segment file is damaged");
+  directory.write("store/fenra.segment.1-1", segment);
+  open();
+  EXPECT_THAT(formIds("bat"), ElementsAre(1));
+}
+
 TEST_F(JournalTest, TheDatabasesGetWhatTheyWouldHaveGot) {
   const auto articles = random_articles(150, std::random_device()(), true);
   const auto expected = contentsWithoutJournal([&] { indexAll(articles); });
@@ -234,7 +369,9 @@ TEST_F(JournalTest, ADeathWhileTheyAreWrittenCostsNothing) {
   for (const auto& spec : DATABASES) {
     for (const int puts : {0, 1, 40}) {
       const bool reached = !getsToTheEndAlone([&] {
-        indexAll(articles);
+        indexAll({articles.begin(), articles.begin() + 20});
+        reopen();
+        indexAll({articles.begin() + 20, articles.end()});
         BrokenPuts::install(db->*spec.field, puts, SIGKILL);
         writeOut();
       });
@@ -310,6 +447,30 @@ TEST_F(JournalTest, BeginsAnewWhenItIsFull) {
   }
 }
 
+// Of more than a megabyte, with several thousand words; as a replacement too, and in between
+// others.
+TEST_F(JournalTest, LargeArticlesWaitToo) {
+  std::mt19937 random(3);
+  const auto large = [&](const std::string& url) {
+    Source source = {articleValues(url, std::string(size_t{2} << 20, ' ')), {{}}};
+    std::string& text = source.values["_txt"];
+    std::generate(text.begin(), text.end(), [&] { return static_cast<char>('a' + random() % 26); });
+    for (int i = 0; i < 9000; ++i) {
+      source.tokens.tokens.push_back("h" + std::to_string(random() % 5000));
+    }
+    return source;
+  };
+  const Source small = {articleValues("txikia"), {{"h1", "h2", "h3"}}};
+  const std::vector<Source> articles = {small,           large("handia"), small,
+                                        large("txikia"), small,           large("handia")};
+  const auto expected = contentsWithoutJournal([&] { indexAll(articles); });
+  indexAll(articles);
+  EXPECT_FALSE(isInDatabases("h1"));
+  EXPECT_EQ(countSegments(), 6U);
+  EXPECT_TRUE(getsToTheEndAlone([] {}));
+  expectContents(expected);
+}
+
 // A cursor that stands somewhere would be in the way of writing later what waits.
 TEST_F(JournalTest, NothingWaitsBesideAHostsCursors) {
   ASSERT_EQ(index("a", {"bat"}), 0);
@@ -362,7 +523,7 @@ TEST_F(JournalTest, OneThatCannotBeReadIsReportedAndKept) {
   file = JournalFile::open(path.c_str(), true);
   std::string record = std::string(JOURNAL_RECORD_HEADER_BYTES, '-') + "ez da artikulua";
   file->write(JournalFile::BEGIN, 1, &record);
-  expectRefused(EPROTO, "remove the file");
+  expectRefused(EPROTO, "remove the files");
   std::filesystem::remove(name);
   open();
   EXPECT_THAT(formIds("bat"), IsEmpty());

@@ -1,6 +1,7 @@
 // Stores that are only read.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 
@@ -95,8 +96,10 @@ TEST_F(ReadOnlyTest, SaysWhenSomebodyHasWritten) {
     other.reset();
   }
   EXPECT_EQ(articledb_cursor_close(cursor), STATUS_STORE_CHANGED);
-  EXPECT_THAT(testing::internal::GetCapturedStderr(),
-              HasSubstr(path + ": somebody has written to it since it was opened for reading"));
+  const std::string told = testing::internal::GetCapturedStderr();
+  EXPECT_THAT(told, testing::StartsWith(
+                        path + ": somebody has written to it since it was opened for reading"));
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
   close();
   ASSERT_EQ(openReadOnly(), 0);
   EXPECT_THAT(formIds("etxe"), SizeIs(301));
